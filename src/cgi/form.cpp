@@ -1,0 +1,222 @@
+#include "cgi/form.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <memory>
+
+#include "cgi/charset.h"
+#include "cgi/log.h"
+#include "cgi/request.h"
+#include "core/memory.h"
+
+namespace quillet {
+
+namespace {
+
+constexpr std::string_view file_mark = "(file)";
+constexpr std::size_t longest_read = 1048576;
+
+// The list grows by doubling. Running out of memory here is the visitor's doing and ends the decoding,
+// so it does not go through the containers, whose allocation never fails.
+form_entry *entries = nullptr;
+std::size_t entry_count = 0;
+std::size_t entry_capacity = 0;
+std::size_t next_position = 0;  // behind the entry last found
+std::string_view name_looked_for;
+
+// The value of each hexadecimal digit; 0 for every other byte.
+constexpr auto digit_values = [] {
+  std::array<unsigned char, 256> values{};
+  for (unsigned char i = 0; i < 10; ++i) values[static_cast<unsigned char>('0' + i)] = i;
+  for (unsigned char i = 0; i < 6; ++i) {
+    values[static_cast<unsigned char>('A' + i)] = values[static_cast<unsigned char>('a' + i)] =
+        static_cast<unsigned char>(10 + i);
+  }
+  return values;
+}();
+
+// Decodes in place; the result is never longer. A "%" with fewer than two bytes behind it is dropped
+// with them.
+std::string_view url_decode(char *bytes, std::size_t length) {
+  char *kept = bytes;
+  for (std::size_t i = 0; i < length; ++i) {
+    if (bytes[i] == '+') {
+      *kept++ = ' ';
+    } else if (bytes[i] != '%') {
+      *kept++ = bytes[i];
+    } else if (length - i > 2) {
+      const unsigned high = digit_values[static_cast<unsigned char>(bytes[i + 1])];
+      const unsigned low = digit_values[static_cast<unsigned char>(bytes[i + 2])];
+      *kept++ = static_cast<char>(high << 4 | low);
+      i += 2;
+    } else {
+      break;
+    }
+  }
+  return {bytes, static_cast<std::size_t>(kept - bytes)};
+}
+
+// Whether the two are equal over the length of the shorter one, ASCII letters of either case being
+// the same. Deliberate: an empty text matches everything.
+bool matches_as_prefix(std::string_view a, std::string_view b) {
+  const std::size_t length = std::min(a.size(), b.size());
+  return equal_ignoring_case(a.substr(0, length), b.substr(0, length));
+}
+
+// A copy that lives as long as the process: the entries are views of it. Null without memory.
+char *keep_copy(std::string_view source) {
+  auto *copy = static_cast<char *>(try_allocate(source.size() + 1));
+  if (copy != nullptr) std::copy(source.begin(), source.end(), copy);
+  return copy;
+}
+
+std::size_t read_input(char *buffer, std::size_t length) {
+  std::size_t total = 0;
+  while (total < length) {
+    const ssize_t n = read(STDIN_FILENO, buffer + total, std::min(length - total, longest_read));
+    if (n > 0) {
+      total += static_cast<std::size_t>(n);
+    } else if (n == 0 || errno != EINTR) {
+      break;
+    }
+  }
+  return total;
+}
+
+std::string_view text_of(const form_entry &entry) { return entry.is_file() ? file_mark : until_nul(entry.value); }
+
+}  // namespace
+
+bool decode_form_input() {
+  if (!request.query_string.empty()) {
+    char *query = keep_copy(request.query_string);
+    if (query == nullptr || decode_urlencoded(query, request.query_string.size()) != decode_ok) return false;
+  }
+  if (!equal_ignoring_case(request.request_method, "post")) return true;
+  if (equal_ignoring_case(request.content_type, "application/x-www-form-urlencoded")) {
+    return read_post_body(false) == decode_ok;
+  }
+  if (matches_as_prefix(request.content_type, "multipart/form-data")) return read_post_body(true) == decode_ok;
+  return true;
+}
+
+decode_result decode_urlencoded(char *data, std::size_t length) {
+  char *const end = data + length;
+  while (data < end) {
+    char *const equals = std::find(data, end, '=');
+    if (equals == end) break;
+    char *const value = equals + 1;
+    char *const value_end = std::find(value, end, '&');
+    form_entry entry;
+    entry.name = until_nul(url_decode(data, static_cast<std::size_t>(equals - data)));
+    entry.value = url_decode(value, static_cast<std::size_t>(value_end - value));
+    if (!add_form_entry(entry)) return decode_no_memory;
+    data = value_end + (value_end < end ? 1 : 0);
+  }
+  return decode_ok;
+}
+
+decode_result read_post_body(bool multipart) {
+  if (request.content_length == 0) return decode_ok;
+  // A length below 0 cannot be allocated.
+  const auto length = static_cast<std::size_t>(std::max(0, request.content_length));
+  auto *const buffer = static_cast<char *>(try_allocate(length));
+  if (buffer == nullptr) {
+    log_message(error_log, "unable to malloc %d bytes", request.content_length);
+    return decode_no_memory;
+  }
+  const std::size_t read_size = read_input(buffer, length);
+  if (read_size != length) {
+    log_message(error_log, "cgiParsePostFormInput: cgiContentLength(%d)!=read_size(%zu)", request.content_length,
+                read_size);
+    release(buffer);
+    return decode_mismatch;
+  }
+  return multipart ? decode_multipart(buffer, length) : decode_urlencoded(buffer, length);
+}
+
+bool add_form_entry(const form_entry &entry) {
+  if (entry_count == entry_capacity) {
+    const std::size_t capacity = std::max<std::size_t>(16, entry_capacity * 2);
+    auto *grown = static_cast<form_entry *>(try_allocate(capacity * sizeof(form_entry)));
+    if (grown == nullptr) return false;
+    std::uninitialized_copy_n(entries, entry_count, grown);
+    release(entries);
+    entries = grown;
+    entry_capacity = capacity;
+  }
+  std::construct_at(&entries[entry_count++], entry);
+  return true;
+}
+
+std::span<const form_entry> form_entries() { return {entries, entry_count}; }
+
+const form_entry *find_form_entry(std::string_view name) {
+  next_position = 0;
+  name_looked_for = name;
+  return find_next_form_entry();
+}
+
+const form_entry *find_next_form_entry() {
+  while (next_position < entry_count) {
+    const form_entry &entry = entries[next_position++];
+    if (entry.name == name_looked_for) return &entry;
+  }
+  return nullptr;
+}
+
+form_result form_value(std::string_view name, std::string_view &value) {
+  const form_entry *entry = find_form_entry(name);
+  if (entry == nullptr) return form_not_found;
+  value = entry->value;
+  return form_success;
+}
+
+form_result form_string(std::string_view name, std::size_t limit, text &value) {
+  const form_entry *entry = find_form_entry(name);
+  if (entry == nullptr) return form_not_found;
+  const std::string_view source = text_of(*entry);
+  if (source.empty()) return form_empty;
+  return append_normalised(source, limit == 0 ? 0 : limit - 1, value) ? form_success : form_truncated;
+}
+
+std::size_t form_space_needed(std::string_view name) {
+  const form_entry *entry = find_form_entry(name);
+  if (entry == nullptr) return 1;
+  return (entry->is_file() ? file_mark.size() : entry->value.size()) + 1;
+}
+
+std::vector<text> form_strings(std::string_view name) {
+  std::vector<text> values;
+  for (const form_entry *entry = find_form_entry(name); entry != nullptr; entry = find_next_form_entry()) {
+    append_normalised(text_of(*entry), std::string_view::npos, values.emplace_back());
+  }
+  return values;
+}
+
+bool append_normalised(std::string_view value, std::size_t limit, text &out) {
+  const auto is_break = [](char c) { return c == '\r' || c == '\n'; };
+  const std::size_t start = out.size();
+  while (!value.empty()) {
+    const auto run = static_cast<std::size_t>(std::find_if(value.begin(), value.end(), is_break) - value.begin());
+    const std::size_t room = limit - (out.size() - start);
+    out.append(value.substr(0, std::min(run, room)));
+    if (run > room) return false;
+    value.remove_prefix(run);
+    std::size_t returns = 0;
+    std::size_t feeds = 0;
+    for (; !value.empty() && is_break(value.front()); value.remove_prefix(1)) {
+      ++(value.front() == '\r' ? returns : feeds);
+    }
+    for (std::size_t breaks = std::max(returns, feeds); breaks > 0; --breaks) {
+      if (out.size() - start == limit) return false;
+      out.append('\n');
+    }
+  }
+  return true;
+}
+
+}  // namespace quillet

@@ -1,0 +1,24 @@
+// The response: everything the program sends to the client goes through here, to standard output, at
+// the moment it is produced. Header lines that operators write therefore come before the closing
+// header, which is written when the page is finished.
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+
+namespace quillet {
+
+// Writes all the bytes to the client; returns how many were written, fewer when the client has gone.
+std::size_t write_output(std::string_view bytes);
+
+// Formats into at most 1,023 bytes (a longer result is cut) and writes that; returns the bytes written.
+[[gnu::format(printf, 1, 2)]] std::size_t write_formatted(const char *format, ...);
+
+// Writes the closing header, "Content-type: %s\nContent-length: %d\n\n", and the body.
+void write_response(std::string_view content_type, std::string_view body);
+
+// Writes all the bytes to a file descriptor, through interruptions and partial writes; returns how
+// many were written, fewer only on an error, with errno set.
+std::size_t write_all(int descriptor, std::string_view bytes);
+
+}  // namespace quillet

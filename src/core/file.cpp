@@ -1,0 +1,185 @@
+#include "core/file.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <utime.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include "cgi/request.h"
+#include "cgi/response.h"
+
+namespace quillet {
+
+namespace {
+
+constexpr std::size_t directory_name_limit = 999;
+
+// A file descriptor that closes itself.
+class open_file {
+ public:
+  open_file(std::string_view path, int flags) : descriptor_(open(text(path).c_str(), flags | O_CLOEXEC, 0666)) {}
+  open_file(const open_file &) = delete;
+  open_file &operator=(const open_file &) = delete;
+  ~open_file() {
+    if (descriptor_ >= 0) close(descriptor_);
+  }
+  operator int() const { return descriptor_; }  // NOLINT(google-explicit-constructor)
+
+ private:
+  int descriptor_;
+};
+
+// A lock of a whole file, waited for; closing the file lets go of it.
+void lock_file(int descriptor) {
+  while (flock(descriptor, LOCK_EX) != 0 && errno == EINTR) {
+  }
+}
+
+}  // namespace
+
+// --- reading and writing whole files ---
+
+text read_text_file(std::string_view path, bool drop_empty_lines, bool lock) {
+  text bytes;
+  struct stat status {};
+  if (path.empty()) return bytes;
+  // Opening a pipe that nobody writes to must not wait.
+  const open_file file(path, O_RDONLY | O_NONBLOCK);
+  if (file < 0 || fstat(file, &status) != 0 || !S_ISREG(status.st_mode)) return bytes;
+  if (lock) lock_file(file);
+  const auto size = static_cast<std::size_t>(status.st_size);
+  bytes.reserve(size);
+  while (bytes.size() < size) {
+    const ssize_t n = read(file, bytes.data() + bytes.size(), size - bytes.size());
+    if (n > 0) {
+      bytes.commit(static_cast<std::size_t>(n));
+    } else if (n == 0 || errno != EINTR) {
+      break;
+    }
+  }
+  filter_lines(bytes, drop_empty_lines);
+  return bytes;
+}
+
+void filter_lines(text &bytes, bool drop_empty_lines) {
+  std::string_view rest = until_nul(bytes);
+  char *kept = bytes.data();
+  while (!rest.empty()) {
+    const std::size_t end = rest.find('\n');
+    const std::size_t length = end == std::string_view::npos ? rest.size() : end + 1;
+    const std::string_view line = rest.substr(0, length);
+    rest.remove_prefix(length);
+    char *const start = kept;
+    if (line.find('\r') == std::string_view::npos) {
+      if (kept != line.data()) std::memmove(kept, line.data(), length);
+      kept += length;
+    } else {
+      for (const char c : line) {
+        if (c != '\r') *kept++ = c;
+      }
+    }
+    const bool comment = kept > start && *start == '#';
+    const bool empty = kept == start || *start == '\n';
+    if (comment || (empty && drop_empty_lines)) kept = start;
+  }
+  bytes.truncate(static_cast<std::size_t>(kept - bytes.data()));
+}
+
+text error_description() { return text(std::strerror(errno)); }
+
+text write_text_file(std::string_view path, std::string_view bytes, bool lock) {
+  if (path.empty()) return text("no filename specified");
+  const open_file file(path, O_RDWR | O_CREAT);
+  if (file < 0) return error_description();
+  if (lock) lock_file(file);
+  if (write_all(file, bytes) != bytes.size() || ftruncate(file, static_cast<off_t>(bytes.size())) != 0) {
+    return error_description();
+  }
+  return {};
+}
+
+std::time_t file_time(std::string_view path, std::time_t new_time) {
+  const text name(path);
+  struct stat status {};
+  if (stat(name.c_str(), &status) != 0) return 0;
+  if (new_time == 0) return status.st_mtime;
+  const utimbuf times = {status.st_atime, new_time};
+  if (utime(name.c_str(), &times) != 0 || stat(name.c_str(), &status) != 0) return status.st_mtime;
+  return status.st_mtime;
+}
+
+text remove_file(std::string_view path) {
+  if (path.empty()) return text("no filename specified");
+  if (unlink(text(path).c_str()) != 0) return error_description();
+  return {};
+}
+
+void lock_stream(std::FILE *stream) { lock_file(fileno(stream)); }
+
+void unlock_stream(std::FILE *stream) {
+  std::fflush(stream);
+  flock(fileno(stream), LOCK_UN);
+}
+
+// --- file names ---
+
+text page_directory_file(std::string_view name) {
+  std::string_view directory = request.page_path;
+  cut_at_last_char(directory, '/');
+  text path;
+  path.append(directory);
+  path.append('/');
+  path.append(name);
+  return path;
+}
+
+text resolve_file(std::string_view name) {
+  if (name.empty() || name.front() != '/') return page_directory_file(name);
+  text path;
+  path.append(request.document_root);
+  path.append(name);
+  return path;
+}
+
+text underscore_path(std::string_view path) {
+  text result(path);
+  const std::size_t slash = path.rfind('/');
+  insert_at(result, slash == std::string_view::npos ? 0 : slash + 1, "_");
+  return result;
+}
+
+// --- directories ---
+
+directory_reader::~directory_reader() { close_directory(*this); }
+
+bool open_directory(std::string_view path, directory_reader &reader) {
+  close_directory(reader);
+  reader.path = text(path.substr(0, directory_name_limit));
+  reader.handle = opendir(reader.path.c_str());
+  return next_entry(reader);
+}
+
+bool next_entry(directory_reader &reader) {
+  if (reader.handle == nullptr) return true;
+  const dirent *found = readdir(reader.handle);
+  if (found == nullptr) return true;
+  reader.name = text(std::string_view(found->d_name).substr(0, directory_name_limit));
+  text full_path = copy_text(reader.path);
+  full_path.append('/');
+  full_path.append(reader.name);
+  struct stat status {};
+  reader.kind = stat(full_path.c_str(), &status) == 0 ? static_cast<unsigned char>(IFTODT(status.st_mode)) : 0;
+  return false;
+}
+
+void close_directory(directory_reader &reader) {
+  if (reader.handle != nullptr) closedir(reader.handle);
+  reader.handle = nullptr;
+}
+
+}  // namespace quillet

@@ -1,0 +1,72 @@
+// Files read and written whole, file names, and directories.
+#pragma once
+
+#include <dirent.h>
+
+#include <cstdio>
+#include <ctime>
+#include <string_view>
+
+#include "core/text.h"
+
+namespace quillet {
+
+// The whole file as a text, filtered by `filter_lines`, with an exclusive lock held while reading if
+// `lock`. Null when the file cannot be opened or is no regular file; there is no message.
+[[nodiscard]] text read_text_file(std::string_view path, bool drop_empty_lines, bool lock);
+
+// Removes every carriage return and every line that begins with "#", its line feed too; with
+// `drop_empty_lines` also the empty lines. The bytes are cut at their first NUL.
+void filter_lines(text &bytes, bool drop_empty_lines);
+
+// Writes the text to the file, which is made when it is missing (mode 0666 less the process mask) and
+// cut to the text's length afterwards, under an exclusive lock if `lock`. Null on success, otherwise
+// the system's description of the error, "no filename specified" without a path.
+[[nodiscard]] text write_text_file(std::string_view path, std::string_view bytes, bool lock);
+
+// The file's modification time, 0 when it has no status; a `new_time` that is not 0 is set first, the
+// access time kept.
+std::time_t file_time(std::string_view path, std::time_t new_time);
+
+// Null on success, otherwise the system's description of the error, "no filename specified" without
+// a path.
+[[nodiscard]] text remove_file(std::string_view path);
+
+// The system's description of the current error number, as it stands.
+[[nodiscard]] text error_description();
+
+// An exclusive advisory lock on the whole file of an open stream, waited for, and its release.
+void lock_stream(std::FILE *stream);
+void unlock_stream(std::FILE *stream);
+
+// The file `name` in the page's directory.
+[[nodiscard]] text page_directory_file(std::string_view name);
+
+// Where an operator's file name leads: under the document root when it begins with "/", otherwise in
+// the page's directory.
+[[nodiscard]] text resolve_file(std::string_view name);
+
+// The path with "_" put before its last component: "lists/menu" gives "lists/_menu". Data and macro
+// files carry it, so that the web server can refuse to serve them.
+[[nodiscard]] text underscore_path(std::string_view path);
+
+// Walks the entries of a directory in the order in which the system lists them.
+struct directory_reader {
+  unsigned char kind = 0;  // file type of the current entry (DT_DIR, ...); 0 when it has no status
+  text name;               // the current entry, at most 999 bytes
+  DIR *handle = nullptr;
+  text path;               // at most 999 bytes
+
+  directory_reader() = default;
+  directory_reader(const directory_reader &) = delete;
+  directory_reader &operator=(const directory_reader &) = delete;
+  ~directory_reader();
+};
+
+// Opens the directory and reads its first entry. True at the end of the directory, or on failure.
+[[nodiscard]] bool open_directory(std::string_view path, directory_reader &reader);
+// Reads the next entry; true at the end, or on failure.
+[[nodiscard]] bool next_entry(directory_reader &reader);
+void close_directory(directory_reader &reader);
+
+}  // namespace quillet

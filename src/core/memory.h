@@ -1,0 +1,24 @@
+// The heap. Every block of the process comes from here, operator new included, so that
+// exhausted memory has one end: a line in the error log and exit status -2.
+#pragma once
+
+#include <cstddef>
+
+namespace quillet {
+
+// A new block of `size` bytes, uninitialised; null for size 0.
+// Never fails: without memory the process ends with "unable to malloc %d bytes" in the error log.
+[[nodiscard]] void *allocate(std::size_t size);
+
+// `block` resized to `size` bytes, its contents kept; size 0 frees it and gives null.
+// Never fails: without memory the process ends with "unable to realloc %d bytes" in the error log.
+[[nodiscard]] void *reallocate(void *block, std::size_t size);
+
+// A new block as from `allocate`, or null when there is no memory; for sizes that a visitor chooses
+// and whose refusal has an answer of its own.
+[[nodiscard]] void *try_allocate(std::size_t size);
+
+// Gives a block back; null does nothing.
+void release(void *block);
+
+}  // namespace quillet

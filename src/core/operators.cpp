@@ -1,0 +1,97 @@
+#include "core/operators.h"
+
+#include <cstdint>
+#include <memory>
+
+#include "core/evaluator.h"
+#include "cgi/log.h"
+
+namespace quillet {
+
+// --- parameters ---
+
+void parameters::add(std::string_view bytes) { std::construct_at(&slots_[count_++])->bytes = bytes; }
+
+void parameters::clear() {
+  while (count_ > 0) std::destroy_at(&slots_[--count_]);
+}
+
+parameters::~parameters() { clear(); }
+
+void parameters::evaluate_in_place(int index) {
+  if (index >= count_) return;
+  slot &parameter = slots_[index];
+  if (!has_markup(parameter.bytes)) return;
+  text value;
+  evaluate(parameter.bytes, value);
+  parameter.value = std::move(value);
+  parameter.bytes = parameter.value;
+}
+
+void parameters::evaluate_all_in_place() {
+  for (int i = 0; i < count_; ++i) evaluate_in_place(i);
+}
+
+// --- the registry ---
+
+namespace {
+
+constexpr std::size_t registry_capacity = 192;
+constexpr std::size_t index_size = 512;  // a power of two, well above the capacity
+
+// Entries in order of registration, and an open-addressing index over their names (linear probing).
+// Both live in zeroed static memory: registering costs no heap block.
+operator_entry entries[registry_capacity];
+std::size_t entry_count = 0;
+std::uint8_t index_slots[index_size];  // entry number + 1; 0: free
+
+// FNV-1a; names are a few bytes long.
+std::size_t hash_name(std::string_view name) {
+  std::uint32_t hash = 2166136261U;
+  for (const char c : name) hash = (hash ^ static_cast<unsigned char>(c)) * 16777619U;
+  return (hash ^ (hash >> 15)) & (index_size - 1);
+}
+
+// The index slot that holds `name`, or the free one where it belongs.
+std::uint8_t &index_slot(std::string_view name) {
+  std::size_t i = hash_name(name);
+  while (index_slots[i] != 0 && entries[index_slots[i] - 1].name != name) i = (i + 1) & (index_size - 1);
+  return index_slots[i];
+}
+
+constexpr std::size_t longest_name = 64;  // keeps a page-sized "name" from being hashed
+
+}  // namespace
+
+void register_operator(std::string_view name, operator_handler handler, int parameter_count, unsigned flags) {
+  if (name.empty() || name.size() > longest_name) return;
+  std::uint8_t &slot = index_slot(name);
+  if (slot != 0) return;
+  if (entry_count == registry_capacity) fatal("operator registry full");
+  entries[entry_count] = {handler, name, parameter_count, flags};
+  slot = static_cast<std::uint8_t>(++entry_count);
+}
+
+void register_operators(std::span<const operator_definition> module) {
+  for (const operator_definition &definition : module) {
+    register_operator(definition.name, definition.handler, definition.parameter_count, definition.flags);
+  }
+}
+
+const operator_entry *find_operator(std::string_view name) {
+  if (name.empty() || name.size() > longest_name) return nullptr;
+  const std::uint8_t slot = index_slot(name);
+  return slot == 0 ? nullptr : &entries[slot - 1];
+}
+
+std::span<const operator_entry> registered_operators() { return {entries, entry_count}; }
+
+void append_error(text &out, std::string_view operator_name, std::string_view message) {
+  out.append('[');
+  out.append(operator_name);
+  out.append(": ");
+  out.append(message);
+  out.append(']');
+}
+
+}  // namespace quillet

@@ -1,0 +1,102 @@
+// Operators: what a module registers, and how a call of one is described to its handler.
+//
+// An operator is a function that appends its result to the text under construction:
+//
+//     void op_example(parameters &parameters, text &out);
+//
+// Appending nothing is the empty result. A handler may look at what it appended itself (everything
+// behind the size that `out` had on entry) and cut it off again, never at what stood there before.
+#pragma once
+
+#include <cstddef>
+#include <span>
+#include <string_view>
+
+#include "core/text.h"
+
+namespace quillet {
+
+// A call has at most this many parameters; one with more stays in the page as literal text.
+constexpr int max_parameters = 19;
+
+// The parameters of one call. A parameter is a view into the template text until it is evaluated,
+// then a view of its value. A value is empty or has bytes; there is no difference between an empty
+// and an absent parameter.
+class parameters {
+ public:
+  parameters() noexcept {}  // NOLINT(modernize-use-equals-default): the slots stay raw memory
+  parameters(const parameters &) = delete;
+  parameters &operator=(const parameters &) = delete;
+  ~parameters();
+
+  [[nodiscard]] int count() const { return count_; }
+  // Parameter `index`, counted from 0; empty past the last one. For a lazy operator this is template
+  // text as it stands in the page, for others its value.
+  [[nodiscard]] std::string_view operator[](int index) const {
+    return index < count_ ? slots_[index].bytes : std::string_view();
+  }
+  // The last parameter.
+  [[nodiscard]] std::string_view last() const { return (*this)[count_ - 1]; }
+  // Puts the value of the template text in its place.
+  void evaluate_in_place(int index);
+  void evaluate_all_in_place();
+
+  // Adds a parameter at the end, for the splitter; the caller has checked the count. The bytes stay
+  // the caller's.
+  void add(std::string_view bytes);
+  void clear();
+
+ private:
+  struct slot {
+    std::string_view bytes;
+    text value;  // holds `bytes` where evaluation made new ones
+  };
+  int count_ = 0;
+  union {
+    slot slots_[max_parameters];  // the first `count_` are alive
+  };
+};
+
+using operator_handler = void (*)(parameters &parameters, text &out);
+
+enum operator_flags : unsigned {
+  evaluated = 0,  // each parameter is evaluated before the call
+  lazy = 1,       // the parameters are handed over as they stand in the page
+};
+
+// One row of a module's table.
+struct operator_definition {
+  std::string_view name;
+  operator_handler handler;
+  int parameter_count;  // 0: any number; otherwise exactly this many
+  unsigned flags;
+  // For the manual, the page checker and the editors; evaluation never reads them.
+  std::string_view synopsis;
+  std::string_view summary;
+};
+
+// One registered operator.
+struct operator_entry {
+  operator_handler handler;
+  std::string_view name;
+  int parameter_count;
+  unsigned flags;
+};
+
+// Adds an operator at the end of the registry. An empty name is ignored, and so is a name that is
+// already there: the first registration wins. `name` must live as long as the process.
+void register_operator(std::string_view name, operator_handler handler, int parameter_count, unsigned flags);
+
+// Registers the rows of a module's table in their order.
+void register_operators(std::span<const operator_definition> module);
+
+// The operator of that name, in the letter case given; null when there is none.
+[[nodiscard]] const operator_entry *find_operator(std::string_view name);
+
+// Every registered operator, in the order of registration.
+[[nodiscard]] std::span<const operator_entry> registered_operators();
+
+// Appends an operator's error text, "[" name ": " message "]".
+void append_error(text &out, std::string_view operator_name, std::string_view message);
+
+}  // namespace quillet

@@ -1,0 +1,292 @@
+#include "core/text.h"
+
+#include <algorithm>
+#include <charconv>
+#include <climits>
+#include <cstring>
+
+#include "core/memory.h"
+
+namespace quillet {
+
+text::text(std::string_view bytes) {
+  grow(bytes.size());
+  std::memcpy(data(), bytes.data() == nullptr ? "" : bytes.data(), bytes.size());
+  size_ = bytes.size();
+  data()[size_] = '\0';
+}
+
+text::text(text &&other) noexcept : size_(other.size_), capacity_(other.capacity_) {
+  std::memcpy(inline_, other.inline_, sizeof inline_);
+  other.size_ = other.capacity_ = 0;
+}
+
+text &text::operator=(text &&other) noexcept {
+  if (this != &other) {
+    clear();
+    size_ = other.size_;
+    capacity_ = other.capacity_;
+    std::memcpy(inline_, other.inline_, sizeof inline_);
+    other.size_ = other.capacity_ = 0;
+  }
+  return *this;
+}
+
+text::~text() {
+  if (on_heap()) release(heap_);
+}
+
+// Makes room for `needed` bytes and the NUL byte; a null text becomes an empty one. Growing doubles,
+// so that appending costs the same for each byte however long the text becomes.
+void text::grow(std::size_t needed) {
+  if (needed <= inline_capacity) {
+    if (is_null()) capacity_ = inline_capacity;
+    return;
+  }
+  if (needed <= capacity_) return;
+  const std::size_t capacity = is_null() ? needed : std::max(needed, capacity_ * 2);
+  if (on_heap()) {
+    heap_ = static_cast<char *>(reallocate(heap_, capacity + 1));
+  } else {
+    auto *block = static_cast<char *>(allocate(capacity + 1));
+    std::memcpy(block, inline_, size_);
+    heap_ = block;
+  }
+  capacity_ = capacity;
+}
+
+void text::append(std::string_view bytes) {
+  if (bytes.empty()) return;
+  const std::size_t size = size_ + bytes.size();
+  if (size > capacity_) {
+    // A part of this text moves with it.
+    const bool own = !is_null() && bytes.data() >= data() && bytes.data() <= data() + size_;
+    const std::size_t offset = own ? static_cast<std::size_t>(bytes.data() - data()) : 0;
+    grow(size);
+    if (own) bytes = {data() + offset, bytes.size()};
+  }
+  char *start = data();
+  std::memcpy(start + size_, bytes.data(), bytes.size());
+  start[size] = '\0';
+  size_ = size;
+}
+
+void text::append(char byte) {
+  if (size_ == capacity_) grow(size_ + 1);
+  char *start = data();
+  start[size_++] = byte;
+  start[size_] = '\0';
+}
+
+char *text::reserve(std::size_t size) {
+  grow(size);
+  char *start = data();
+  start[size_] = '\0';
+  return start + size_;
+}
+
+void text::commit(std::size_t added) noexcept {
+  size_ += added;
+  data()[size_] = '\0';
+}
+
+void text::truncate(std::size_t size) noexcept {
+  if (size == 0) return clear();
+  if (size >= size_) return;
+  size_ = size;
+  data()[size] = '\0';
+}
+
+void text::clear() noexcept {
+  if (on_heap()) release(heap_);
+  size_ = capacity_ = 0;
+}
+
+// --- copies and pieces ---
+
+text copy_text(const text &source) { return source.is_null() ? text() : text(source.view()); }
+
+text copy_prefix(std::string_view source, std::size_t n) {
+  source = source.substr(0, n);
+  return source.empty() ? text() : text(source);
+}
+
+text copy_counted(std::string_view source, std::size_t n) { return text(source.substr(0, n)); }
+
+std::string_view substring(std::string_view source, std::size_t start, std::size_t length) {
+  return source.substr(std::min(start, source.size()), length);
+}
+
+void splice(text &target, std::size_t start, std::size_t count, std::string_view insert) {
+  const std::size_t old_size = target.size();
+  start = std::min(start, old_size);
+  count = std::min(count, old_size - start);
+  const std::size_t new_size = old_size - count + insert.size();
+  if (new_size == 0) return target.clear();
+  target.reserve(std::max(old_size, new_size));
+  char *at = target.data() + start;
+  std::memmove(at + insert.size(), at + count, old_size - start - count);
+  if (!insert.empty()) std::memcpy(at, insert.data(), insert.size());
+  if (new_size < old_size) {
+    target.truncate(new_size);
+  } else {
+    target.commit(new_size - old_size);
+  }
+}
+
+void delete_range(text &target, std::size_t start, std::size_t count) { splice(target, start, count, {}); }
+
+void insert_at(text &target, std::size_t start, std::string_view insert) { splice(target, start, 0, insert); }
+
+text concat(std::initializer_list<std::string_view> parts) {
+  text joined;
+  for (const std::string_view part : parts) {
+    if (part.empty()) break;
+    joined.append(part);
+  }
+  return joined;
+}
+
+std::string_view until_nul(std::string_view source) { return source.substr(0, source.find('\0')); }
+
+// --- cutting ---
+
+namespace {
+
+// Cuts `head` at `position`, which may be none, and gives what follows the `length` bytes there.
+std::string_view cut_at(std::string_view &head, std::size_t position, std::size_t length) {
+  if (position == std::string_view::npos) return {};
+  const std::string_view tail = head.substr(position + length);
+  head = head.substr(0, position);
+  return tail;
+}
+
+}  // namespace
+
+std::string_view cut_at_char(std::string_view &head, char c) { return cut_at(head, head.find(c), 1); }
+
+std::string_view cut_at_last_char(std::string_view &head, char c) { return cut_at(head, head.rfind(c), 1); }
+
+std::string_view cut_at_text(std::string_view &head, std::string_view mark) {
+  return mark.empty() ? head : cut_at(head, head.find(mark), mark.size());
+}
+
+std::string_view cut_at_last_text(std::string_view &head, std::string_view mark) {
+  return mark.empty() ? head : cut_at(head, head.rfind(mark), mark.size());
+}
+
+std::string_view next_token(std::string_view &rest, char c) {
+  std::string_view token = rest;
+  rest = cut_at_char(token, c);
+  return token;
+}
+
+// --- changing bytes ---
+
+void replace_chars(text &target, char from, char to) {
+  std::replace(target.data(), target.data() + target.size(), from, to);
+}
+
+void tabs_to_blanks(text &target) { replace_chars(target, '\t', ' '); }
+
+text replace_all(std::string_view find, std::string_view with, std::string_view source) {
+  text result;
+  if (find.empty()) return result;
+  for (std::size_t hit; (hit = source.find(find)) != std::string_view::npos;) {
+    result.append(source.substr(0, hit));
+    result.append(with);
+    source.remove_prefix(hit + find.size());
+  }
+  result.append(source);
+  return result;
+}
+
+void upper_in_place(text &target) {
+  std::transform(target.data(), target.data() + target.size(), target.data(), upper_char);
+}
+
+void lower_in_place(text &target) {
+  std::transform(target.data(), target.data() + target.size(), target.data(), lower_char);
+}
+
+void remove_white_space(text &target) {
+  char *end = std::remove_if(target.data(), target.data() + target.size(), is_white_space);
+  target.truncate(static_cast<std::size_t>(end - target.data()));
+}
+
+text url_encode(std::string_view source) {
+  constexpr std::string_view digits = "0123456789abcdef";
+  text encoded;
+  for (const char c : source) {
+    if (c == ' ') {
+      encoded.append('+');
+    } else if (is_letter(c) || is_digit(c)) {
+      encoded.append(c);
+    } else {
+      const auto byte = static_cast<unsigned char>(c);
+      encoded.append('%');
+      encoded.append(digits[byte >> 4]);
+      encoded.append(digits[byte & 15]);
+    }
+  }
+  return encoded;
+}
+
+// --- asking ---
+
+bool all_digits(std::string_view source) {
+  return !source.empty() && std::all_of(source.begin(), source.end(), is_digit);
+}
+
+bool text_equal(const text &a, const text &b) { return a.is_null() == b.is_null() && a.view() == b.view(); }
+
+bool equal_ignoring_case(std::string_view a, std::string_view b) {
+  return a.size() == b.size() &&
+         std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) { return lower_char(x) == lower_char(y); });
+}
+
+// --- numbers ---
+
+long long parse_long(std::string_view source) {
+  std::size_t i = 0;
+  while (i < source.size() && is_white_space(source[i])) ++i;
+  const bool negative = i < source.size() && source[i] == '-';
+  if (i < source.size() && (source[i] == '-' || source[i] == '+')) ++i;
+  // Read as a negative number, whose range is the larger one.
+  long long number = 0;
+  for (; i < source.size() && is_digit(source[i]); ++i) {
+    if (__builtin_mul_overflow(number, 10, &number) || __builtin_sub_overflow(number, source[i] - '0', &number)) {
+      return negative ? LLONG_MIN : LLONG_MAX;
+    }
+  }
+  if (negative) return number;
+  return number == LLONG_MIN ? LLONG_MAX : -number;
+}
+
+int parse_int(std::string_view source) {
+  return static_cast<int>(std::clamp<long long>(parse_long(source), INT_MIN, INT_MAX));
+}
+
+namespace {
+
+// The digits of `magnitude` behind its sign, with zeros between them up to `width` bytes in all.
+text format_digits(bool negative, unsigned long long magnitude, int width) {
+  char digits[20];
+  const char *end = std::to_chars(digits, digits + sizeof digits, magnitude).ptr;
+  text formatted;
+  if (negative) formatted.append('-');
+  for (long long zeros = width - (end - digits) - (negative ? 1 : 0); zeros > 0; --zeros) formatted.append('0');
+  formatted.append(std::string_view(digits, static_cast<std::size_t>(end - digits)));
+  return formatted;
+}
+
+}  // namespace
+
+text format_signed(long long number, int width) {
+  const auto bits = static_cast<unsigned long long>(number);
+  return format_digits(number < 0, number < 0 ? 0 - bits : bits, width);
+}
+
+text format_unsigned(unsigned long long number, int width) { return format_digits(false, number, width); }
+
+}  // namespace quillet

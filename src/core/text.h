@@ -1,0 +1,147 @@
+// Text: the one kind of value that the page language knows, and the routines that cut and join it.
+//
+// A text is a string of bytes in any 8-bit charset. It holds no NUL byte: bytes from outside are cut
+// at their first NUL where they become text (`until_nul`). A text may be null, "absent"; null counts
+// as empty wherever text is read.
+//
+// Reading goes through std::string_view, which does not own its bytes: whoever passes a view keeps
+// the bytes alive for the time of the call. `text` owns its bytes.
+#pragma once
+
+#include <cstddef>
+#include <initializer_list>
+#include <string_view>
+
+namespace quillet {
+
+// A nullable, growable byte string that owns its bytes. Up to `inline_capacity` bytes live without
+// the heap. Copying is explicit (`copy_text`); moving leaves the source null.
+class text {
+ public:
+  static constexpr std::size_t inline_capacity = 39;
+
+  text() noexcept = default;                      // null
+  explicit text(std::string_view bytes);          // a copy of `bytes`; present even when empty
+  text(text &&other) noexcept;
+  text &operator=(text &&other) noexcept;
+  text(const text &) = delete;
+  text &operator=(const text &) = delete;
+  ~text();
+
+  [[nodiscard]] bool is_null() const noexcept { return capacity_ == 0; }
+  [[nodiscard]] bool is_empty() const noexcept { return size_ == 0; }
+  [[nodiscard]] std::size_t size() const noexcept { return size_; }
+  [[nodiscard]] const char *data() const noexcept { return on_heap() ? heap_ : inline_; }
+  [[nodiscard]] char *data() noexcept { return on_heap() ? heap_ : inline_; }
+  // The bytes followed by a NUL byte, for the C library; "" for null.
+  [[nodiscard]] const char *c_str() const noexcept { return is_null() ? "" : data(); }
+  [[nodiscard]] std::string_view view() const noexcept { return {data(), size_}; }
+  operator std::string_view() const noexcept { return view(); }  // NOLINT(google-explicit-constructor)
+
+  // Appends; appending nothing changes nothing, so a null text stays null. `bytes` may be a part of
+  // this text.
+  void append(std::string_view bytes);
+  void append(char byte);
+  // Makes room for `size` bytes in all and gives back where the next byte goes; `commit` says how
+  // many were written there.
+  char *reserve(std::size_t size);
+  void commit(std::size_t added) noexcept;
+  // Cuts to at most `size` bytes; size 0 gives null.
+  void truncate(std::size_t size) noexcept;
+  void clear() noexcept;
+
+ private:
+  [[nodiscard]] bool on_heap() const noexcept { return capacity_ > inline_capacity; }
+  void grow(std::size_t needed);
+
+  std::size_t size_ = 0;
+  std::size_t capacity_ = 0;  // 0 means null; otherwise without the NUL byte
+  union {
+    char *heap_;
+    char inline_[inline_capacity + 1] = {};
+  };
+};
+
+// --- copies and pieces -----------------------------------------------------------------------
+
+// A copy of a present text, null for null.
+[[nodiscard]] text copy_text(const text &source);
+// The first `n` bytes, or all when there are fewer; null when that is nothing.
+[[nodiscard]] text copy_prefix(std::string_view source, std::size_t n);
+// The same, but nothing gives an empty text that is present.
+[[nodiscard]] text copy_counted(std::string_view source, std::size_t n);
+// `length` bytes from `start`, both clamped to the source; an empty view when nothing is left.
+[[nodiscard]] std::string_view substring(std::string_view source, std::size_t start, std::size_t length);
+
+// Replaces `count` bytes at `start` (both clamped) by `insert`; a result without bytes is null.
+// `insert` must not be a part of `target`.
+void splice(text &target, std::size_t start, std::size_t count, std::string_view insert);
+void delete_range(text &target, std::size_t start, std::size_t count);
+void insert_at(text &target, std::size_t start, std::string_view insert);
+
+// The parts joined; null when that is nothing. The list ends at the first empty part, so one in the
+// middle ends it early.
+[[nodiscard]] text concat(std::initializer_list<std::string_view> parts);
+
+// `source` up to its first NUL byte: what remains of bytes from outside when they become text.
+[[nodiscard]] std::string_view until_nul(std::string_view source);
+
+// --- cutting -----------------------------------------------------------------------------------
+// Each cuts `head` just before what was looked for and gives the bytes after it, or leaves `head`
+// whole and gives a view whose data() is null.
+
+std::string_view cut_at_char(std::string_view &head, char c);
+std::string_view cut_at_last_char(std::string_view &head, char c);
+// An empty `mark` cuts nothing and gives `head` itself.
+std::string_view cut_at_text(std::string_view &head, std::string_view mark);
+std::string_view cut_at_last_text(std::string_view &head, std::string_view mark);
+// The bytes before the next `c`, and `rest` moved past it; without `c` all of `rest`, which becomes
+// a view whose data() is null.
+std::string_view next_token(std::string_view &rest, char c);
+
+// --- changing bytes ----------------------------------------------------------------------------
+
+void replace_chars(text &target, char from, char to);
+void tabs_to_blanks(text &target);
+// `source` with every occurrence of `find` replaced, from the left; null when either is empty.
+[[nodiscard]] text replace_all(std::string_view find, std::string_view with, std::string_view source);
+// ASCII letters only; see charset.h for the bytes above 127.
+void upper_in_place(text &target);
+void lower_in_place(text &target);
+// Removes every byte of the C library's white-space class.
+void remove_white_space(text &target);
+
+// A new text in which a blank becomes "+", ASCII letters and digits stay and every other byte
+// becomes "%" and two lower-case hexadecimal digits. Nothing gives null.
+[[nodiscard]] text url_encode(std::string_view source);
+
+// --- asking ------------------------------------------------------------------------------------
+
+[[nodiscard]] constexpr bool is_digit(char c) { return c >= '0' && c <= '9'; }
+[[nodiscard]] constexpr bool is_letter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
+// The C library's white-space class on unsigned bytes, in the "C" locale.
+[[nodiscard]] constexpr bool is_white_space(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+[[nodiscard]] constexpr char upper_char(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 32) : c; }
+[[nodiscard]] constexpr char lower_char(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; }
+
+// True when there is at least one byte and every byte is 0 to 9.
+[[nodiscard]] bool all_digits(std::string_view source);
+[[nodiscard]] inline bool is_nonempty(std::string_view source) { return !source.empty(); }
+// Byte equality; two nulls are equal, a null equals only a null.
+[[nodiscard]] bool text_equal(const text &a, const text &b);
+[[nodiscard]] inline std::size_t text_length(const text &source) { return source.size(); }
+// Byte equality in which ASCII letters of either case are the same.
+[[nodiscard]] bool equal_ignoring_case(std::string_view a, std::string_view b);
+
+// --- numbers -----------------------------------------------------------------------------------
+
+// The C library's decimal reading of the front of a text (blanks, a sign, digits; the rest ignored;
+// nothing to read gives 0), kept within its type: a number beyond it gives the nearest limit.
+[[nodiscard]] int parse_int(std::string_view source);
+[[nodiscard]] long long parse_long(std::string_view source);
+
+// Decimal digits of a number, zero-padded to `width` ("%d", "%0*d", "%lu", "%0*lu").
+[[nodiscard]] text format_signed(long long number, int width = 0);
+[[nodiscard]] text format_unsigned(unsigned long long number, int width = 0);
+
+}  // namespace quillet

@@ -1,0 +1,17 @@
+// The variable store: the page's variables, from the start of the run to its end.
+#pragma once
+
+#include <string_view>
+
+#include "core/text.h"
+
+namespace quillet {
+
+// The variable's text, empty when there is none. It lives until the variable is set again.
+[[nodiscard]] std::string_view variable_get(std::string_view name);
+// Whether there is a variable of that name.
+[[nodiscard]] bool variable_exists(std::string_view name);
+// Sets the variable; a null value removes it. Names are case-sensitive.
+void variable_set(std::string_view name, text value);
+
+}  // namespace quillet

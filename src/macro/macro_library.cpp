@@ -1,0 +1,121 @@
+#include "macro/macro_library.h"
+
+#include <utility>
+
+#include "core/dictionary.h"
+#include "core/evaluator.h"
+
+namespace quillet {
+
+namespace {
+
+string_dictionary macros;
+
+// Takes a macro out of the dictionary and puts it back, or removes it, when the scope ends.
+class macro_set_aside {
+ public:
+  explicit macro_set_aside(std::string_view name) : name_(name) {
+    if (const text *body = find_macro(name)) body_ = copy_text(*body);
+    dictionary_remove(macros, name);
+  }
+  macro_set_aside(const macro_set_aside &) = delete;
+  macro_set_aside &operator=(const macro_set_aside &) = delete;
+  ~macro_set_aside() { dictionary_set(macros, name_, std::move(body_)); }
+
+ private:
+  std::string_view name_;
+  text body_;
+};
+
+// The number of the first name in the list that `source` begins with, and its length; 0 when none does.
+int matching_name(std::string_view names, std::string_view source, std::size_t &length) {
+  for (int number = 1; names.data() != nullptr; ++number) {
+    const std::string_view name = next_token(names, ';');
+    // Deliberate: a name matches as a prefix, so with the names "a;ab" the reference "$ab" is "$1b".
+    if (!name.empty() && source.starts_with(name)) {
+      length = name.size();
+      return number;
+    }
+  }
+  return 0;
+}
+
+// The rest of `source` behind its first line feed that is followed by "@"; nothing when there is none.
+std::string_view behind_next_header_mark(std::string_view source) {
+  const std::size_t mark = source.find("\n@");
+  return mark == std::string_view::npos ? std::string_view() : source.substr(mark + 1);
+}
+
+// Reads the definition blocks of a text; gives their number.
+int read_definitions(std::string_view rest) {
+  int count = 0;
+  if (!rest.starts_with('@')) rest = behind_next_header_mark(rest);
+  while (!rest.empty()) {
+    std::string_view body = rest;
+    const std::string_view header = next_token(body, '\n');
+    // Deliberate: a header without a body line defines nothing.
+    if (body.starts_with('@')) {
+      rest = body;
+      continue;
+    }
+    if (body.data() == nullptr) break;
+    rest = behind_next_header_mark(body);
+    if (!rest.empty()) {
+      body = body.substr(0, body.size() - rest.size() - 1);
+      if (body.ends_with('\n')) body.remove_suffix(1);
+    } else if (body.ends_with('\n')) {
+      body.remove_suffix(1);
+    }
+    define_macro(header.substr(1), text(body));
+    ++count;
+  }
+  return count;
+}
+
+}  // namespace
+
+const text *find_macro(std::string_view name) { return name.empty() ? nullptr : dictionary_get(macros, name); }
+
+void define_macro(std::string_view header, text body) {
+  std::string_view name = header;
+  std::string_view parameter_names = cut_at_char(name, '[');
+  cut_at_char(parameter_names, ']');
+  dictionary_set(macros, name, name_parameters(parameter_names, std::move(body)));
+}
+
+text name_parameters(std::string_view names, text body) {
+  if (names.empty() || body.is_empty()) return body;
+  text named;
+  std::string_view rest = body;
+  for (std::size_t dollar; (dollar = rest.find('$')) != std::string_view::npos;) {
+    named.append(rest.substr(0, dollar + 1));
+    rest.remove_prefix(dollar + 1);
+    if (rest.starts_with('$')) {
+      named.append('$');
+      rest.remove_prefix(1);
+    } else if (rest.empty() || !is_digit(rest.front())) {
+      std::size_t length = 0;
+      if (const int number = matching_name(names, rest, length); number != 0) {
+        named.append(format_signed(number));
+        rest.remove_prefix(length);
+      } else {
+        named.append("[macro param name not found]");
+      }
+    }
+  }
+  named.append(rest);
+  return named;
+}
+
+int define_macros(std::string_view source, text *output) {
+  if (source.empty()) return 0;
+  const macro_set_aside autoexec("autoexec");
+  const macro_set_aside main("main");
+  const int count = read_definitions(source);
+  text discarded;
+  call_macro("autoexec", discarded);
+  if (output != nullptr && find_macro("main") != nullptr) call_macro("main", *output);
+  return count;
+}
+
+}  // namespace quillet

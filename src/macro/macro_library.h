@@ -1,0 +1,38 @@
+// The macro library: named template texts with numbered arguments.
+//
+// A macro text holds definition blocks:
+//
+//     @name[first;second]
+//     body, in which $first and $second stand for the arguments
+//
+// A header begins a line; the body runs up to the next line that begins with "@". In a stored body an
+// argument reference is "$" and its number in decimal, "$$" a literal "$".
+#pragma once
+
+#include <string_view>
+
+#include "core/text.h"
+
+namespace quillet {
+
+// The body of a macro, null when there is no such macro. It lives until the macro is defined again.
+[[nodiscard]] const text *find_macro(std::string_view name);
+
+// Defines a macro, in place of an earlier one of that name. `header` is its name, optionally followed
+// by parameter names in brackets: "greet[who;why]". A null body removes the macro.
+void define_macro(std::string_view header, text body);
+
+// Turns references by parameter name into numbers: with the names "who;why", "$why" becomes "$2". A
+// name is matched as a prefix of what follows "$", the first in the list first. A reference that no
+// name matches gets "[macro param name not found]" behind its "$". Without names nothing changes.
+[[nodiscard]] text name_parameters(std::string_view parameter_names, text body);
+
+// Defines the macros of a text and runs its `autoexec`; with an `output` also its `main`, whose output
+// is appended. Neither stays defined: what had these names before gets them back. Gives the number of
+// macros defined.
+int define_macros(std::string_view source, text *output);
+
+// Appends the result of `^macro[name]`.
+void call_macro(std::string_view name, text &out);
+
+}  // namespace quillet

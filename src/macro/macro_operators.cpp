@@ -1,0 +1,94 @@
+#include "macro/macro_operators.h"
+
+#include "core/evaluator.h"
+#include "core/operators.h"
+#include "macro/macro_files.h"
+#include "macro/macro_library.h"
+
+namespace quillet {
+
+namespace {
+
+// Reads the number of an argument reference, one digit or two, off the front of `rest`.
+int take_number(std::string_view &rest) {
+  int number = 0;
+  for (int digits = 0; digits < 2 && !rest.empty() && is_digit(rest.front()); ++digits) {
+    number = number * 10 + (rest.front() - '0');
+    rest.remove_prefix(1);
+  }
+  return number;
+}
+
+// The body with its references replaced by the arguments as they stand in the call. Argument k is
+// parameter k of the call; the name, number 0, is none.
+text insert_arguments(std::string_view body, const parameters &parameters) {
+  text expanded;
+  for (std::size_t dollar; (dollar = body.find('$')) != std::string_view::npos;) {
+    expanded.append(body.substr(0, dollar));
+    body.remove_prefix(dollar + 1);
+    if (!body.empty() && is_digit(body.front())) {
+      const int number = take_number(body);
+      if (number != 0) expanded.append(parameters[number]);
+    } else {
+      expanded.append('$');
+      if (body.starts_with('$')) body.remove_prefix(1);
+    }
+  }
+  expanded.append(body);
+  return expanded;
+}
+
+// ^macro[name;argument;...]
+//
+// The macro's body, evaluated, with its arguments put in. An argument is evaluated where the body
+// uses it, and as often as it does; one that is missing is empty.
+//
+// [undefined macro name]
+void op_macro(parameters &parameters, text &out) {
+  parameters.evaluate_in_place(0);
+  const text *body = find_macro(parameters[0]);
+  if (body == nullptr) return out.append(concat({"[undefined macro ", parameters[0], "]"}));
+  // A copy: the macro may be defined anew while it runs.
+  const text expanded = insert_arguments(*body, parameters);
+  evaluate(expanded, out);
+}
+
+// ^macro_new[name[parameter;parameter];body]
+//
+// Defines a macro, in place of an earlier one of that name. An empty body removes it. No text.
+void op_macro_new(parameters &parameters, text &) {
+  define_macro(parameters[0], copy_prefix(parameters[1], parameters[1].size()));
+}
+
+// ^macro_use[file]
+//
+// Defines the macros of the file `_file`, of every file in a directory (`dir/`) or, for the name
+// `quillet.cfg`, of `_quillet.cfg` in every directory on the page's path, outermost first. The output
+// of the `main` macros of these files. A file that cannot be read is skipped.
+void op_macro_use(parameters &parameters, text &out) { use_macro_files(parameters[0], out); }
+
+// ^macro_exists[name]
+//
+// "yes" when there is a macro of that name, otherwise no text.
+void op_macro_exists(parameters &parameters, text &out) {
+  if (find_macro(parameters[0]) != nullptr) out.append("yes");
+}
+
+constexpr operator_definition module[] = {
+    {"macro", op_macro, 0, lazy, "^macro[name;argument;...]", "The macro's body with its arguments, evaluated."},
+    {"macro_new", op_macro_new, 2, lazy, "^macro_new[name[parameter;...];body]", "Defines a macro."},
+    {"macro_use", op_macro_use, 1, evaluated, "^macro_use[file]", "Defines the macros of a file or a directory."},
+    {"macro_exists", op_macro_exists, 1, evaluated, "^macro_exists[name]", "\"yes\" when the macro is defined."},
+};
+
+}  // namespace
+
+void call_macro(std::string_view name, text &out) {
+  parameters parameters;
+  parameters.add(name);
+  op_macro(parameters, out);
+}
+
+void register_macro_operators() { register_operators(module); }
+
+}  // namespace quillet

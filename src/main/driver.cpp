@@ -1,0 +1,60 @@
+#include "main/driver.h"
+
+#include <cstdlib>
+
+#include "cgi/log.h"
+#include "cgi/request.h"
+#include "cgi/response.h"
+#include "core/file.h"
+#include "macro/macro_files.h"
+#include "macro/optimizer.h"
+#include "main/modules.h"
+
+namespace quillet {
+
+void load_profile() {
+  const text profile = read_text_file(".profile", false, false);
+  std::string_view rest = profile;
+  for (;;) {
+    const std::string_view line = next_token(rest, '\n');
+    // Deliberate: a last line without a line feed is ignored.
+    if (rest.data() == nullptr) return;
+    std::string_view name = line;
+    const std::string_view value = cut_at_char(name, '=');
+    if (value.data() != nullptr) setenv(text(name).c_str(), text(value).c_str(), 1);
+  }
+}
+
+namespace {
+
+// What the environment says now, `.profile` applied, about the page that is asked for.
+void take_page_path() {
+  const char *uri = std::getenv("REQUEST_URI");
+  request.request_uri = text(uri == nullptr ? "" : uri);
+  request.page_path = text(request.path_translated);
+}
+
+// Ends the request unless it came through the web server's mapping of pages onto the program.
+void check_call() {
+  if (request.request_uri.is_empty() || request.page_path.is_empty()) error_page("quillet 1.0 (zibrosvi build)");
+  if (!request.script_name.empty() && request.request_uri.view().starts_with(request.script_name)) {
+    error_page("illegal call");
+  }
+}
+
+}  // namespace
+
+int run_request() {
+  load_profile();
+  take_page_path();
+  check_call();
+  register_all_operators();
+  load_configuration();
+  text page = process_page(request.page_path);
+  optimize_output(page);
+  if (page.is_empty()) error_page("unable to print %s", request.page_path.c_str());
+  if (request.print_response) write_response(request.response_content_type, page);
+  return exit_answered;
+}
+
+}  // namespace quillet

@@ -1,0 +1,25 @@
+#include "main/modules.h"
+
+#include "macro/macro_operators.h"
+#include "macro/optimizer.h"
+
+namespace quillet {
+
+namespace {
+
+using registrar = void (*)();
+
+// The order counts: of two operators of the same name the first one registered wins. The chat's own
+// `cookie` gives way to the one of the cookie module in this way.
+constexpr registrar registrars[] = {
+    register_optimizer_operators,
+    register_macro_operators,
+};
+
+}  // namespace
+
+void register_all_operators() {
+  for (const registrar register_module : registrars) register_module();
+}
+
+}  // namespace quillet
