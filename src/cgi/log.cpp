@@ -11,6 +11,7 @@
 
 #include "cgi/request.h"
 #include "cgi/response.h"
+#include "core/file.h"
 
 namespace quillet {
 

@@ -3,24 +3,12 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 
-namespace quillet {
+#include "core/file.h"
 
-std::size_t write_all(int descriptor, std::string_view bytes) {
-  std::size_t written = 0;
-  while (written < bytes.size()) {
-    const ssize_t n = write(descriptor, bytes.data() + written, bytes.size() - written);
-    if (n > 0) {
-      written += static_cast<std::size_t>(n);
-    } else if (n == 0 || errno != EINTR) {
-      break;
-    }
-  }
-  return written;
-}
+namespace quillet {
 
 std::size_t write_output(std::string_view bytes) { return write_all(STDOUT_FILENO, bytes); }
 

@@ -17,8 +17,4 @@ std::size_t write_output(std::string_view bytes);
 // Writes the closing header, "Content-type: %s\nContent-length: %d\n\n", and the body.
 void write_response(std::string_view content_type, std::string_view body);
 
-// Writes all the bytes to a file descriptor, through interruptions and partial writes; returns how
-// many were written, fewer only on an error, with errno set.
-std::size_t write_all(int descriptor, std::string_view bytes);
-
 }  // namespace quillet

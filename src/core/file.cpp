@@ -11,7 +11,6 @@
 #include <cstring>
 
 #include "cgi/request.h"
-#include "cgi/response.h"
 
 namespace quillet {
 
@@ -117,6 +116,19 @@ text remove_file(std::string_view path) {
   if (path.empty()) return text("no filename specified");
   if (unlink(text(path).c_str()) != 0) return error_description();
   return {};
+}
+
+std::size_t write_all(int descriptor, std::string_view bytes) {
+  std::size_t written = 0;
+  while (written < bytes.size()) {
+    const ssize_t n = write(descriptor, bytes.data() + written, bytes.size() - written);
+    if (n > 0) {
+      written += static_cast<std::size_t>(n);
+    } else if (n == 0 || errno != EINTR) {
+      break;
+    }
+  }
+  return written;
 }
 
 void lock_stream(std::FILE *stream) { lock_file(fileno(stream)); }

@@ -3,6 +3,7 @@
 
 #include <dirent.h>
 
+#include <cstddef>
 #include <cstdio>
 #include <ctime>
 #include <string_view>
@@ -31,6 +32,10 @@ std::time_t file_time(std::string_view path, std::time_t new_time);
 // Null on success, otherwise the system's description of the error, "no filename specified" without
 // a path.
 [[nodiscard]] text remove_file(std::string_view path);
+
+// Writes all the bytes to a file descriptor, through interruptions and partial writes; gives how many
+// were written, fewer only on an error, with errno set.
+std::size_t write_all(int descriptor, std::string_view bytes);
 
 // The system's description of the current error number, as it stands.
 [[nodiscard]] text error_description();
