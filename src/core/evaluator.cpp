@@ -3,24 +3,17 @@
 #include <algorithm>
 #include <vector>
 
+#include "core/scan.h"
+
 namespace quillet {
 
 namespace {
 
 int depth = 0;
 
-// The bytes that mean something inside a parameter list.
-struct list_bytes {
-  bool table[256] = {};
-  constexpr list_bytes() {
-    for (const char c : {'[', ']', ';', '`', '^'}) table[static_cast<unsigned char>(c)] = true;
-  }
-};
-constexpr list_bytes means_something;
-
+// The next byte that means something inside a parameter list.
 std::size_t next_list_byte(std::string_view source, std::size_t from) {
-  while (from < source.size() && !means_something.table[static_cast<unsigned char>(source[from])]) ++from;
-  return from;
+  return find_one_of<'[', ']', ';', '`', '^'>(source, from);
 }
 
 // A parameter wholly inside backticks is what stands between them.

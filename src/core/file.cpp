@@ -65,9 +65,26 @@ text read_text_file(std::string_view path, bool drop_empty_lines, bool lock) {
   return bytes;
 }
 
+namespace {
+
+// The start of the first line that the filter changes, however empty lines are treated; the size of
+// the source when it changes none.
+std::size_t first_changed_line(std::string_view source) {
+  std::size_t changed = source.find('\r');
+  for (std::size_t hash = 0; (hash = source.find('#', hash)) < changed; ++hash) {
+    if (hash == 0 || source[hash - 1] == '\n') changed = hash;
+  }
+  if (changed != std::string_view::npos) return source.substr(0, changed).rfind('\n') + 1;  // none gives 0
+  return source.size();
+}
+
+}  // namespace
+
 void filter_lines(text &bytes, bool drop_empty_lines) {
   std::string_view rest = until_nul(bytes);
-  char *kept = bytes.data();
+  const std::size_t unchanged = drop_empty_lines ? 0 : first_changed_line(rest);
+  char *kept = bytes.data() + unchanged;
+  rest.remove_prefix(unchanged);
   while (!rest.empty()) {
     const std::size_t end = rest.find('\n');
     const std::size_t length = end == std::string_view::npos ? rest.size() : end + 1;
@@ -86,7 +103,12 @@ void filter_lines(text &bytes, bool drop_empty_lines) {
     const bool empty = kept == start || *start == '\n';
     if (comment || (empty && drop_empty_lines)) kept = start;
   }
-  bytes.truncate(static_cast<std::size_t>(kept - bytes.data()));
+  const auto size = static_cast<std::size_t>(kept - bytes.data());
+  if (size > 0) {
+    bytes.truncate(size);
+  } else if (!bytes.is_null()) {
+    bytes = text("");  // a file that is there is never absent text
+  }
 }
 
 text error_description() { return text(std::strerror(errno)); }

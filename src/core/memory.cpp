@@ -1,5 +1,8 @@
 #include "core/memory.h"
 
+#include <sys/mman.h>
+
+#include <cstdint>
 #include <cstdlib>
 #include <new>
 
@@ -24,6 +27,15 @@ void *reallocate(void *block, std::size_t size) {
   void *resized = std::realloc(block, size);
   if (resized == nullptr) fatal("unable to realloc %zu bytes", size);
   return resized;
+}
+
+void populate(void *block, std::size_t size) {
+  constexpr std::size_t worth_a_call = 256 * 1024;
+  constexpr std::uintptr_t page = 4096;
+  if (size < worth_a_call) return;
+  const std::uintptr_t start = (reinterpret_cast<std::uintptr_t>(block) + page - 1) & ~(page - 1);
+  const std::uintptr_t end = (reinterpret_cast<std::uintptr_t>(block) + size) & ~(page - 1);
+  madvise(reinterpret_cast<void *>(start), end - start, MADV_POPULATE_WRITE);
 }
 
 void release(void *block) { std::free(block); }

@@ -18,6 +18,10 @@ namespace quillet {
 // and whose refusal has an answer of its own.
 [[nodiscard]] void *try_allocate(std::size_t size);
 
+// Has the pages of a large block that is about to be filled made at once, which costs less than one
+// fault for each of them; only a hint.
+void populate(void *block, std::size_t size);
+
 // Gives a block back; null does nothing.
 void release(void *block);
 

@@ -79,8 +79,10 @@ void text::append(char byte) {
 }
 
 char *text::reserve(std::size_t size) {
+  const bool grows = size > capacity_;
   grow(size);
   char *start = data();
+  if (grows) populate(start + size_, size - size_);
   start[size_] = '\0';
   return start + size_;
 }

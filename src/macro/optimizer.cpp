@@ -1,7 +1,12 @@
 #include "macro/optimizer.h"
 
+#include <bit>
+#include <cstdint>
+#include <cstring>
+
 #include "cgi/request.h"
 #include "core/operators.h"
+#include "core/scan.h"
 
 namespace quillet {
 
@@ -9,21 +14,39 @@ namespace {
 
 bool optimize = true;
 
-bool is_line_break(char c) { return c == '\n' || c == '\r'; }
-bool is_redundant_space(char c) { return c == ' ' || c == '\n' || c == '\r' || c == '\t'; }
-
-// Drops every byte of the class that follows another one; `previous` says whether the text begins as
-// if one stood before it.
-template <bool in_class(char)>
+// Drops every byte of the set that follows another one; `previous` says whether the text begins as if
+// one stood before it.
+template <char... set>
 void shrink_runs(text &page, bool previous) {
-  char *kept = page.data();
-  for (const char c : page.view()) {
-    const bool current = in_class(c);
-    *kept = c;
-    kept += !(current && previous);
+  char *const bytes = page.data();
+  const std::size_t size = page.size();
+  char *kept = bytes;
+  std::size_t start = 0;  // of the bytes that are kept but not yet moved
+  const auto move_up_to = [&](std::size_t end) {
+    if (kept != bytes + start) std::memmove(kept, bytes + start, end - start);
+    kept += end - start;
+  };
+  std::size_t i = 0;
+  for (; i + block_size <= size; i += block_size) {
+    const std::uint32_t in_set = block_mask<set...>(bytes + i);
+    std::uint32_t redundant = in_set & (in_set << 1 | std::uint32_t{previous});
+    previous = (in_set >> (block_size - 1) & 1) != 0;
+    for (; redundant != 0; redundant &= redundant - 1) {
+      const std::size_t at = i + static_cast<std::size_t>(std::countr_zero(redundant));
+      move_up_to(at);
+      start = at + 1;
+    }
+  }
+  for (; i < size; ++i) {
+    const bool current = is_one_of<set...>(bytes[i]);
+    if (current && previous) {
+      move_up_to(i);
+      start = i + 1;
+    }
     previous = current;
   }
-  page.truncate(static_cast<std::size_t>(kept - page.data()));
+  move_up_to(size);
+  page.truncate(static_cast<std::size_t>(kept - bytes));
 }
 
 // ^optimize[no]
@@ -41,9 +64,9 @@ void optimize_output(text &page) {
   if (!optimize) return;
   if (request.content_type_set) {
     // Deliberate: of a carriage return and line feed only the carriage return stays.
-    shrink_runs<is_line_break>(page, true);
+    shrink_runs<'\n', '\r'>(page, true);
   } else {
-    shrink_runs<is_redundant_space>(page, false);
+    shrink_runs<' ', '\n', '\r', '\t'>(page, false);
   }
 }
 
