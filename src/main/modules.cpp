@@ -2,6 +2,8 @@
 
 #include "macro/macro_operators.h"
 #include "macro/optimizer.h"
+#include "ops/miscellaneous.h"
+#include "ops/request_information.h"
 
 namespace quillet {
 
@@ -13,6 +15,8 @@ using registrar = void (*)();
 // `cookie` gives way to the one of the cookie module in this way.
 constexpr registrar registrars[] = {
     register_optimizer_operators,
+    register_request_information_operators,
+    register_miscellaneous_operators,
     register_macro_operators,
 };
 
