@@ -2,8 +2,10 @@
 
 #include "macro/macro_operators.h"
 #include "macro/optimizer.h"
+#include "ops/comparison.h"
 #include "ops/miscellaneous.h"
 #include "ops/request_information.h"
+#include "ops/switch.h"
 
 namespace quillet {
 
@@ -17,7 +19,9 @@ constexpr registrar registrars[] = {
     register_optimizer_operators,
     register_request_information_operators,
     register_miscellaneous_operators,
+    register_comparison_operators,
     register_macro_operators,
+    register_switch_operators,
 };
 
 }  // namespace

@@ -1,0 +1,85 @@
+#include "ops/switch.h"
+
+#include <utility>
+
+#include "core/evaluator.h"
+#include "core/operators.h"
+
+namespace quillet {
+
+namespace {
+
+// What the `case` calls in the body of a `switch` leave behind. The branches are copies: a `case` may
+// stand in a macro whose text is gone when the branch is evaluated.
+struct switch_state {
+  std::string_view value;
+  text matched_branch;
+  text default_branch;
+};
+
+switch_state current_switch;
+
+// A state of its own for one `switch`; the outer one is back when it ends.
+class switch_scope {
+ public:
+  switch_scope() : saved_(std::move(current_switch)) {}
+  switch_scope(const switch_scope &) = delete;
+  switch_scope &operator=(const switch_scope &) = delete;
+  ~switch_scope() { current_switch = std::move(saved_); }
+
+ private:
+  switch_state saved_;
+};
+
+// ^switch[value;body]
+//
+// Evaluates the body for its `case` calls, and gives the branch of the one whose label is `value`,
+// else of the one labelled "DEFAULT", else no text. Only that branch is evaluated; what else the body
+// gives is dropped.
+void op_switch(parameters &parameters, text &out) {
+  const switch_scope scope;
+  const expansion value = evaluate(parameters[0]);
+  current_switch = {value, text(), text()};
+  const std::size_t before = out.size();
+  evaluate(parameters[1], out);
+  out.truncate(before);
+  // Out of the state's hands: a `case` in the branch may record there.
+  const text branch = std::move(current_switch.matched_branch.is_null() ? current_switch.default_branch
+                                                                        : current_switch.matched_branch);
+  evaluate(branch, out);
+}
+
+// ^case[label;branch]
+// ^case[label;label;...;branch]
+//
+// A branch of the `switch` around it, for each of the labels; "DEFAULT" labels the branch for all
+// other values. An empty branch counts as none. No text.
+//
+// [case: not enough params]
+void op_case(parameters &parameters, text &out) {
+  if (parameters.count() < 2) return append_error(out, "case", "not enough params");
+  const auto branch = [&parameters] { return copy_prefix(parameters.last(), std::string_view::npos); };
+  for (int i = 0; i + 1 < parameters.count(); ++i) {
+    const expansion label = evaluate(parameters[i]);
+    // Deliberate: of several cases that match, or are the default, the last one wins.
+    if (label.view() == current_switch.value) {
+      current_switch.matched_branch = branch();
+      return;
+    }
+    if (label.view() == "DEFAULT") {
+      current_switch.default_branch = branch();
+      return;
+    }
+  }
+}
+
+constexpr operator_definition module[] = {
+    {"switch", op_switch, 2, lazy, "^switch[value;body]", "One of the branches of the cases in the body."},
+    {"case", op_case, 0, lazy, "^case[label;...;branch]", "A branch of a switch."},
+};
+
+}  // namespace
+
+void register_switch_operators() { register_operators(module); }
+
+}  // namespace quillet
