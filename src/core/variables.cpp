@@ -19,4 +19,13 @@ bool variable_exists(std::string_view name) { return dictionary_exists(variables
 
 void variable_set(std::string_view name, text value) { dictionary_set(variables, name, std::move(value)); }
 
+void variable_append(std::string_view name, std::string_view bytes) {
+  std::size_t position = 0;
+  if (dictionary_find(variables, name, position)) {
+    variables.entries[position]->value.append(bytes);
+  } else if (!bytes.empty()) {
+    dictionary_set(variables, name, text(bytes));
+  }
+}
+
 }  // namespace quillet

@@ -3,6 +3,7 @@
 #include "macro/macro_operators.h"
 #include "macro/optimizer.h"
 #include "ops/comparison.h"
+#include "ops/expression_operators.h"
 #include "ops/miscellaneous.h"
 #include "ops/request_information.h"
 #include "ops/switch.h"
@@ -21,6 +22,7 @@ constexpr registrar registrars[] = {
     register_miscellaneous_operators,
     register_comparison_operators,
     register_macro_operators,
+    register_expression_operators,
     register_switch_operators,
 };
 

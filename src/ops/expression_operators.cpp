@@ -1,0 +1,217 @@
+#include "ops/expression_operators.h"
+
+#include <utility>
+
+#include "core/evaluator.h"
+#include "core/operators.h"
+#include "core/quoting.h"
+#include "core/variables.h"
+#include "ops/expression.h"
+#include "ops/number_format.h"
+
+namespace quillet {
+
+namespace {
+
+// The value of an expression; on failure its error text is appended instead, and false given.
+bool compute(std::string_view operator_name, std::string_view expression, double &value, text &out) {
+  text storage;
+  const expression_result result = evaluate_expression(without_white_space(expression, storage));
+  if (result.status != expression_status::ok) {
+    append_expression_error(out, operator_name, result);
+    return false;
+  }
+  value = result.value;
+  return true;
+}
+
+// The same for a template text. One that is absent, or has no text, counts as 0.
+bool compute_template(std::string_view operator_name, std::string_view source, double &value, text &out) {
+  return compute(operator_name, evaluate(source), value, out);
+}
+
+// --- var ---
+
+// The result in 32 bits of an operation on two C integers.
+int calculate(char operation, int x, int y) {
+  const long long a = x;
+  const long long b = y;
+  long long result = 0;
+  if (operation == '+') result = a + b;
+  if (operation == '-') result = a - b;
+  if (operation == '*') result = a * b;
+  if (operation == '/') result = b == 0 ? 0 : a / b;
+  return static_cast<int>(static_cast<unsigned>(result));
+}
+
+void update_variable(std::string_view name, std::string_view operation, std::string_view operand) {
+  if (operation == ".") return variable_append(name, operand);
+  if (operation == "+" || operation == "-" || operation == "*" || operation == "/") {
+    const int result = calculate(operation.front(), parse_int(variable_get(name)), parse_int(operand));
+    return variable_set(name, format_signed(result));
+  }
+  if (operand.empty()) return;
+  text result;
+  double value = 0;
+  // Deliberate: an error text becomes the variable's value and is not shown.
+  if (compute("var", operand, value, result)) append_number(value, operation, result);
+  variable_set(name, std::move(result));
+}
+
+// ^var[name]
+//
+// The variable's text, quoted. The name is evaluated once more than other parameters are. No text when
+// there is no such variable.
+//
+// ^var[name;text]
+//
+// Sets the variable; no text removes it. No text.
+//
+// ^var[name;operation;operand]
+//
+// Changes the variable. No text. `operation`:
+//   + - * /   both the variable and `operand` are read as integers, the rest of them ignored; the result
+//             is an integer of 32 bits, and 0 for a division by zero;
+//   .         `operand` is appended to the variable;
+//   other     a number format: the variable becomes the value of the expression `operand`, formatted. An
+//             error in the expression becomes the value. Without `operand` nothing changes.
+//
+// [var: Syntax error near 'rest']
+// [var: Missing ')' near 'rest']
+// [var: Variable has string value near 'rest']
+// [var: Bad variable or table item name near 'rest']
+void op_var(parameters &parameters, text &out) {
+  evaluate_parameters_quoted(quoting_none, parameters);
+  if (parameters.count() == 1) {
+    quote(variable_get(evaluate(parameters[0])), false, out);
+  } else if (parameters.count() == 2) {
+    variable_set(parameters[0], copy_prefix(parameters[1], parameters[1].size()));
+  } else {
+    update_variable(parameters[0], parameters[1], parameters[2]);
+  }
+}
+
+// ^eval[expression;format]
+//
+// The value of the expression, formatted; without `format` truncated to an integer. No expression gives
+// no text.
+//
+// [eval: Syntax error near 'rest']
+// [eval: Missing ')' near 'rest']
+// [eval: Variable has string value near 'rest']
+// [eval: Bad variable or table item name near 'rest']
+void op_eval(parameters &parameters, text &out) {
+  if (parameters[0].empty()) return;
+  double value = 0;
+  if (compute("eval", parameters[0], value, out)) append_number(value, parameters[1], out);
+}
+
+// ^if[condition;not zero;zero]
+// ^if[condition;negative;zero;positive]
+//
+// One of the branches, evaluated. What is no number counts as not zero, and as positive. No condition
+// counts as 0; a missing branch gives no text.
+//
+// [if: wrong param count]
+// [if: Syntax error near 'rest']
+// [if: Missing ')' near 'rest']
+// [if: Variable has string value near 'rest']
+// [if: Bad variable or table item name near 'rest']
+void op_if(parameters &parameters, text &out) {
+  double value = 0;
+  if (!compute_template("if", parameters[0], value, out)) return;
+  if (parameters.count() > 4) return append_error(out, "if", "wrong param count");
+  int branch = value == 0 ? 2 : 1;
+  if (parameters.count() == 4 && branch == 1 && !(value < 0)) branch = 3;
+  evaluate(parameters[branch], out);
+}
+
+// --- loops ---
+
+constexpr int most_passes = 999;
+
+// ^while[condition;body]
+//
+// The body, evaluated again and again while the condition is not 0, at most 999 times. No condition
+// counts as 0. What goes wrong takes the place of all output.
+//
+// [while: endless loop detected]
+// [while: Syntax error near 'rest']
+// [while: Missing ')' near 'rest']
+// [while: Variable has string value near 'rest']
+// [while: Bad variable or table item name near 'rest']
+void op_while(parameters &parameters, text &out) {
+  const std::size_t start = out.size();
+  text error;
+  for (int pass = 0; pass < most_passes; ++pass) {
+    double value = 0;
+    if (!compute_template("while", parameters[0], value, error)) {
+      out.truncate(start);
+      return out.append(error);
+    }
+    if (value == 0) return;
+    evaluate(parameters[1], out);
+  }
+  out.truncate(start);
+  append_error(out, "while", "endless loop detected");
+}
+
+// Sets a variable back to what it was, also when there was none, at the end of the scope.
+class variable_scope {
+ public:
+  explicit variable_scope(std::string_view name)
+      : name_(name), saved_(copy_prefix(variable_get(name), variable_get(name).size())) {}
+  variable_scope(const variable_scope &) = delete;
+  variable_scope &operator=(const variable_scope &) = delete;
+  ~variable_scope() { variable_set(name_, std::move(saved_)); }
+
+ private:
+  std::string_view name_;
+  text saved_;
+};
+
+// ^for[name;from;to;body;separator]
+//
+// The body, evaluated with the variable set to each integer from `from` up to `to`, both of them
+// expressions. The separator stands between passes as soon as there is output. Afterwards the variable
+// is what it was before. A missing bound counts as 0.
+//
+// [for from: Syntax error near 'rest']
+// [for from: Missing ')' near 'rest']
+// [for from: Variable has string value near 'rest']
+// [for from: Bad variable or table item name near 'rest']
+// [for to: Syntax error near 'rest']
+// [for to: Missing ')' near 'rest']
+// [for to: Variable has string value near 'rest']
+// [for to: Bad variable or table item name near 'rest']
+void op_for(parameters &parameters, text &out) {
+  for (const int evaluated_once : {0, 1, 2, 4}) parameters.evaluate_in_place(evaluated_once);
+  double from = 0;
+  double to = 0;
+  if (!compute("for from", parameters[1], from, out) || !compute("for to", parameters[2], to, out)) return;
+
+  const std::size_t start = out.size();
+  const long long last = truncate_to_int(to);
+  const variable_scope scope(parameters[0]);
+  for (long long i = truncate_to_int(from); i <= last; ++i) {
+    variable_set(parameters[0], format_signed(i));
+    if (out.size() > start) out.append(parameters[4]);
+    evaluate(parameters[3], out);
+  }
+}
+
+constexpr operator_definition module[] = {
+    {"var", op_var, 0, lazy, "^var[name;text] ^var[name;operation;operand] ^var[name]",
+     "Sets, changes or shows a variable."},
+    {"eval", op_eval, 0, evaluated, "^eval[expression;format]", "The value of an expression."},
+    {"if", op_if, 0, lazy, "^if[condition;not zero;zero] ^if[condition;negative;zero;positive]",
+     "The branch that a number chooses."},
+    {"while", op_while, 2, lazy, "^while[condition;body]", "The body while a condition is not 0, at most 999 times."},
+    {"for", op_for, 0, lazy, "^for[name;from;to;body;separator]", "The body for each number from one to another."},
+};
+
+}  // namespace
+
+void register_expression_operators() { register_operators(module); }
+
+}  // namespace quillet
