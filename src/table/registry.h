@@ -8,11 +8,34 @@
 
 namespace quillet {
 
+// Tables in the order of their names. It shares its tables with operators that work on one while
+// template text is evaluated, which may replace it.
+class table_array : public sorted_array<table> {
+ public:
+  constexpr table_array() : sorted_array(5, 5) {}
+
+  // The table of that name; null when there is none.
+  [[nodiscard]] table *find(std::string_view name) const;
+  [[nodiscard]] std::shared_ptr<table> share_current() const;
+  // Stores the table under the current name.
+  void put_current(std::unique_ptr<table> made);
+  void remove_current();
+
+  [[nodiscard]] std::string_view current_name() const { return current_name_; }
+  void set_current_name(std::string_view name);
+
+ private:
+  text current_name_;
+};
+
 // The table of that name; null when there is none.
 [[nodiscard]] table *find_table(std::string_view name);
 
 // The table under the current name; null when there is none.
 [[nodiscard]] table *current_table();
+
+// The same, kept alive by the result even when the table is replaced.
+[[nodiscard]] std::shared_ptr<table> share_current_table();
 
 // Stores the table under the current name, in place of the one that had it. Throws `lock_violation`
 // when that one is being walked; the walk's operator catches it.

@@ -1,0 +1,162 @@
+#include "table/table.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "cgi/log.h"
+
+namespace quillet {
+
+namespace {
+
+constexpr int first_limit = 16;
+constexpr int limit_step = 16;
+
+template <class use>
+void for_each_line(std::string_view rest, const use &use_line) {
+  while (!rest.empty()) use_line(next_token(rest, '\n'));
+}
+
+// The first line with its line feed.
+std::size_t header_length(std::string_view source) {
+  const std::size_t end = source.find('\n');
+  return end == std::string_view::npos ? source.size() : end + 1;
+}
+
+}  // namespace
+
+// --- bytes of added rows ---
+
+std::string_view byte_store::keep(std::string_view bytes) {
+  if (bytes.empty()) return "";
+  if (bytes.size() > left_) {
+    constexpr std::size_t smallest = 256;
+    constexpr std::size_t largest = 65536;
+    block_size_ = std::clamp(block_size_ * 2, smallest, largest);
+    left_ = std::max(block_size_, bytes.size());
+    blocks_.push_back(std::make_unique_for_overwrite<char[]>(left_));
+    free_ = blocks_.back().get();
+  }
+  const std::string_view kept(free_, bytes.size());
+  std::memcpy(free_, bytes.data(), bytes.size());
+  free_ += bytes.size();
+  left_ -= bytes.size();
+  return kept;
+}
+
+// --- table ---
+
+table::table(text &&bytes, std::size_t rows_start)
+    : object_array(first_limit, limit_step), source_(std::move(bytes)) {
+  for_each_line(source().substr(rows_start), [this](std::string_view line) { append(line); });
+}
+
+table::table(text &&bytes) : table(std::move(bytes), 0) {}
+
+table::table(std::string_view bytes) : table(text(bytes)) {}
+
+table::~table() = default;
+
+std::string_view table::row(int index) const {
+  if (index < 0 || index >= count()) fatal("table row index %d out of range [0..%d]", index, count() - 1);
+  return items()[slot(index)];
+}
+
+std::string_view table::item(int column) const {
+  if (current_ < 0 || current_ >= count()) return {};
+  std::string_view rest = row(current_);
+  for (; column > 0; --column) {
+    next_token(rest, '\t');
+    if (rest.empty()) return {};
+  }
+  return next_token(rest, '\t');
+}
+
+std::string_view table::item(std::string_view column) { return item(parse_int(column)); }
+
+void table::shift(int step) {
+  if (count() == 0) return;
+  current_ = static_cast<int>((static_cast<long long>(current_) + step + count()) % count());
+}
+
+bool table::locate(std::string_view column, std::string_view value) {
+  if (!value.empty()) {
+    for (current_ = 0; current_ < count(); ++current_) {
+      if (item(column) == value) return true;
+    }
+  }
+  current_ = 0;
+  return false;
+}
+
+void table::select_by_prefix(int column, std::string_view wanted) {
+  int best = 0;
+  std::size_t longest = 0;
+  for (current_ = 0; current_ < count(); ++current_) {
+    const std::string_view cell = item(column);
+    if (cell.size() <= longest || !wanted.starts_with(cell)) continue;
+    best = current_;
+    longest = cell.size();
+  }
+  current_ = best;
+}
+
+text table::serialise() const {
+  text result;
+  for (const std::string_view row : items()) {
+    result.append(row);
+    result.append('\n');
+  }
+  return result;
+}
+
+void table::append_row(std::string_view bytes) { append(added_.keep(bytes)); }
+
+void table::append_lines(std::string_view lines) {
+  for_each_line(added_.keep(lines), [this](std::string_view line) { append(line); });
+}
+
+void table::insert_lines(int index, std::string_view lines) {
+  std::vector<std::string_view> rows;
+  for_each_line(added_.keep(lines), [&rows](std::string_view line) { rows.push_back(line); });
+  insert(index, std::move(rows));
+}
+
+void table::remove_rows(int index, int number) {
+  if (number <= 0) return;
+  remove(index);  // closes the gaps that there were, too
+  if (number == 1 || index < 0 || index >= count()) return;
+  const auto first = items().begin() + index;
+  items().erase(first, first + std::min(number - 1, count() - index));
+  compact();
+}
+
+void table::reorder(std::span<const int> order) {
+  const slot_vector before(items());
+  for (std::size_t i = 0; i < order.size(); ++i) items()[i] = before[slot(order[i])];
+}
+
+void table::set_name(std::string_view name) { name_ = copy_prefix(name, name.size()); }
+
+void table::require_unlocked() const {
+  if (locked_) throw lock_violation{this};
+}
+
+// --- table_named ---
+
+table_named::table_named(text &&bytes) : table(std::move(bytes), header_length(bytes)) {
+  std::string_view header = source().substr(0, source().find('\n'));
+  while (!header.empty()) columns_.push_back(next_token(header, '\t'));
+}
+
+table_named::table_named(std::string_view bytes) : table_named(text(bytes)) {}
+
+std::string_view table_named::item(std::string_view column) {
+  if (all_digits(column)) return table::item(column);
+  const auto named = std::find(columns_.begin(), columns_.end(), column);
+  if (named != columns_.end() && !column.empty()) return item(static_cast<int>(named - columns_.begin()));
+  message_ = concat({"[invalid item name ", column.empty() ? "(null)" : column, "]"});
+  return message_;
+}
+
+}  // namespace quillet
