@@ -20,7 +20,7 @@ class text {
  public:
   static constexpr std::size_t inline_capacity = 39;
 
-  text() noexcept = default;                      // null
+  constexpr text() noexcept : heap_(nullptr) {}   // null
   explicit text(std::string_view bytes);          // a copy of `bytes`; present even when empty
   text(text &&other) noexcept;
   text &operator=(text &&other) noexcept;
@@ -58,7 +58,7 @@ class text {
   std::size_t capacity_ = 0;  // 0 means null; otherwise without the NUL byte
   union {
     char *heap_;
-    char inline_[inline_capacity + 1] = {};
+    char inline_[inline_capacity + 1];
   };
 };
 
