@@ -7,6 +7,8 @@
 #include "ops/miscellaneous.h"
 #include "ops/request_information.h"
 #include "ops/switch.h"
+#include "table/sort.h"
+#include "table/table_operators.h"
 
 namespace quillet {
 
@@ -22,8 +24,10 @@ constexpr registrar registrars[] = {
     register_miscellaneous_operators,
     register_comparison_operators,
     register_macro_operators,
-    register_expression_operators,
+    register_sort_operators,
+    register_table_operators,
     register_switch_operators,
+    register_expression_operators,
 };
 
 }  // namespace

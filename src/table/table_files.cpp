@@ -1,0 +1,93 @@
+// Tables in files: load and save.
+#include <cerrno>
+#include <memory>
+#include <utility>
+
+#include "cgi/log.h"
+#include "cgi/request.h"
+#include "core/evaluator.h"
+#include "core/file.h"
+#include "core/quoting.h"
+#include "table/registry.h"
+#include "table/table_operators.h"
+
+namespace quillet {
+
+namespace {
+
+std::unique_ptr<table> make_table(text &&bytes, bool named) {
+  if (named) return std::make_unique<table_named>(std::move(bytes));
+  return std::make_unique<table>(std::move(bytes));
+}
+
+// The text of the data file nearest to the page: in its directory or, going up, the next one that has
+// it. Null when there is none.
+text read_nearest(std::string_view name) {
+  text bytes;
+  std::string_view directory = request.page_path;
+  while (bytes.is_null() && cut_at_last_char(directory, '/').data() != nullptr) {
+    text candidate(directory);
+    candidate.append('/');
+    candidate.append(name);
+    bytes = read_text_file(underscore_path(candidate), true, false);
+  }
+  return bytes;
+}
+
+}  // namespace
+
+// ^load[file]
+// ^load[named;file]
+//
+// Reads the current table from the data file `_file` in the page's directory or the nearest one above
+// it; with any parameter before the name, a table whose columns have names. The row whose first cell
+// is the longest beginning of the request's address becomes current. Without a file there is no
+// current table any more. No text.
+void op_load(parameters &parameters, text &) {
+  remove_current_table();
+  text bytes = read_nearest(parameters.last());
+  if (bytes.is_null()) return;
+  std::unique_ptr<table> loaded = make_table(std::move(bytes), parameters.count() >= 2);
+  loaded->select_by_prefix(0, request.request_uri);
+  put_table(std::move(loaded));
+}
+
+namespace {
+
+text serialise_current_table() {
+  const table *current = current_table();
+  return current == nullptr ? text() : current->serialise();
+}
+
+}  // namespace
+
+// ^save[file]
+// ^save[file;text]
+//
+// Writes the text, or else the rows of the current table, to the data file `_file`. Deliberate: the
+// rows of a table whose columns have names are written without their header line. No text.
+//
+// [save to 'path' failed: no filename specified]
+// [save to 'path' failed: the system's description(#error number)]
+void op_save(parameters &parameters, text &out) {
+  const quoting_scope scope(quoting_none);
+  const expansion name = evaluate(parameters[0]);
+  const text path = name.is_empty() ? text() : underscore_path(resolve_file(name));
+  const text bytes = parameters.count() >= 2 ? evaluate_copy(parameters[1]) : serialise_current_table();
+  text failure = write_text_file(path, bytes, false);
+  const int error = errno;
+  if (failure.is_null()) return;
+  if (!path.is_empty()) {
+    failure.append("(#");
+    failure.append(format_signed(error));
+    failure.append(')');
+  }
+  log_message(error_log, "save to '%s' failed: %s", path.c_str(), failure.c_str());
+  out.append("[save to '");
+  out.append(path);
+  out.append("' failed: ");
+  out.append(failure);
+  out.append(']');
+}
+
+}  // namespace quillet
