@@ -1,6 +1,8 @@
 #include "core/evaluator.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <functional>
 #include <vector>
 
 #include "core/scan.h"
@@ -22,79 +24,100 @@ std::string_view strip_backticks(std::string_view parameter) {
   return parameter.substr(1, parameter.size() - 2);
 }
 
-// The "[" of a text that no "]" closes, whichever "^" a call starts at. Finding one by splitting means
-// reading to the end of the text; asked only after that has happened once, this finds all of them in
-// one pass, so that a text full of unclosed calls still takes linear time.
+// The "[" of a text whose parameter list cannot be split, whichever "^" a call starts at: no "]" closes
+// it, or it has too many parameters. Finding one by splitting may mean reading to the end of the text;
+// asked only after that has happened once, this finds all of them in one pass, so that a text full of
+// such calls still takes linear time.
 //
-// From a "[" onwards, whether a later bracket counts depends only on where it stands: it must not be
+// From a "[" onwards, whether a later byte counts depends only on where it stands: it must not be
 // escaped, and the number of backticks between the two must be even. So there are two interleaved
-// bracket sequences, by the parity of the backticks before them, and a "[" is closed when the nesting
-// of its sequence falls below its own level at some later byte.
-std::vector<std::size_t> find_unclosed(std::string_view source) {
-  std::vector<std::size_t> unclosed;
+// bracket sequences, by the parity of the backticks before them. Going backwards, each "]" opens a
+// level that its "[" closes; the separators met in between are that level's own.
+std::vector<std::size_t> find_unsplittable(std::string_view source) {
+  std::vector<std::size_t> unsplittable;
   std::size_t parity = static_cast<std::size_t>(std::count(source.begin(), source.end(), '`')) & 1;
-  long long lowest[2] = {0, 0};  // of the nesting behind the current byte, relative to it, or 0
+  std::vector<int> separators[2];  // of each level that is open behind the current byte, the innermost last
   for (std::size_t k = source.size(); k-- > 0;) {
-    if (source[k] == '`') parity ^= 1;
-    if (source[k] != '[' && source[k] != ']') continue;
-    if (source[k] == '[' && lowest[parity] >= 0) unclosed.push_back(k);
+    const char c = source[k];
+    if (c == '`') parity ^= 1;
+    if (c != '[' && c != ']' && c != ';') continue;
+    std::vector<int> &levels = separators[parity];
+    if (c == '[' && (levels.empty() || levels.back() >= max_parameters)) unsplittable.push_back(k);
     std::size_t carets = 0;
     while (carets < k && source[k - 1 - carets] == '^') ++carets;
-    const bool escaped = (carets & 1) != 0;
-    if (!escaped) lowest[parity] = std::min(lowest[parity], 0LL) + (source[k] == '[' ? 1 : -1);
+    if ((carets & 1) != 0) continue;
+    if (c == ']') {
+      levels.push_back(0);
+    } else if (levels.empty()) {
+      continue;
+    } else if (c == '[') {
+      levels.pop_back();
+    } else {
+      ++levels.back();
+    }
   }
-  std::reverse(unclosed.begin(), unclosed.end());
-  return unclosed;
+  std::reverse(unsplittable.begin(), unsplittable.end());
+  return unsplittable;
 }
 
-// One pass over a template text.
-class expander {
+// One pass over a template text. Literal bytes and calls go to a sink in their order:
+//   literal(bytes)            the bytes are a part of the source
+//   call(name, parameters)    to be made now, or kept
+template <class sink>
+class scanner {
  public:
-  expander(std::string_view source, text &out) : source_(source), out_(out) {}
+  scanner(std::string_view source, sink &to) : source_(source), to_(to) {}
 
   void run() {
     std::size_t at = 0;
     for (std::size_t caret; (caret = source_.find('^', at)) != std::string_view::npos;) {
-      out_.append(source_.substr(at, caret - at));
+      to_.literal(source_.substr(at, caret - at));
       at = caret + 1;
       if (at == source_.size()) return;  // Deliberate: a "^" at the very end is removed.
       const char next = source_[at];
       if (next == '^' || next == ';') {
-        out_.append(next);
+        to_.literal(source_.substr(at, 1));
         ++at;
       } else if (const std::size_t end = call(at); end != 0) {
         at = end;
       } else {
-        out_.append('^');
+        to_.literal(source_.substr(caret, 1));
       }
     }
-    out_.append(source_.substr(at));
+    to_.literal(source_.substr(at));
   }
 
  private:
-  // Makes the call whose name starts at `name`; gives the position behind its "]", 0 when it is none.
+  // Passes on the call whose name starts at `name`; gives the position behind its "]", 0 when it is none.
   std::size_t call(std::size_t name) {
     if (bracket_ != std::string_view::npos && bracket_ < name) bracket_ = source_.find('[', name);
-    if (bracket_ == std::string_view::npos || is_unclosed(bracket_)) return 0;
+    if (bracket_ == std::string_view::npos || is_unsplittable(bracket_)) return 0;
     parameters parameters;
     const std::size_t length = split_parameters(source_.substr(bracket_), parameters);
     if (length == 0) {
-      if (!unclosed_) unclosed_ = find_unclosed(source_);
+      if (!unsplittable_) unsplittable_ = find_unsplittable(source_);
       return 0;
     }
     const std::size_t end = bracket_ + length + 1;
-    invoke_operator(source_.substr(name, bracket_ - name), parameters, out_);
+    to_.call(source_.substr(name, bracket_ - name), parameters);
     return end;
   }
 
-  [[nodiscard]] bool is_unclosed(std::size_t bracket) const {
-    return unclosed_ && std::binary_search(unclosed_->begin(), unclosed_->end(), bracket);
+  [[nodiscard]] bool is_unsplittable(std::size_t bracket) const {
+    return unsplittable_ && std::binary_search(unsplittable_->begin(), unsplittable_->end(), bracket);
   }
 
   std::string_view source_;
-  text &out_;
+  sink &to_;
   std::size_t bracket_ = 0;  // the last "[" looked up; npos: there are no more
-  std::optional<std::vector<std::size_t>> unclosed_;  // known after the first call that was none
+  std::optional<std::vector<std::size_t>> unsplittable_;  // known after the first call that was none
+};
+
+// Makes the calls as they are found.
+struct expanding_sink {
+  text &out;
+  void literal(std::string_view bytes) { out.append(bytes); }
+  void call(std::string_view name, parameters &parameters) { invoke_operator(name, parameters, out); }
 };
 
 // Counts a call of a known operator while it runs, however it ends.
@@ -106,7 +129,101 @@ class depth_scope {
   ~depth_scope() { --depth; }
 };
 
+// Calls the operator; `entry` is null when none has that name.
+void call_operator(const operator_entry *entry, std::string_view name, parameters &parameters, text &out) {
+  // Deliberate: a refused call and a call of an unknown name stay counted for the rest of the process.
+  if (++depth > max_call_depth) return out.append("[infinite operator recursion detected]");
+  if (entry == nullptr) return out.append(concat({"[invalid operator ", name, "]"}));
+
+  const depth_scope scope;
+  if ((entry->flags & lazy) == 0) parameters.evaluate_all_in_place();
+  if (entry->parameter_count != 0 && entry->parameter_count != parameters.count()) {
+    return out.append(concat({"[invalid parameters to operator ", name, "]"}));
+  }
+  entry->handler(parameters, out);
+}
+
+// A template text in the form in which it is expanded again and again: found once, its literal bytes,
+// its calls, their operators and their parameters.
+class prepared_text {
+ public:
+  explicit prepared_text(std::string_view source) : source_(source) { scanner(source, *this).run(); }
+
+  [[nodiscard]] bool is_of(std::string_view source) const {
+    return source.data() == source_.data() && source.size() == source_.size();
+  }
+
+  void expand(text &out) const {
+    for (const piece &next : pieces_) {
+      if (next.parameter_count == 0) {
+        out.append(next.bytes);
+        continue;
+      }
+      parameters parameters;
+      for (std::size_t i = 0; i < next.parameter_count; ++i) parameters.add(parameters_[next.first_parameter + i]);
+      call_operator(next.entry, next.bytes, parameters, out);
+    }
+  }
+
+  // What the scanner finds.
+  void literal(std::string_view bytes) {
+    if (!bytes.empty()) pieces_.push_back({bytes, nullptr, 0, 0});
+  }
+  void call(std::string_view name, const parameters &parameters) {
+    pieces_.push_back({name, find_operator(name), parameters_.size(), static_cast<std::size_t>(parameters.count())});
+    for (int i = 0; i < parameters.count(); ++i) parameters_.push_back(parameters[i]);
+  }
+
+ private:
+  struct piece {
+    std::string_view bytes;  // literal, or the name of a call
+    const operator_entry *entry;
+    std::size_t first_parameter;
+    std::size_t parameter_count;  // of a call at least 1
+  };
+
+  std::string_view source_;
+  std::vector<piece> pieces_;
+  std::vector<std::string_view> parameters_;
+};
+
 }  // namespace
+
+// The prepared texts of one loop, found by where they stand. One that meets another in its place is
+// not kept, so that none ever goes while it is being expanded.
+struct loop_scope::prepared_texts {
+  static constexpr std::size_t places = 64;
+  std::unique_ptr<prepared_text> of_place[places];
+
+  const prepared_text *find(std::string_view source) {
+    const auto key = reinterpret_cast<std::uintptr_t>(source.data()) * 31 + source.size();
+    std::unique_ptr<prepared_text> &place = of_place[key % places];
+    if (place == nullptr) place = std::make_unique<prepared_text>(source);
+    return place->is_of(source) ? place.get() : nullptr;
+  }
+};
+
+loop_scope *loop_scope::innermost = nullptr;
+
+loop_scope::loop_scope(std::string_view body) : body_(body), outer_(innermost) {
+  // A loop whose body is a part of another one's shares what that one keeps.
+  if (outer_ == nullptr || !outer_->holds(body)) innermost = this;
+}
+
+loop_scope::~loop_scope() { innermost = outer_; }
+
+bool loop_scope::holds(std::string_view source) const {
+  const std::less_equal<> up_to;
+  return up_to(body_.data(), source.data()) && up_to(source.data() + source.size(), body_.data() + body_.size());
+}
+
+bool loop_scope::expand(std::string_view source, text &out) {
+  if (!holds(source)) return false;
+  if (prepared_ == nullptr) prepared_ = std::make_unique<prepared_texts>();
+  const prepared_text *prepared = prepared_->find(source);
+  if (prepared != nullptr) prepared->expand(out);
+  return prepared != nullptr;
+}
 
 std::size_t split_parameters(std::string_view call, parameters &parameters) {
   std::size_t level = 1;
@@ -137,17 +254,7 @@ std::size_t split_parameters(std::string_view call, parameters &parameters) {
 }
 
 void invoke_operator(std::string_view name, parameters &parameters, text &out) {
-  // Deliberate: a refused call and a call of an unknown name stay counted for the rest of the process.
-  if (++depth > max_call_depth) return out.append("[infinite operator recursion detected]");
-  const operator_entry *entry = find_operator(name);
-  if (entry == nullptr) return out.append(concat({"[invalid operator ", name, "]"}));
-
-  const depth_scope scope;
-  if ((entry->flags & lazy) == 0) parameters.evaluate_all_in_place();
-  if (entry->parameter_count != 0 && entry->parameter_count != parameters.count()) {
-    return out.append(concat({"[invalid parameters to operator ", name, "]"}));
-  }
-  entry->handler(parameters, out);
+  call_operator(find_operator(name), name, parameters, out);
 }
 
 text evaluate_copy(std::string_view source) {
@@ -156,7 +263,11 @@ text evaluate_copy(std::string_view source) {
   return result;
 }
 
-void evaluate(std::string_view source, text &out) { expander(source, out).run(); }
+void evaluate(std::string_view source, text &out) {
+  if (loop_scope::innermost != nullptr && loop_scope::innermost->expand(source, out)) return;
+  expanding_sink sink{out};
+  scanner(source, sink).run();
+}
 
 int call_depth() { return depth; }
 

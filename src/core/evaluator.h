@@ -9,6 +9,7 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <optional>
 #include <string_view>
 
@@ -51,6 +52,30 @@ class expansion {
 
 // The expansion as a text of its own, which may be changed and outlives the source; null when empty.
 [[nodiscard]] text evaluate_copy(std::string_view source);
+
+// Around the passes of a loop: what evaluating its body, or a part of it, finds out about the calls in
+// it is kept for the next pass. `body` must stay alive and unchanged as long as the scope. Nothing but
+// the time it takes depends on it.
+class loop_scope {
+ public:
+  explicit loop_scope(std::string_view body);
+  loop_scope(const loop_scope &) = delete;
+  loop_scope &operator=(const loop_scope &) = delete;
+  ~loop_scope();
+
+ private:
+  friend void evaluate(std::string_view source, text &out);
+  struct prepared_texts;
+
+  [[nodiscard]] bool holds(std::string_view source) const;
+  // Expands a part of the body by what is kept of it; false when it is none or nothing is.
+  bool expand(std::string_view source, text &out);
+
+  static loop_scope *innermost;
+  std::string_view body_;
+  loop_scope *outer_;
+  std::unique_ptr<prepared_texts> prepared_;
+};
 
 // Splits the parameter list that starts at the "[" at the front of `call`. Gives the offset of the
 // matching "]", or 0 when the brackets do not balance or there are more than `max_parameters`; then

@@ -142,6 +142,7 @@ constexpr int most_passes = 999;
 // [while: Bad variable or table item name near 'rest']
 void op_while(parameters &parameters, text &out) {
   const std::size_t start = out.size();
+  const loop_scope loop(parameters.spanning(0, 1));
   text error;
   for (int pass = 0; pass < most_passes; ++pass) {
     double value = 0;
@@ -193,6 +194,7 @@ void op_for(parameters &parameters, text &out) {
   const std::size_t start = out.size();
   const long long last = truncate_to_int(to);
   const variable_scope scope(parameters[0]);
+  const loop_scope loop(parameters[3]);
   for (long long i = truncate_to_int(from); i <= last; ++i) {
     variable_set(parameters[0], format_signed(i));
     if (out.size() > start) out.append(parameters[4]);
