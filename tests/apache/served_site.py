@@ -1,0 +1,159 @@
+"""A site in a temporary folder, served by scripts/demo with a real Apache httpd on a free loopback port."""
+
+import glob
+import http.client
+import os
+import pathlib
+import shutil
+import signal
+import socket
+import subprocess
+import tempfile
+import unittest
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+PROGRAM = os.environ.get("QUILLET_PROGRAM", str(ROOT / "build/asan/bin/quillet"))
+
+
+def free_port():
+    with socket.socket() as probe:
+        probe.bind(("127.0.0.1", 0))
+        return probe.getsockname()[1]
+
+
+def session_members(session):
+    """The processes of a session that still run."""
+    members = []
+    for path in glob.glob("/proc/[0-9]*/stat"):
+        try:
+            fields = pathlib.Path(path).read_text(errors="replace").rpartition(")")[2].split()
+        except (FileNotFoundError, ProcessLookupError):
+            continue
+        if int(fields[3]) == session and fields[0] != "Z":
+            members.append(int(path.split("/")[2]))
+    return members
+
+
+def program_under_test(folder):
+    """The program with the options of the sanitizers, as one file. What it keeps to its end is no leak."""
+    copy, script = folder / "program", folder / "program.sh"
+    shutil.copy(PROGRAM, copy)
+    script.write_text(f"#!/bin/sh\nASAN_OPTIONS=detect_leaks=0 exec '{copy}'\n")
+    script.chmod(0o755)
+    return script
+
+
+class Demo:
+    """A running scripts/demo. The port may be taken between asking for it and binding: then another one."""
+
+    def __init__(self, site, temporary, attempts=5):
+        self.port = free_port()
+        self.process = subprocess.Popen(
+            [str(ROOT / "scripts/demo"), "--port", str(self.port),
+             "--program", str(program_under_test(temporary)), str(site)],
+            stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, start_new_session=True,
+            env={**os.environ, "TMPDIR": str(temporary), "TZ": "UTC"})
+        self.said = []
+        for line in self.process.stdout:
+            self.said.append(line)
+            if "Ready: " in line:
+                break
+        else:
+            self.process.wait()
+            self.process.stdout.close()
+            if attempts > 1 and "Address already in use" in "".join(self.said):
+                return self.__init__(site, temporary, attempts - 1)
+            raise RuntimeError("scripts/demo ended:\n" + "".join(self.said))
+        self.instance = pathlib.Path(glob.glob(f"{temporary}/quillet-demo.*")[0])
+        self.httpd = int((self.instance / "httpd.pid").read_text())
+
+    def address(self):
+        return self.said[-1].split()[2]
+
+    def httpd_log(self):
+        return (self.instance / "httpd.log").read_text(errors="replace")
+
+    def stop(self, number=signal.SIGTERM):
+        """Ends it as Ctrl-C in a terminal does, by a signal to the whole process group."""
+        os.killpg(self.process.pid, number)
+        self.said.append(self.process.stdout.read())
+        self.process.stdout.close()
+        return self.process.wait()
+
+    def left_processes(self):
+        return session_members(self.process.pid) + session_members(self.httpd)
+
+
+class Reply:
+    def __init__(self, response):
+        self.status = response.status
+        self.headers = response.headers
+        self.body = response.read()
+
+    def text(self):
+        return self.body.decode("utf-8", "surrogateescape")
+
+
+class Folder:
+    """A temporary folder that an unprivileged httpd can reach."""
+
+    def __init__(self):
+        self.path = pathlib.Path(tempfile.mkdtemp(prefix="quillet test "))
+        self.path.chmod(0o755)
+
+    def write(self, name, content):
+        path = self.path / name
+        path.parent.mkdir(parents=True, exist_ok=True)
+        path.write_bytes(content if isinstance(content, bytes) else content.encode())
+        return path
+
+    def remove(self):
+        shutil.rmtree(self.path)
+
+
+class ServedSite(unittest.TestCase):
+    """The files of the class, served while its tests run."""
+
+    files = {}
+    site = None  # another folder instead of the files
+
+    @classmethod
+    def setUpClass(cls):
+        cls.folder = Folder()
+        cls.addClassCleanup(cls.folder.remove)
+        for name, content in cls.files.items():
+            cls.folder.write("site/" + name, content)
+        cls.site_path = pathlib.Path(cls.site or cls.folder.path / "site")
+        cls.demo = Demo(cls.site_path, cls.folder.path)
+
+    @classmethod
+    def tearDownClass(cls):
+        log = cls.demo.httpd_log()
+        cls.demo.stop()
+        left = cls.demo.left_processes()
+        if "Sanitizer" in log or "runtime error" in log:
+            raise AssertionError("the sanitizers found something:\n" + log)
+        if left:
+            raise AssertionError(f"processes left: {left}")
+
+    def connect(self):
+        connection = http.client.HTTPConnection("127.0.0.1", self.demo.port, timeout=120)
+        self.addCleanup(connection.close)
+        return connection
+
+    def ask(self, path, method="GET", body=None, headers=None):
+        connection = self.connect()
+        connection.request(method, path, body, headers or {})
+        return Reply(connection.getresponse())
+
+    def post(self, path, body, content_type="application/x-www-form-urlencoded"):
+        return self.ask(path, "POST", body, {"Content-Type": content_type})
+
+    def ask_raw(self, target, header_lines=()):
+        """A request whose target goes out as it stands."""
+        with socket.create_connection(("127.0.0.1", self.demo.port), timeout=120) as stream:
+            lines = [f"GET {target} HTTP/1.1", "Host: localhost", "Connection: close", *header_lines, "", ""]
+            stream.sendall("\r\n".join(lines).encode("latin-1"))
+            response = http.client.HTTPResponse(stream)
+            response.begin()
+            return Reply(response)
