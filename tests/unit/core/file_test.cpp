@@ -1,0 +1,377 @@
+#include "core/file.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <utime.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <set>
+#include <string>
+
+#include "cgi/request.h"
+#include "support.h"
+
+namespace quillet {
+namespace {
+
+using namespace std::string_view_literals;
+using quillet_tests::file_content;
+using quillet_tests::temporary_folder;
+using quillet_tests::write_file;
+
+// --- the line filter ---
+
+std::string filtered(std::string_view bytes, bool drop_empty_lines) {
+  text t(bytes);
+  filter_lines(t, drop_empty_lines);
+  return std::string(t.view());
+}
+
+TEST(filter_lines, removes_returns_and_comment_lines_and_keeps_empty_lines) {
+  EXPECT_EQ(filtered("x\r\n#c\n\ny", false), "x\n\ny");
+}
+
+TEST(filter_lines, removes_empty_lines_when_asked) { EXPECT_EQ(filtered("x\r\n#c\n\ny", true), "x\ny"); }
+
+TEST(filter_lines, removes_carriage_returns_anywhere) { EXPECT_EQ(filtered("\ra\rb\r\r\nc\r", false), "ab\nc"); }
+
+TEST(filter_lines, keeps_a_hash_that_begins_no_line) { EXPECT_EQ(filtered("a #b\n #c\n", false), "a #b\n #c\n"); }
+
+TEST(filter_lines, removes_a_comment_behind_a_carriage_return) { EXPECT_EQ(filtered("a\n\r#c\nb", false), "a\nb"); }
+
+TEST(filter_lines, removes_a_comment_at_the_very_start_and_at_the_very_end) {
+  EXPECT_EQ(filtered("#c\na\n#d", false), "a\n");
+  EXPECT_EQ(filtered("#c", false), "");
+}
+
+TEST(filter_lines, takes_a_line_of_returns_for_an_empty_one) {
+  EXPECT_EQ(filtered("a\n\r\r\nb", true), "a\nb");
+  EXPECT_EQ(filtered("a\n\r\r\nb", false), "a\n\nb");
+}
+
+TEST(filter_lines, removes_leading_and_trailing_empty_lines_when_asked) {
+  EXPECT_EQ(filtered("\n\na\n\n\n", true), "a\n");
+}
+
+TEST(filter_lines, cuts_the_bytes_at_the_first_nul) {
+  EXPECT_EQ(filtered("a\nb\0c\n"sv, false), "a\nb");
+  EXPECT_EQ(filtered("a\r\nb\0\n#c"sv, true), "a\nb");
+  EXPECT_EQ(filtered("\0abc"sv, false), "");
+}
+
+// The rule as it is told, one step after the other.
+std::string plainly_filtered(const std::string &bytes, bool drop_empty_lines) {
+  std::string without_returns;
+  for (const char c : bytes.substr(0, bytes.find('\0'))) {
+    if (c != '\r') without_returns += c;
+  }
+  std::string result;
+  for (std::size_t at = 0; at < without_returns.size();) {
+    std::string line;
+    while (at < without_returns.size() && (line.empty() || line.back() != '\n')) line += without_returns[at++];
+    if (line[0] == '#' || (drop_empty_lines && line == "\n")) continue;
+    result += line;
+  }
+  return result;
+}
+
+TEST(filter_lines, follows_the_plain_rule_on_random_texts) {
+  quillet_tests::random_texts random(1);
+  constexpr std::string_view pieces[] = {"a", "\r", "\n", "#", "\n\n", "\r\n", "b c", "\0"sv};
+  for (int i = 0; i < 20000; ++i) {
+    const std::string bytes = random.text(pieces, 12);
+    ASSERT_EQ(filtered(bytes, false), plainly_filtered(bytes, false)) << testing::PrintToString(bytes);
+    ASSERT_EQ(filtered(bytes, true), plainly_filtered(bytes, true)) << testing::PrintToString(bytes);
+  }
+}
+
+// --- reading ---
+
+TEST(read_text_file, gives_the_filtered_file) {
+  const temporary_folder folder;
+  write_file("f", "x\r\n#c\n\ny");
+  EXPECT_EQ(read_text_file("f", false, false).view(), "x\n\ny");
+  EXPECT_EQ(read_text_file("f", true, false).view(), "x\ny");
+}
+
+TEST(read_text_file, gives_the_same_under_a_lock) {
+  const temporary_folder folder;
+  write_file("f", "abc\n");
+  EXPECT_EQ(read_text_file("f", false, true).view(), "abc\n");
+}
+
+TEST(read_text_file, of_a_missing_file_or_without_a_path_is_null) {
+  const temporary_folder folder;
+  EXPECT_TRUE(read_text_file("missing", false, false).is_null());
+  EXPECT_TRUE(read_text_file("", false, false).is_null());
+  EXPECT_TRUE(read_text_file("no/such/folder", false, false).is_null());
+}
+
+TEST(read_text_file, of_a_folder_or_a_pipe_is_null) {
+  const temporary_folder folder;
+  ASSERT_EQ(mkfifo("pipe", 0600), 0);
+  EXPECT_TRUE(read_text_file(".", false, false).is_null());
+  EXPECT_TRUE(read_text_file("pipe", false, true).is_null());
+}
+
+TEST(read_text_file, of_an_empty_file_is_empty_and_present) {
+  const temporary_folder folder;
+  write_file("f", "");
+  const text t = read_text_file("f", false, false);
+  EXPECT_FALSE(t.is_null());
+  EXPECT_TRUE(t.is_empty());
+}
+
+TEST(read_text_file, reads_a_large_file_whole) {
+  const temporary_folder folder;
+  const std::string bytes(3 << 20, 'x');
+  write_file("f", bytes);
+  EXPECT_TRUE(read_text_file("f", false, false).view() == bytes);
+}
+
+// --- writing ---
+
+TEST(write_text_file, makes_the_file) {
+  const temporary_folder folder;
+  EXPECT_TRUE(write_text_file("f", "abc", false).is_null());
+  EXPECT_EQ(file_content("f"), "abc");
+}
+
+TEST(write_text_file, makes_the_file_with_mode_666_less_the_process_mask) {
+  const temporary_folder folder;
+  const mode_t before = umask(2);
+  EXPECT_TRUE(write_text_file("f", "abc", true).is_null());
+  umask(before);
+  struct stat status {};
+  ASSERT_EQ(stat("f", &status), 0);
+  EXPECT_EQ(status.st_mode & 0777, 0664U);
+}
+
+TEST(write_text_file, cuts_a_longer_file) {
+  const temporary_folder folder;
+  write_file("f", "a much longer text");
+  EXPECT_TRUE(write_text_file("f", "short", true).is_null());
+  EXPECT_EQ(file_content("f"), "short");
+}
+
+TEST(write_text_file, of_nothing_empties_the_file) {
+  const temporary_folder folder;
+  write_file("f", "text");
+  EXPECT_TRUE(write_text_file("f", {}, false).is_null());
+  EXPECT_EQ(file_content("f"), "");
+}
+
+TEST(write_text_file, without_a_path_says_so) {
+  EXPECT_EQ(write_text_file("", "abc", false).view(), "no filename specified");
+}
+
+TEST(write_text_file, that_fails_gives_the_description_of_the_error) {
+  const temporary_folder folder;
+  EXPECT_EQ(write_text_file("missing/f", "abc", false).view(), "No such file or directory");
+  EXPECT_EQ(write_text_file(".", "abc", false).view(), "Is a directory");
+}
+
+TEST(write_text_file, waits_for_the_lock_of_another_process) {
+  const temporary_folder folder;
+  write_file("f", "held");
+  int ready[2];
+  ASSERT_EQ(pipe(ready), 0);
+  const pid_t child = fork();
+  if (child == 0) {
+    // Holds the lock until the write below is certainly waiting or done, then looks.
+    const int file = open("f", O_RDONLY | O_CLOEXEC);
+    flock(file, LOCK_EX);
+    if (write(ready[1], "x", 1) != 1) _exit(2);
+    for (int i = 0; i < 1000; ++i) sched_yield();
+    const bool untouched = file_content("f") == "held";
+    _exit(untouched ? 0 : 1);
+  }
+  char byte = 0;
+  ASSERT_EQ(read(ready[0], &byte, 1), 1);
+  EXPECT_TRUE(write_text_file("f", "new", true).is_null());
+  int status = 0;
+  waitpid(child, &status, 0);
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(file_content("f"), "new");
+  close(ready[0]);
+  close(ready[1]);
+}
+
+// --- time, removal, descriptors, locks ---
+
+TEST(file_time, of_a_missing_file_is_0) {
+  const temporary_folder folder;
+  EXPECT_EQ(file_time("missing", 0), 0);
+  EXPECT_EQ(file_time("missing", 1000), 0);
+}
+
+TEST(file_time, gives_the_modification_time) {
+  const temporary_folder folder;
+  write_file("f", "");
+  const utimbuf times = {1000, 2000};
+  utime("f", &times);
+  EXPECT_EQ(file_time("f", 0), 2000);
+}
+
+TEST(file_time, sets_the_modification_time_and_keeps_the_access_time) {
+  const temporary_folder folder;
+  write_file("f", "");
+  const utimbuf times = {1000, 2000};
+  utime("f", &times);
+  EXPECT_EQ(file_time("f", 3000), 3000);
+  struct stat status {};
+  ASSERT_EQ(stat("f", &status), 0);
+  EXPECT_EQ(status.st_atime, 1000);
+  EXPECT_EQ(status.st_mtime, 3000);
+}
+
+TEST(remove_file, removes_it) {
+  const temporary_folder folder;
+  write_file("f", "");
+  EXPECT_TRUE(remove_file("f").is_null());
+  EXPECT_EQ(file_content("f"), "(no file)");
+}
+
+TEST(remove_file, that_fails_gives_the_description_of_the_error) {
+  const temporary_folder folder;
+  EXPECT_EQ(remove_file("missing").view(), "No such file or directory");
+}
+
+TEST(remove_file, without_a_path_says_so) { EXPECT_EQ(remove_file("").view(), "no filename specified"); }
+
+TEST(write_all, writes_through_a_full_pipe) {
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  const std::string bytes(1 << 20, 'p');
+  const pid_t child = fork();
+  if (child == 0) {
+    close(ends[0]);
+    _exit(write_all(ends[1], bytes) == bytes.size() ? 0 : 1);
+  }
+  close(ends[1]);
+  std::size_t total = 0;
+  char buffer[1000];
+  for (ssize_t n; (n = read(ends[0], buffer, sizeof buffer)) > 0;) total += static_cast<std::size_t>(n);
+  close(ends[0]);
+  int status = 0;
+  waitpid(child, &status, 0);
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(total, bytes.size());
+}
+
+TEST(write_all, on_an_error_gives_what_was_written) { EXPECT_EQ(write_all(-1, "abc"), 0U); }
+
+TEST(error_description, describes_the_current_error_number) {
+  errno = ENOENT;
+  EXPECT_EQ(error_description().view(), "No such file or directory");
+}
+
+TEST(lock_stream, keeps_others_out_until_unlocked) {
+  const temporary_folder folder;
+  std::FILE *stream = std::fopen("f", "w");
+  const int other = open("f", O_RDONLY | O_CLOEXEC);
+  lock_stream(stream);
+  EXPECT_NE(flock(other, LOCK_EX | LOCK_NB), 0);
+  std::fputs("written before others may read", stream);
+  unlock_stream(stream);
+  EXPECT_EQ(flock(other, LOCK_EX | LOCK_NB), 0);
+  EXPECT_EQ(file_content("f"), "written before others may read");
+  close(other);
+  std::fclose(stream);
+}
+
+// --- file names ---
+
+// A page path and a document root for the time of a test.
+class request_paths {
+ public:
+  request_paths(std::string_view page_path, std::string_view document_root) : root_before_(request.document_root) {
+    request.page_path = text(page_path);
+    request.document_root = document_root;
+  }
+  request_paths(const request_paths &) = delete;
+  request_paths &operator=(const request_paths &) = delete;
+  ~request_paths() {
+    request.page_path = text();
+    request.document_root = root_before_;
+  }
+
+ private:
+  std::string_view root_before_;
+};
+
+TEST(page_directory_file, puts_the_name_behind_the_last_slash_of_the_page_path) {
+  const request_paths paths("/home/www/a/page.html", "/home/www");
+  EXPECT_EQ(page_directory_file("list.txt").view(), "/home/www/a/list.txt");
+}
+
+TEST(page_directory_file, of_a_page_in_the_root_folder) {
+  const request_paths paths("/page.html", "/");
+  EXPECT_EQ(page_directory_file("x").view(), "/x");
+}
+
+TEST(resolve_file, takes_a_leading_slash_from_the_document_root) {
+  const request_paths paths("/home/www/a/page.html", "/home/www");
+  EXPECT_EQ(resolve_file("/b/c").view(), "/home/www/b/c");
+}
+
+TEST(resolve_file, takes_any_other_name_from_the_page_directory) {
+  const request_paths paths("/home/www/a/page.html", "/home/www");
+  EXPECT_EQ(resolve_file("b/c").view(), "/home/www/a/b/c");
+  EXPECT_EQ(resolve_file("").view(), "/home/www/a/");
+}
+
+TEST(underscore_path, marks_the_last_component) {
+  EXPECT_EQ(underscore_path("lists/menu").view(), "lists/_menu");
+  EXPECT_EQ(underscore_path("menu").view(), "_menu");
+  EXPECT_EQ(underscore_path("/").view(), "/_");
+}
+
+// --- folders ---
+
+TEST(directory_reader, gives_every_entry_with_its_kind) {
+  const temporary_folder folder;
+  write_file("file", "");
+  std::filesystem::create_directory("sub");
+  ASSERT_EQ(symlink("nowhere", "dangling"), 0);
+  ASSERT_EQ(symlink("sub", "link"), 0);
+  std::set<std::pair<std::string, int>> entries;
+  directory_reader reader;
+  for (bool ended = open_directory(".", reader); !ended; ended = next_entry(reader)) {
+    entries.emplace(reader.name.view(), reader.kind);
+  }
+  const std::set<std::pair<std::string, int>> expected = {{".", DT_DIR},      {"..", DT_DIR}, {"file", DT_REG},
+                                                          {"dangling", 0},    {"link", DT_DIR}, {"sub", DT_DIR}};
+  EXPECT_EQ(entries, expected);
+}
+
+TEST(directory_reader, of_a_missing_folder_is_at_its_end) {
+  const temporary_folder folder;
+  directory_reader reader;
+  EXPECT_TRUE(open_directory("missing", reader));
+  EXPECT_TRUE(next_entry(reader));
+}
+
+TEST(directory_reader, of_a_path_beyond_999_bytes_is_at_its_end_or_cut) {
+  directory_reader reader;
+  EXPECT_TRUE(open_directory("/" + std::string(2000, 'x'), reader));
+  EXPECT_EQ(reader.path.size(), 999U);
+}
+
+TEST(directory_reader, can_be_opened_again) {
+  const temporary_folder folder;
+  directory_reader reader;
+  EXPECT_FALSE(open_directory(".", reader));
+  EXPECT_FALSE(open_directory(".", reader));
+  close_directory(reader);
+  EXPECT_TRUE(next_entry(reader));
+}
+
+}  // namespace
+}  // namespace quillet

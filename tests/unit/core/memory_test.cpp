@@ -1,0 +1,82 @@
+#include "core/memory.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstring>
+#include <new>
+
+#include "cgi/log.h"
+#include "support.h"
+
+namespace quillet {
+namespace {
+
+constexpr std::size_t too_much = SIZE_MAX / 4;
+constexpr int fatal_status = 254;
+
+TEST(allocate, of_size_0_is_null) { EXPECT_EQ(allocate(0), nullptr); }
+
+TEST(allocate, gives_a_block_of_its_own) {
+  void *block = allocate(100);
+  ASSERT_NE(block, nullptr);
+  std::memset(block, 1, 100);
+  release(block);
+}
+
+TEST(allocate, without_memory_ends_with_a_log_line_and_no_output) {
+  const quillet_tests::temporary_folder folder;
+  const auto child = quillet_tests::run_in_child([] { static_cast<void>(allocate(too_much)); });
+  EXPECT_EQ(child.status, fatal_status);
+  EXPECT_EQ(child.output, "");
+  EXPECT_EQ(quillet_tests::log_content("error_log"),
+            "[time] [path=null]: unable to malloc " + std::to_string(too_much) + " bytes\n");
+}
+
+TEST(reallocate, keeps_the_bytes) {
+  auto *block = static_cast<char *>(allocate(4));
+  std::memcpy(block, "abc", 4);
+  block = static_cast<char *>(reallocate(block, 100000));
+  EXPECT_STREQ(block, "abc");
+  release(block);
+}
+
+TEST(reallocate, of_null_gives_a_new_block) {
+  void *block = reallocate(nullptr, 10);
+  EXPECT_NE(block, nullptr);
+  release(block);
+}
+
+TEST(reallocate, to_size_0_frees_and_gives_null) { EXPECT_EQ(reallocate(allocate(10), 0), nullptr); }
+
+TEST(reallocate, without_memory_ends_with_a_log_line) {
+  const quillet_tests::temporary_folder folder;
+  const auto child = quillet_tests::run_in_child([] { static_cast<void>(reallocate(allocate(8), too_much)); });
+  EXPECT_EQ(child.status, fatal_status);
+  EXPECT_EQ(quillet_tests::log_content("error_log"),
+            "[time] [path=null]: unable to realloc " + std::to_string(too_much) + " bytes\n");
+}
+
+TEST(try_allocate, without_memory_is_null) {
+  EXPECT_EQ(try_allocate(too_much), nullptr);
+  EXPECT_EQ(try_allocate(0), nullptr);
+}
+
+TEST(release, of_null_does_nothing) { release(nullptr); }
+
+TEST(operator_new, without_memory_ends_the_same_way) {
+  const quillet_tests::temporary_folder folder;
+  const auto child = quillet_tests::run_in_child([] { ::operator delete(::operator new(too_much)); });
+  EXPECT_EQ(child.status, fatal_status);
+  EXPECT_EQ(quillet_tests::log_content("error_log"),
+            "[time] [path=null]: unable to malloc " + std::to_string(too_much) + " bytes\n");
+}
+
+TEST(operator_new, of_size_0_gives_a_block) {
+  void *block = ::operator new(0);
+  EXPECT_NE(block, nullptr);
+  ::operator delete(block);
+}
+
+}  // namespace
+}  // namespace quillet
