@@ -24,8 +24,8 @@ constexpr std::size_t longest_read = 1048576;
 form_entry *entries = nullptr;
 std::size_t entry_count = 0;
 std::size_t entry_capacity = 0;
-std::size_t next_position = 0;  // behind the entry last found
-std::string_view name_looked_for;
+std::size_t next_position = 0;     // behind the entry last found
+std::string_view name_last_found;  // its name
 
 // The value of each hexadecimal digit; 0 for every other byte.
 constexpr auto digit_values = [] {
@@ -152,21 +152,29 @@ bool add_form_entry(const form_entry &entry) {
   return true;
 }
 
+namespace {
+
+// The entries live as long as the process, so the name remembered is theirs and not the caller's.
+const form_entry *find_entry_from_here(std::string_view name) {
+  while (next_position < entry_count) {
+    const form_entry &entry = entries[next_position++];
+    if (entry.name != name) continue;
+    name_last_found = entry.name;
+    return &entry;
+  }
+  return nullptr;
+}
+
+}  // namespace
+
 std::span<const form_entry> form_entries() { return {entries, entry_count}; }
 
 const form_entry *find_form_entry(std::string_view name) {
   next_position = 0;
-  name_looked_for = name;
-  return find_next_form_entry();
+  return find_entry_from_here(name);
 }
 
-const form_entry *find_next_form_entry() {
-  while (next_position < entry_count) {
-    const form_entry &entry = entries[next_position++];
-    if (entry.name == name_looked_for) return &entry;
-  }
-  return nullptr;
-}
+const form_entry *find_next_form_entry() { return find_entry_from_here(name_last_found); }
 
 form_result form_value(std::string_view name, std::string_view &value) {
   const form_entry *entry = find_form_entry(name);
