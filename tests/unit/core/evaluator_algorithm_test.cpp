@@ -133,11 +133,12 @@ void op_second_twice(parameters &p, text &out) {
   evaluate(p[1], out);
 }
 
-// Compares `count` texts for each process, so that calls of unknown names do not soon use up the depth.
-void compare_with_plain_expander(std::uint32_t seed, int processes, int count, std::size_t longest) {
+// Random texts, `count` for each process, so that calls of unknown names do not soon use up the depth.
+void for_each_batch(std::uint32_t seed, int processes, int count, std::size_t longest,
+                    void (*compare)(const std::string &source, plain_expander &plain)) {
   constexpr operator_definition operators[] = {
-      {"a", op_join, 0, evaluated, "", ""},         {"b", op_join, 0, lazy, "", ""},
-      {"ab", op_join, 2, evaluated, "", ""},        {"ba", op_make_markup, 0, evaluated, "", ""},
+      {"a", op_join, 0, evaluated, "", ""},   {"b", op_join, 0, lazy, "", ""},
+      {"ab", op_join, 2, evaluated, "", ""},  {"ba", op_make_markup, 0, evaluated, "", ""},
       {"bb", op_second_twice, 2, lazy, "", ""},
   };
   constexpr std::string_view bytes[] = {"^", "[", "]", ";", "`", "a", "b"};
@@ -150,21 +151,39 @@ void compare_with_plain_expander(std::uint32_t seed, int processes, int count, s
     for (int i = 0; i < count; ++i) {
       sources.push_back(i % 2 == 0 ? random.text(bytes, longest) : random.text(pieces, longest));
     }
-    const auto child = quillet_tests::run_in_child([&sources] {
+    const auto child = quillet_tests::run_in_child([&sources, compare] {
       plain_expander plain;
       plain.depth = call_depth();
-      for (const std::string &source : sources) {
-        ASSERT_EQ(evaluate_copy(source).view(), plain.evaluate(source)) << source;
-        ASSERT_EQ(call_depth(), plain.depth) << source;
-      }
+      for (const std::string &source : sources) compare(source, plain);
     });
     ASSERT_EQ(child.status, 0) << child.output << child.error;
   }
 }
 
-TEST(evaluate, follows_the_plain_algorithm_on_short_random_texts) { compare_with_plain_expander(22, 100, 100, 24); }
+void compare_once(const std::string &source, plain_expander &plain) {
+  ASSERT_EQ(evaluate_copy(source).view(), plain.evaluate(source)) << source;
+  ASSERT_EQ(call_depth(), plain.depth) << source;
+}
 
-TEST(evaluate, follows_the_plain_algorithm_on_longer_random_texts) { compare_with_plain_expander(222, 50, 10, 300); }
+// As the body of a loop, and every part of it as the body of a loop in it.
+void compare_in_loops(const std::string &source, plain_expander &plain) {
+  const loop_scope scope(source);
+  for (int pass = 0; pass < 3; ++pass) {
+    compare_once(source, plain);
+    const loop_scope inner(std::string_view(source).substr(source.size() / 3));
+    for (int again = 0; again < 2; ++again) {
+      const std::string_view part = std::string_view(source).substr(source.size() / 3);
+      ASSERT_EQ(evaluate_copy(part).view(), plain.evaluate(std::string(part))) << source;
+      ASSERT_EQ(call_depth(), plain.depth) << source;
+    }
+  }
+}
+
+TEST(evaluate, follows_the_plain_algorithm_on_short_random_texts) { for_each_batch(22, 100, 100, 24, compare_once); }
+
+TEST(evaluate, follows_the_plain_algorithm_on_longer_random_texts) { for_each_batch(222, 50, 10, 300, compare_once); }
+
+TEST(loop_scope, follows_the_plain_algorithm_on_random_texts) { for_each_batch(223, 100, 20, 30, compare_in_loops); }
 
 TEST(split_parameters, follows_the_plain_algorithm_on_random_texts) {
   quillet_tests::random_texts random(2222);
