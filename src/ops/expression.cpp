@@ -75,7 +75,7 @@ constexpr std::array<std::uint8_t, 256> first_tokens = [] {
 const token *find_token(std::string_view source) {
   for (std::size_t i = first_tokens[static_cast<unsigned char>(source.front())]; i < std::size(tokens); ++i) {
     if (tokens[i].spelling.front() != source.front()) break;
-    if (source.starts_with(tokens[i].spelling)) return &tokens[i];
+    if (source.substr(1).starts_with(tokens[i].spelling.substr(1))) return &tokens[i];
   }
   return nullptr;
 }
@@ -93,33 +93,36 @@ constexpr double division_by_zero = 1e300;
 
 double from_bits(unsigned bits) { return static_cast<int>(bits); }
 
-double apply_infix(operation meaning, double x, double y) {
-  const int a = truncate_to_int(x);
-  const int b = truncate_to_int(y);
+double apply_integer_infix(operation meaning, int a, int b) {
   const auto bits_a = static_cast<unsigned>(a);
   const auto bits_b = static_cast<unsigned>(b);
+  switch (meaning) {
+    // In 64 bits, where the smallest number has a remainder by -1.
+    case operation::remainder: return b == 0 ? 0 : static_cast<double>(static_cast<long long>(a) % b);
+    case operation::shift_left: return from_bits(bits_a << (bits_b & 31));
+    case operation::shift_right: return a >> (bits_b & 31);
+    case operation::bit_and: return from_bits(bits_a & bits_b);
+    case operation::bit_xor: return from_bits(bits_a ^ bits_b);
+    case operation::bit_or: return from_bits(bits_a | bits_b);
+    case operation::logical_and: return a != 0 && b != 0;
+    default: return a != 0 || b != 0;
+  }
+}
+
+double apply_infix(operation meaning, double x, double y) {
   switch (meaning) {
     case operation::multiply: return x * y;
     // Deliberate: a huge number and no error.
     case operation::divide: return y == 0 ? division_by_zero : x / y;
-    // In 64 bits, where the smallest number has a remainder by -1.
-    case operation::remainder: return b == 0 ? 0 : static_cast<double>(static_cast<long long>(a) % b);
     case operation::add: return x + y;
     case operation::subtract: return x - y;
-    case operation::shift_left: return from_bits(bits_a << (bits_b & 31));
-    case operation::shift_right: return a >> (bits_b & 31);
     case operation::less: return x < y;
     case operation::greater: return x > y;
     case operation::less_or_equal: return x <= y;
     case operation::greater_or_equal: return x >= y;
     case operation::equal: return x == y;
     case operation::not_equal: return x != y;
-    case operation::bit_and: return from_bits(bits_a & bits_b);
-    case operation::bit_xor: return from_bits(bits_a ^ bits_b);
-    case operation::bit_or: return from_bits(bits_a | bits_b);
-    case operation::logical_and: return a != 0 && b != 0;
-    case operation::logical_or: return a != 0 || b != 0;
-    default: return 0;
+    default: return apply_integer_infix(meaning, truncate_to_int(x), truncate_to_int(y));
   }
 }
 
@@ -173,13 +176,13 @@ enum class ending : std::uint8_t {
 
 // One level of nesting: the expression, a group, or the single operand of an operator.
 struct level {
-  ending end = ending::text_end;
-  bool has_value = false;
-  bool value_read = false;             // some value was read here; then "+" and "-" are no signs
-  const token *pending = nullptr;      // the infix operator that waits for its right side
-  const token *operand_of = nullptr;   // for a single operand, the operator that it belongs to
-  double left = 0;                     // the left side of `pending`
-  double value = 0;
+  ending end;
+  bool has_value;
+  bool value_read;          // some value was read here; then "+" and "-" are no signs
+  const token *pending;     // the infix operator that waits for its right side
+  const token *operand_of;  // for a single operand, the operator that it belongs to
+  double left;              // the left side of `pending`
+  double value;
 };
 
 // The levels around the current one. A few of them, as expressions have, need no heap.
@@ -202,7 +205,7 @@ class outer_levels {
 
  private:
   std::size_t count_ = 0;
-  std::array<level, 8> near_;
+  std::array<level, 8> near_;  // the first `count_` mean something
   std::vector<level> far_;
 };
 
@@ -307,7 +310,9 @@ class expression_evaluator {
 
   void enter_level(ending end, const token *operand_of) {
     outer_.push(level_);
-    level_ = level{.end = end, .operand_of = operand_of};
+    level_ = {};
+    level_.end = end;
+    level_.operand_of = operand_of;
   }
 
   // Hands the level's result to the one around it.
@@ -335,7 +340,7 @@ class expression_evaluator {
 
   std::string_view rest_;
   expression_status status_ = expression_status::ok;
-  level level_;
+  level level_{};
   outer_levels outer_;
 };
 
