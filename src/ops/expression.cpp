@@ -6,8 +6,10 @@
 #include <cstdint>
 #include <vector>
 
+#include "core/quoting.h"
 #include "core/variables.h"
 #include "ops/number_reading.h"
+#include "table/registry.h"
 
 namespace quillet {
 
@@ -159,10 +161,27 @@ outcome parse_value(std::string_view value) {
   return {expression_status::ok, number.value};
 }
 
+// `table::column`, or a column of the current table.
+outcome read_table_item(std::string_view name) {
+  std::string_view table_name = name;
+  std::string_view column = cut_at_text(table_name, "::");
+  if (column.data() == nullptr) {
+    column = name;
+    table_name = {};
+  }
+  table *const source = table_name.empty() ? current_table() : find_table(table_name);
+  if (source == nullptr) return {expression_status::bad_name};
+  const std::string_view item = source->item(column);
+  if (item.empty()) return {expression_status::syntax_error};
+  text quoted;
+  quote(item, false, quoted);
+  return parse_value(quoted);
+}
+
 outcome read_name(std::string_view name) {
   if (name.size() > longest_expression_name) return {expression_status::bad_name};
   const std::string_view value = variable_get(name);
-  return value.data() != nullptr ? parse_value(value) : outcome{expression_status::bad_name};
+  return value.data() != nullptr ? parse_value(value) : read_table_item(name);
 }
 
 // --- the evaluator ---
