@@ -125,6 +125,7 @@ void op_sort(parameters &parameters, text &) {
   std::vector<int> rows(count);
   std::iota(rows.begin(), rows.end(), 0);
   std::vector<int> buffer(count / 2);
+  const loop_scope loop(parameters[0]);
   row_comparison compare(*sorted, parameters[0], order);
   merge_sort(rows, buffer, compare);
   if (static_cast<std::size_t>(sorted->count()) == count) sorted->reorder(rows);

@@ -72,6 +72,7 @@ void op_table(parameters &parameters, text &out) {
   const expansion filler = evaluate(parameters.count() < 3 ? "&nbsp;" : parameters[2]);
   table *walked = current_table();
   if (walked == nullptr) return;
+  const loop_scope loop(parameters[1]);
   walk(*walked, "table", out, [&](std::size_t &complete) {
     const int columns = parse_int(evaluate(parameters[0]));
     const grid grid(columns, walked->count());
@@ -102,6 +103,7 @@ void op_menu(parameters &parameters, text &out) {
   table *walked = current_table();
   if (walked == nullptr) return;
   const current_row_scope scope(*walked);
+  const loop_scope loop(parameters[0]);
   walk(*walked, "menu", out, [&](std::size_t &complete) {
     const std::size_t start = complete;
     for (int row = 0; row < walked->count(); ++row) {
