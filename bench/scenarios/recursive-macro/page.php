@@ -5,4 +5,3 @@ function down($n) {
 for ($k = 1; $k <= 200; $k++): ?>
 <p><?= down(200) ?></p>
 <?php endfor ?>
-

@@ -8,7 +8,6 @@ $mail = 'yard@example.org';
 $updated = '3 October';
 $editor = 'Ann <ann>';
 ?>
-
 <meta charset="utf-8">
 <meta name="viewport" content="width=device-width, initial-scale=1">
 <link rel="stylesheet" href="/style.css">
