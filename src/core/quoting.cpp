@@ -1,11 +1,13 @@
 #include "core/quoting.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <initializer_list>
 #include <iterator>
-#include <utility>
+
+#include "core/scan.h"
 
 namespace quillet {
 
@@ -13,48 +15,42 @@ namespace {
 
 int current_mode = quoting_html;
 
-// What each byte becomes under one mode.
+// What one mode makes of the bytes that it replaces.
 struct escape_table {
   std::string_view name;
-  std::array<std::uint8_t, 256> rule{};            // per byte: its replacement's number + 1, 0 to keep it
-  std::array<std::string_view, 7> replacements{};
-
-  constexpr escape_table(std::string_view mode_name, std::initializer_list<std::pair<char, std::string_view>> rows)
-      : name(mode_name) {
-    std::uint8_t n = 0;
-    for (const auto &[byte, with] : rows) {
-      replacements[n++] = with;
-      rule[static_cast<unsigned char>(byte)] = n;
-    }
-  }
+  std::size_t (*next_escaped)(std::string_view value, std::size_t from);  // as find_one_of
+  std::array<std::uint8_t, 256> rule{};                                   // by byte
+  std::array<std::string_view, 7> replacements{};                         // by rule
 };
+
+// The mode that replaces each byte of the set by the text in its place of the list.
+template <char... set>
+constexpr escape_table make_mode(std::string_view name, std::initializer_list<std::string_view> replacements) {
+  escape_table mode{name, find_one_of<set...>};
+  std::copy(replacements.begin(), replacements.end(), mode.replacements.begin());
+  std::uint8_t n = 0;
+  ((mode.rule[static_cast<unsigned char>(set)] = n++), ...);
+  return mode;
+}
+
+std::size_t no_byte(std::string_view value, std::size_t) { return value.size(); }
 
 // Indexed by mode number less one.
 constexpr escape_table modes[] = {
-    {"none", {}},
-    {"config", {{'\t', " "}, {'\n', " "}}},
+    {"none", no_byte},
+    make_mode<'\t', '\n'>("config", {" ", " "}),
     // Deliberate: "&" stays, so that entities in a value pass through.
-    {"html", {{'\t', " "}, {'"', "&quot;"}, {'<', "&lt;"}, {'>', "&gt;"}}},
-    {"sql",
-     {{'\t', "\a"}, {'\n', "\\n"}, {'\r', "\\r"}, {'"', "\\\""}, {'\'', "\\'"}, {'\\', "\\\\"}}},
-    {"javascript",
-     {{'\n', "\\n"},
-      {'\r', "\\r"},
-      {'"', "\\\""},
-      {'\'', "\\'"},
-      {'\\', "\\\\"},
-      {'\xD1', "\\\xD1"},
-      {'\xFF', "\\\xFF"}}},
+    make_mode<'\t', '"', '<', '>'>("html", {" ", "&quot;", "&lt;", "&gt;"}),
+    make_mode<'\t', '\n', '\r', '"', '\'', '\\'>("sql", {"\a", "\\n", "\\r", "\\\"", "\\'", "\\\\"}),
+    make_mode<'\n', '\r', '"', '\'', '\\', '\xD1', '\xFF'>(
+        "javascript", {"\\n", "\\r", "\\\"", "\\'", "\\\\", "\\\xD1", "\\\xFF"}),
 };
 
 void append_escaped(std::string_view value, const escape_table &mode, text &out) {
   std::size_t start = 0;
-  for (std::size_t i = 0; i < value.size(); ++i) {
-    const std::uint8_t rule = mode.rule[static_cast<unsigned char>(value[i])];
-    if (rule == 0) continue;
+  for (std::size_t i; (i = mode.next_escaped(value, start)) < value.size(); start = i + 1) {
     out.append(value.substr(start, i - start));
-    out.append(mode.replacements[rule - 1]);
-    start = i + 1;
+    out.append(mode.replacements[mode.rule[static_cast<unsigned char>(value[i])]]);
   }
   out.append(value.substr(start));
 }
@@ -63,12 +59,10 @@ void append_escaped(std::string_view value, const escape_table &mode, text &out)
 
 void quote(std::string_view value, bool restore_tabs, text &out) {
   if (current_mode < quoting_none || current_mode > quoting_javascript) return;
-  const std::size_t before = out.size();
+  std::size_t at = out.size();
   append_escaped(value, modes[current_mode - 1], out);
   if (!restore_tabs) return;
-  for (char *at = out.data() + before, *end = out.data() + out.size(); at < end; ++at) {
-    if (*at == '\a') *at = '\t';
-  }
+  while ((at = out.view().find('\a', at)) != std::string_view::npos) out.data()[at] = '\t';
 }
 
 int current_quoting_mode() { return current_mode; }
