@@ -22,7 +22,10 @@ int take_number(std::string_view &rest) {
 // The body with its references replaced by the arguments as they stand in the call. Argument k is
 // parameter k of the call; the name, number 0, is none.
 text insert_arguments(std::string_view body, const parameters &parameters) {
+  std::size_t size = body.size();
+  for (int i = 1; i < parameters.count(); ++i) size += parameters[i].size();
   text expanded;
+  expanded.reserve(size);  // enough when each argument is used once
   for (std::size_t dollar; (dollar = body.find('$')) != std::string_view::npos;) {
     expanded.append(body.substr(0, dollar));
     body.remove_prefix(dollar + 1);
