@@ -11,7 +11,7 @@ namespace quillet {
 
 namespace {
 
-// Widths and precisions from here on show the same bytes.
+// A larger width or precision counts as this one: what it adds lies behind the bytes that are shown.
 constexpr int widest = 4096;
 
 // The one conversion of a format.
