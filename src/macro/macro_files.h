@@ -12,7 +12,7 @@ namespace quillet {
 void load_configuration();
 
 // The output of a page file: of its `main` macro when the page defines macros, otherwise its
-// expansion. Null when there is none.
+// expansion. Empty when there is none.
 [[nodiscard]] text process_page(std::string_view page_path);
 
 // Reads the macro files that a name stands for and appends the output of their `main` macros:

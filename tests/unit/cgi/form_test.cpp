@@ -1,0 +1,338 @@
+#include "cgi/form.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <deque>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "cgi/request.h"
+#include "support.h"
+
+namespace quillet {
+namespace {
+
+using namespace std::string_literals;
+using namespace std::string_view_literals;
+
+// The entries are views of what was decoded, and stay for the rest of the process.
+char *keep(std::string_view data) {
+  static std::deque<std::string> kept;
+  return kept.emplace_back(data).data();
+}
+
+// The entries that decoding adds, "name=value" each.
+using list = std::vector<std::string>;
+list decoded(std::string_view data) {
+  const std::size_t before = form_entries().size();
+  EXPECT_EQ(decode_urlencoded(keep(data), data.size()), decode_ok);
+  list added;
+  for (const form_entry &entry : form_entries().subspan(before)) {
+    EXPECT_FALSE(entry.is_file());
+    added.push_back(std::string(entry.name) + "=" + std::string(entry.value));
+  }
+  return added;
+}
+
+// --- decode_urlencoded ---
+
+TEST(decode_urlencoded, keeps_every_field_in_the_order_of_arrival) {
+  EXPECT_EQ(decoded("a=1&b=&a=3"), (list{"a=1", "b=", "a=3"}));
+}
+
+TEST(decode_urlencoded, without_an_equals_sign_gives_no_entry) { EXPECT_EQ(decoded("x"), (list{})); }
+
+TEST(decode_urlencoded, ignores_a_rest_without_an_equals_sign) { EXPECT_EQ(decoded("a=1&x"), (list{"a=1"})); }
+
+TEST(decode_urlencoded, takes_the_name_up_to_the_next_equals_sign_whatever_it_holds) {
+  EXPECT_EQ(decoded("x&a=1"), (list{"x&a=1"}));
+}
+
+TEST(decode_urlencoded, keeps_equals_signs_in_a_value) { EXPECT_EQ(decoded("a=b=c"), (list{"a=b=c"})); }
+
+TEST(decode_urlencoded, takes_an_empty_name) { EXPECT_EQ(decoded("=1"), (list{"=1"})); }
+
+TEST(decode_urlencoded, of_nothing_gives_no_entry) { EXPECT_EQ(decoded(""), (list{})); }
+
+TEST(decode_urlencoded, ignores_an_ampersand_at_the_end) { EXPECT_EQ(decoded("a=1&"), (list{"a=1"})); }
+
+TEST(decode_urlencoded, makes_a_plus_a_blank) { EXPECT_EQ(decoded("a+b=c+d"), (list{"a b=c d"})); }
+
+TEST(decode_urlencoded, decodes_escapes_of_either_letter_case) {
+  EXPECT_EQ(decoded("%61=%c1%C1%2B"), (list{"a=\xC1\xC1+"}));
+}
+
+TEST(decode_urlencoded, never_decodes_twice) { EXPECT_EQ(decoded("a=%2541"), (list{"a=%41"})); }
+
+TEST(decode_urlencoded, takes_a_byte_that_is_no_digit_for_0) {
+  EXPECT_EQ(decoded("a=%4xb"), (list{"a=@b"}));
+  EXPECT_EQ(decoded("a=%x1b"), (list{"a=\x01" "b"}));
+}
+
+TEST(decode_urlencoded, knows_22_digits) {
+  for (int byte = 1; byte < 256; ++byte) {
+    const char c = static_cast<char>(byte);
+    if (c == '&') continue;
+    int expected = 0;
+    if (c >= '0' && c <= '9') expected = c - '0';
+    if (c >= 'A' && c <= 'F') expected = c - 'A' + 10;
+    if (c >= 'a' && c <= 'f') expected = c - 'a' + 10;
+    EXPECT_EQ(decoded(std::string("a=%4") + c), (list{std::string("a=") + static_cast<char>(0x40 + expected)})) << byte;
+  }
+}
+
+TEST(decode_urlencoded, drops_an_escape_that_is_cut) {
+  EXPECT_EQ(decoded("a=%41%4"), (list{"a=A"}));
+  EXPECT_EQ(decoded("a=%41%"), (list{"a=A"}));
+  EXPECT_EQ(decoded("a%4=1"), (list{"a=1"}));
+  EXPECT_EQ(decoded("a=%4&b=1"), (list{"a=", "b=1"}));
+}
+
+TEST(decode_urlencoded, cuts_a_name_at_its_first_nul_and_keeps_the_bytes_of_a_value) {
+  EXPECT_EQ(decoded("a%00b=c%00d"), (list{"a=c\0d"s}));
+}
+
+// The rule as it is told, byte by byte.
+std::string plainly_decoded(const std::string &bytes) {
+  const auto digit = [](char c) {
+    const std::size_t at = "0123456789abcdef"sv.find(static_cast<char>(c >= 'A' && c <= 'F' ? c + 32 : c));
+    return at == std::string_view::npos ? 0 : static_cast<int>(at);
+  };
+  std::string result;
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    if (bytes[i] == '+') {
+      result += ' ';
+    } else if (bytes[i] != '%') {
+      result += bytes[i];
+    } else {
+      if (i + 2 >= bytes.size()) break;
+      result += static_cast<char>(digit(bytes[i + 1]) * 16 + digit(bytes[i + 2]));
+      i += 2;
+    }
+  }
+  return result;
+}
+
+list plainly_split(std::string data) {
+  list entries;
+  while (!data.empty()) {
+    const std::size_t equals = data.find('=');
+    if (equals == std::string::npos) break;
+    const std::size_t end = std::min(data.find('&', equals + 1), data.size());
+    std::string name = plainly_decoded(data.substr(0, equals));
+    name = name.substr(0, name.find('\0'));
+    entries.push_back(name + "=" + plainly_decoded(data.substr(equals + 1, end - equals - 1)));
+    data.erase(0, end + 1);
+  }
+  return entries;
+}
+
+TEST(decode_urlencoded, follows_the_plain_rule_on_random_texts) {
+  quillet_tests::random_texts random(12);
+  constexpr std::string_view pieces[] = {"a", "=", "=", "&", "%", "%4", "%41", "%00", "+", "f", "G", "\0"sv, "\xFF"};
+  for (int i = 0; i < 10000; ++i) {
+    const std::string data = random.text(pieces, 16);
+    ASSERT_EQ(decoded(data), plainly_split(data)) << testing::PrintToString(data);
+  }
+}
+
+// --- looking up ---
+
+TEST(find_form_entry, gives_the_first_of_that_name_and_then_the_next) {
+  decoded("find1=1&other=2&find1=3");
+  const form_entry *first = find_form_entry("find1");
+  ASSERT_NE(first, nullptr);
+  EXPECT_EQ(first->value, "1");
+  const form_entry *second = find_next_form_entry();
+  ASSERT_NE(second, nullptr);
+  EXPECT_EQ(second->value, "3");
+  EXPECT_EQ(find_next_form_entry(), nullptr);
+  EXPECT_EQ(find_next_form_entry(), nullptr);
+}
+
+TEST(find_form_entry, starts_at_the_front_each_time) {
+  decoded("find2=1&find2=2");
+  EXPECT_EQ(find_form_entry("find2")->value, "1");
+  EXPECT_EQ(find_form_entry("find2")->value, "1");
+}
+
+TEST(find_form_entry, compares_the_whole_name_in_its_letter_case) {
+  decoded("Find3=1");
+  EXPECT_EQ(find_form_entry("find3"), nullptr);
+  EXPECT_EQ(find_form_entry("Find"), nullptr);
+  EXPECT_EQ(find_form_entry("Find33"), nullptr);
+  EXPECT_EQ(find_next_form_entry(), nullptr);
+}
+
+TEST(find_next_form_entry, does_not_need_the_name_any_more) {
+  decoded("find4=1&find4=2");
+  auto name = std::make_unique<std::string>("find4");
+  ASSERT_NE(find_form_entry(*name), nullptr);
+  name.reset();
+  ASSERT_NE(find_next_form_entry(), nullptr);
+}
+
+TEST(add_form_entry, keeps_thousands) {
+  const std::size_t before = form_entries().size();
+  for (int i = 0; i < 5000; ++i) ASSERT_TRUE(add_form_entry({"add", "value", {}}));
+  EXPECT_EQ(form_entries().size(), before + 5000);
+  EXPECT_EQ(form_entries().back().value, "value");
+}
+
+// --- the accessors ---
+
+TEST(form_value, gives_the_bytes_as_they_came) {
+  decoded("value1=a%0D%0A%00b");
+  std::string_view value;
+  EXPECT_EQ(form_value("value1", value), form_success);
+  EXPECT_EQ(value, "a\r\n\0b"sv);
+}
+
+TEST(form_value, of_a_missing_field_is_not_found) {
+  std::string_view value;
+  EXPECT_EQ(form_value("never sent", value), form_not_found);
+}
+
+TEST(form_string, normalises_line_breaks) {
+  decoded("string1=a%0D%0Ab");
+  text value;
+  EXPECT_EQ(form_string("string1", 100, value), form_success);
+  EXPECT_EQ(value.view(), "a\nb");
+}
+
+TEST(form_string, stops_one_byte_before_the_size_of_the_buffer) {
+  decoded("string2=abcdef");
+  text exact;
+  EXPECT_EQ(form_string("string2", 7, exact), form_success);
+  EXPECT_EQ(exact.view(), "abcdef");
+  text cut;
+  EXPECT_EQ(form_string("string2", 6, cut), form_truncated);
+  EXPECT_EQ(cut.view(), "abcde");
+}
+
+TEST(form_string, into_no_room_is_truncated) {
+  decoded("string3=a");
+  for (const std::size_t limit : {std::size_t{0}, std::size_t{1}}) {
+    text value;
+    EXPECT_EQ(form_string("string3", limit, value), form_truncated);
+    EXPECT_TRUE(value.is_empty());
+  }
+}
+
+TEST(form_string, of_an_empty_field_is_empty) {
+  decoded("string4=");
+  text value;
+  EXPECT_EQ(form_string("string4", 100, value), form_empty);
+}
+
+TEST(form_string, of_a_missing_field_is_not_found) {
+  text value;
+  EXPECT_EQ(form_string("never sent", 100, value), form_not_found);
+}
+
+TEST(form_string, ends_at_the_first_nul) {
+  decoded("string5=ab%00cd");
+  text value;
+  EXPECT_EQ(form_string("string5", 100, value), form_success);
+  EXPECT_EQ(value.view(), "ab");
+}
+
+TEST(form_string, of_an_uploaded_file_is_a_mark) {
+  ASSERT_TRUE(add_form_entry({"string6", "content\0x"sv, "a.txt"}));
+  text value;
+  EXPECT_EQ(form_string("string6", 100, value), form_success);
+  EXPECT_EQ(value.view(), "(file)");
+  text cut;
+  EXPECT_EQ(form_string("string6", 4, cut), form_truncated);
+  EXPECT_EQ(cut.view(), "(fi");
+}
+
+TEST(form_space_needed, is_the_length_and_1) {
+  decoded("space1=abc&space2=&space3=a%0D%0A");
+  EXPECT_EQ(form_space_needed("space1"), 4U);
+  EXPECT_EQ(form_space_needed("space2"), 1U);
+  EXPECT_EQ(form_space_needed("space3"), 4U);
+}
+
+TEST(form_space_needed, of_an_uploaded_file_is_that_of_the_mark) {
+  ASSERT_TRUE(add_form_entry({"space4", "a long content", "a.txt"}));
+  EXPECT_EQ(form_space_needed("space4"), 7U);
+}
+
+TEST(form_space_needed, of_a_missing_field_is_1) { EXPECT_EQ(form_space_needed("never sent"), 1U); }
+
+TEST(form_strings, gives_every_value_of_the_name) {
+  decoded("strings=1&other=x&strings=&strings=a%0D%0Ab");
+  ASSERT_TRUE(add_form_entry({"strings", "bytes", "file"}));
+  list values;
+  for (const text &value : form_strings("strings")) values.emplace_back(value.view());
+  EXPECT_EQ(values, (list{"1", "", "a\nb", "(file)"}));
+}
+
+TEST(form_strings, of_a_missing_field_gives_none) { EXPECT_TRUE(form_strings("never sent").empty()); }
+
+// --- line breaks ---
+
+std::string normalised(std::string_view value, std::size_t limit = std::string_view::npos, bool *whole = nullptr) {
+  text out;
+  const bool complete = append_normalised(value, limit, out);
+  if (whole != nullptr) *whole = complete;
+  return std::string(out.view());
+}
+
+TEST(append_normalised, makes_each_kind_of_line_end_a_line_feed) {
+  EXPECT_EQ(normalised("a\nb"), "a\nb");
+  EXPECT_EQ(normalised("a\r\nb"), "a\nb");
+  EXPECT_EQ(normalised("a\rb"), "a\nb");
+}
+
+TEST(append_normalised, gives_as_many_line_feeds_as_the_larger_count_of_the_run) {
+  EXPECT_EQ(normalised("\r\n\r\n"), "\n\n");
+  EXPECT_EQ(normalised("\r\r\r\n"), "\n\n\n");
+  EXPECT_EQ(normalised("\n\r\n\n"), "\n\n\n");
+  EXPECT_EQ(normalised("\n\n\r\r"), "\n\n");
+}
+
+TEST(append_normalised, tells_whether_something_was_left) {
+  bool whole = true;
+  EXPECT_EQ(normalised("a\r\nbc", 3, &whole), "a\nb");
+  EXPECT_FALSE(whole);
+  EXPECT_EQ(normalised("a\r\nbc", 4, &whole), "a\nbc");
+  EXPECT_TRUE(whole);
+  EXPECT_EQ(normalised("a\n\n", 2, &whole), "a\n");
+  EXPECT_FALSE(whole);
+  EXPECT_EQ(normalised("", 0, &whole), "");
+  EXPECT_TRUE(whole);
+}
+
+TEST(append_normalised, counts_its_limit_from_where_it_begins) {
+  text out("before"sv);
+  EXPECT_FALSE(append_normalised("abc", 2, out));
+  EXPECT_EQ(out.view(), "beforeab");
+}
+
+TEST(append_normalised, follows_the_plain_rule_on_random_texts) {
+  quillet_tests::random_texts random(13);
+  constexpr std::string_view pieces[] = {"a", "bc", "\r", "\n", "\r\n"};
+  for (int i = 0; i < 10000; ++i) {
+    const std::string value = random.text(pieces, 12);
+    const std::size_t limit = random.number(20);
+    std::string expected;
+    for (std::size_t at = 0; at < value.size();) {
+      const std::size_t end = std::min(value.find_first_not_of("\r\n", at), value.size());
+      const auto run = std::string_view(value).substr(at, end - at);
+      const auto breaks = std::max(std::count(run.begin(), run.end(), '\r'), std::count(run.begin(), run.end(), '\n'));
+      expected.append(static_cast<std::size_t>(breaks), '\n');
+      at = end;
+      if (at < value.size()) expected += value[at++];
+    }
+    bool whole = false;
+    ASSERT_EQ(normalised(value, limit, &whole), expected.substr(0, limit)) << testing::PrintToString(value);
+    ASSERT_EQ(whole, expected.size() <= limit) << testing::PrintToString(value);
+  }
+}
+
+}  // namespace
+}  // namespace quillet
