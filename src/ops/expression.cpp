@@ -2,12 +2,12 @@
 
 #include <algorithm>
 #include <array>
-#include <climits>
 #include <cstdint>
 #include <vector>
 
 #include "core/quoting.h"
 #include "core/variables.h"
+#include "ops/expression_operations.h"
 #include "ops/number_reading.h"
 #include "table/registry.h"
 
@@ -15,138 +15,20 @@ namespace quillet {
 
 namespace {
 
-// --- operators ---
-
-enum class operation : std::uint8_t {
-  multiply, divide, remainder, add, subtract, shift_left, shift_right, less, greater, less_or_equal,
-  greater_or_equal, equal, not_equal, bit_and, bit_xor, bit_or, logical_and, logical_or,
-  logical_not, complement, round, floor, ceiling, absolute, square_root, sign,
-};
-
-struct token {
-  std::string_view spelling;
-  operation meaning;
-  int precedence;  // of an infix operator; the higher, the tighter it binds
-};
-
-constexpr int prefix = 0;  // in place of the precedence
-
-// Tokens with the same first byte stand together, the longer ones first.
-// Deliberate: a function is recognised at the front of a longer word, so that `roundup` is the
-// function and the name `up`.
-constexpr token tokens[] = {
-    {"*", operation::multiply, 9},
-    {"/", operation::divide, 9},
-    {"%", operation::remainder, 9},
-    {"+", operation::add, 8},
-    {"-", operation::subtract, 8},
-    {"<<", operation::shift_left, 7},
-    {"<=", operation::less_or_equal, 6},
-    {"<", operation::less, 6},
-    {">>", operation::shift_right, 7},
-    {">=", operation::greater_or_equal, 6},
-    {">", operation::greater, 6},
-    {"==", operation::equal, 6},
-    {"!=", operation::not_equal, 6},
-    {"!", operation::logical_not, prefix},
-    {"&&", operation::logical_and, 3},
-    {"&", operation::bit_and, 5},
-    {"^", operation::bit_xor, 4},
-    {"||", operation::logical_or, 2},
-    {"|", operation::bit_or, 4},
-    {"~", operation::complement, prefix},
-    {"round", operation::round, prefix},
-    {"floor", operation::floor, prefix},
-    {"ceiling", operation::ceiling, prefix},
-    {"abs", operation::absolute, prefix},
-    {"sqrt", operation::square_root, prefix},
-    {"sign", operation::sign, prefix},
-};
-
-// For each byte, the number of the first token that begins with it; the number of tokens for none.
-constexpr std::array<std::uint8_t, 256> first_tokens = [] {
-  std::array<std::uint8_t, 256> first{};
-  first.fill(std::size(tokens));
-  for (std::size_t i = std::size(tokens); i-- > 0;) {
-    first[static_cast<unsigned char>(tokens[i].spelling.front())] = static_cast<std::uint8_t>(i);
-  }
-  return first;
-}();
-
-// The token at the front of a text that is not empty; null when there is none.
-const token *find_token(std::string_view source) {
-  for (std::size_t i = first_tokens[static_cast<unsigned char>(source.front())]; i < std::size(tokens); ++i) {
-    if (tokens[i].spelling.front() != source.front()) break;
-    if (source.substr(1).starts_with(tokens[i].spelling.substr(1))) return &tokens[i];
-  }
-  return nullptr;
-}
-
-constexpr double whole_numbers_from = 4503599627370496.0;  // 2^52; no double from here on has a fraction
-
-double round_down(double x) {
-  if (!(__builtin_fabs(x) < whole_numbers_from)) return x;
-  auto whole = static_cast<double>(static_cast<long long>(x));
-  if (whole > x) whole -= 1;
-  return __builtin_copysign(whole, x);
-}
-
-constexpr double division_by_zero = 1e300;
-
-double from_bits(unsigned bits) { return static_cast<int>(bits); }
-
-double apply_integer_infix(operation meaning, int a, int b) {
-  const auto bits_a = static_cast<unsigned>(a);
-  const auto bits_b = static_cast<unsigned>(b);
-  switch (meaning) {
-    // In 64 bits, where the smallest number has a remainder by -1.
-    case operation::remainder: return b == 0 ? 0 : static_cast<double>(static_cast<long long>(a) % b);
-    case operation::shift_left: return from_bits(bits_a << (bits_b & 31));
-    case operation::shift_right: return a >> (bits_b & 31);
-    case operation::bit_and: return from_bits(bits_a & bits_b);
-    case operation::bit_xor: return from_bits(bits_a ^ bits_b);
-    case operation::bit_or: return from_bits(bits_a | bits_b);
-    case operation::logical_and: return a != 0 && b != 0;
-    default: return a != 0 || b != 0;
-  }
-}
-
-double apply_infix(operation meaning, double x, double y) {
-  switch (meaning) {
-    case operation::multiply: return x * y;
-    // Deliberate: a huge number and no error.
-    case operation::divide: return y == 0 ? division_by_zero : x / y;
-    case operation::add: return x + y;
-    case operation::subtract: return x - y;
-    case operation::less: return x < y;
-    case operation::greater: return x > y;
-    case operation::less_or_equal: return x <= y;
-    case operation::greater_or_equal: return x >= y;
-    case operation::equal: return x == y;
-    case operation::not_equal: return x != y;
-    default: return apply_integer_infix(meaning, truncate_to_int(x), truncate_to_int(y));
-  }
-}
-
-double apply_prefix(operation meaning, double x) {
-  switch (meaning) {
-    case operation::logical_not: return truncate_to_int(x) == 0;
-    // Deliberate: unsigned, unlike every other integer result.
-    case operation::complement: return ~static_cast<unsigned>(truncate_to_int(x));
-    case operation::round: return round_down(x + 0.5);
-    case operation::floor: return round_down(x);
-    case operation::ceiling: return -round_down(-x);
-    case operation::absolute: return __builtin_fabs(x);
-    case operation::sign: return (x > 0) - (x < 0);
-    // Deliberate: `sqrt` is known, and always 0.
-    default: return 0;
-  }
-}
-
 // --- names ---
 
-bool is_name_start(char c) { return is_letter(c) || c == '_' || c == ':'; }
-bool is_name_byte(char c) { return is_name_start(c) || is_digit(c); }
+constexpr bool is_name_start(char c) { return is_letter(c) || c == '_' || c == ':'; }
+
+constexpr std::array<bool, 256> name_bytes = [] {
+  std::array<bool, 256> belongs{};
+  for (std::size_t i = 0; i < belongs.size(); ++i) {
+    const char c = static_cast<char>(i);
+    belongs[i] = is_name_start(c) || is_digit(c);
+  }
+  return belongs;
+}();
+
+bool is_name_byte(char c) { return name_bytes[static_cast<unsigned char>(c)]; }
 
 // A result as long as only its status and its value are known.
 struct outcome {
@@ -198,8 +80,8 @@ struct level {
   ending end;
   bool has_value;
   bool value_read;          // some value was read here; then "+" and "-" are no signs
-  const token *pending;     // the infix operator that waits for its right side
-  const token *operand_of;  // for a single operand, the operator that it belongs to
+  const expression_token *pending;     // the infix operator that waits for its right side
+  const expression_token *operand_of;  // for a single operand, the operator that it belongs to
   double left;              // the left side of `pending`
   double value;
 };
@@ -268,7 +150,7 @@ class expression_evaluator {
       if (level_.has_value) return fail(expression_status::syntax_error);
       enter_level(ending::parenthesis, nullptr);
     } else if (!step_over_number()) {
-      if (const token *found = find_token(rest_); found != nullptr) {
+      if (const expression_token *found = find_expression_token(rest_); found != nullptr) {
         rest_.remove_prefix(found->spelling.size());
         take_operator(*found);
       } else {
@@ -300,8 +182,8 @@ class expression_evaluator {
       rest_.remove_prefix(1);
       return fail(expression_status::syntax_error);
     }
-    const auto *end = std::find_if_not(rest_.begin(), rest_.end(), is_name_byte);
-    const auto length = static_cast<std::size_t>(end - rest_.begin());
+    std::size_t length = 1;
+    while (length < rest_.size() && is_name_byte(rest_[length])) ++length;
     const outcome read = read_name(rest_.substr(0, length));
     rest_.remove_prefix(length);
     if (read.status != expression_status::ok) return fail(read.status);
@@ -311,8 +193,8 @@ class expression_evaluator {
   // Deliberate: there is one place for an operator that waits. An operator that binds tighter than the
   // waiting one takes the value before it and the single operand behind it at once, so that
   // `1<2+3*4` is `1<((2+3)*4)`.
-  void take_operator(const token &found) {
-    if (found.precedence == prefix) return enter_level(ending::operand, &found);
+  void take_operator(const expression_token &found) {
+    if (found.precedence == prefix_operator) return enter_level(ending::operand, &found);
     if (!level_.has_value) return fail(expression_status::syntax_error);
     if (level_.pending != nullptr && level_.pending->precedence < found.precedence) {
       return enter_level(ending::operand, &found);
@@ -327,7 +209,7 @@ class expression_evaluator {
     level_.has_value = level_.value_read = true;
   }
 
-  void enter_level(ending end, const token *operand_of) {
+  void enter_level(ending end, const expression_token *operand_of) {
     outer_.push(level_);
     level_ = {};
     level_.end = end;
@@ -336,12 +218,12 @@ class expression_evaluator {
 
   // Hands the level's result to the one around it.
   void leave_level() {
-    const token *operand_of = level_.operand_of;
+    const expression_token *operand_of = level_.operand_of;
     const double result = total();
     level_ = outer_.pop();
     if (operand_of == nullptr) {
       take_value(result);
-    } else if (operand_of->precedence == prefix) {
+    } else if (operand_of->precedence == prefix_operator) {
       take_value(apply_prefix(operand_of->meaning, result));
     } else {
       take_value(apply_infix(operand_of->meaning, level_.value, result));
@@ -373,14 +255,12 @@ constexpr std::string_view messages[] = {
 
 }  // namespace
 
-int truncate_to_int(double value) {
-  return value > -2147483649.0 && value < 2147483648.0 ? static_cast<int>(value) : INT_MIN;
-}
-
 expression_result evaluate_expression(std::string_view expression) { return expression_evaluator(expression).run(); }
 
 std::string_view without_white_space(std::string_view source, text &storage) {
-  if (std::none_of(source.begin(), source.end(), is_white_space)) return source;
+  // Other control bytes are rare enough to take the long way too.
+  const auto may_be_white = [](char c) { return static_cast<unsigned char>(c) <= ' '; };
+  if (std::none_of(source.begin(), source.end(), may_be_white)) return source;
   storage = text(source);
   remove_white_space(storage);
   return storage;

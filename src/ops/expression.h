@@ -3,8 +3,8 @@
 //   infix operators, tightest first    * / %    + -    << >>    < > <= >= == !=    &    ^ |    &&    ||
 //   prefix operators and functions     ! ~ round floor ceiling abs sqrt sign
 //
-// A group stands in parentheses. Of every two infix operators side by side only the tightness
-// relative to the one that waits counts, see `apply_infix` in the source.
+// A group stands in parentheses. How operators of different tightness meet is said at `take_operator`
+// in the source.
 #pragma once
 
 #include <cstddef>
@@ -39,8 +39,5 @@ struct expression_result {
 // Variable has string value
 // Bad variable or table item name
 void append_expression_error(text &out, std::string_view operator_name, const expression_result &failure);
-
-// The number truncated toward zero. One beyond 32 bits, and what is no number, gives -2147483648.
-[[nodiscard]] int truncate_to_int(double value);
 
 }  // namespace quillet

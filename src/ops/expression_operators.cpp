@@ -7,6 +7,7 @@
 #include "core/quoting.h"
 #include "core/variables.h"
 #include "ops/expression.h"
+#include "ops/expression_operations.h"
 #include "ops/number_format.h"
 
 namespace quillet {

@@ -5,7 +5,7 @@
 #include <climits>
 #include <cstdio>
 
-#include "ops/expression.h"
+#include "ops/expression_operations.h"
 
 namespace quillet {
 

@@ -118,25 +118,9 @@ number_reading read_decimal(std::string_view source) {
   return {parts.negative ? -value : value, length};
 }
 
-// A plain integer, as most numbers are; none where the careful readers are needed.
-number_reading read_short_integer(std::string_view source) {
-  unsigned long long number = 0;
-  std::size_t i = 0;
-  for (; i < source.size() && is_digit(source[i]); ++i) {
-    if (i == exact_digits) return {};
-    number = number * 10 + static_cast<unsigned>(source[i] - '0');
-  }
-  const char next = i < source.size() ? lower_char(source[i]) : '\0';
-  const bool prefixed = source.starts_with('0') && (i > 1 || next == 'x');
-  if (i == 0 || next == '.' || next == 'e' || prefixed) return {};
-  return {static_cast<double>(static_cast<long long>(number)), i};
-}
-
 }  // namespace
 
-number_reading read_number(std::string_view source) {
-  const number_reading integer = read_short_integer(source);
-  if (integer.length != 0) return integer;
+number_reading read_any_number(std::string_view source) {
   if (source.starts_with('0')) return read_prefixed_integer(source);
   std::size_t blanks = 0;
   while (blanks < source.size() && is_white_space(source[blanks])) ++blanks;

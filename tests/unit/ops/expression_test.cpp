@@ -10,6 +10,7 @@
 
 #include "core/quoting.h"
 #include "core/variables.h"
+#include "ops/expression_operations.h"
 #include "ops/expression_reference.h"
 #include "support.h"
 #include "table/registry.h"
