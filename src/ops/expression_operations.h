@@ -67,7 +67,8 @@ inline constexpr std::array<std::uint8_t, 256> first_tokens = [] {
 
 // The token at the front of a text that is not empty; null when there is none.
 [[nodiscard]] inline const expression_token *find_expression_token(std::string_view source) {
-  for (std::size_t i = first_tokens[static_cast<unsigned char>(source.front())]; i < std::size(expression_tokens); ++i) {
+  std::size_t i = first_tokens[static_cast<unsigned char>(source.front())];
+  for (; i < std::size(expression_tokens); ++i) {
     const std::string_view spelling = expression_tokens[i].spelling;
     if (spelling.front() != source.front()) break;
     if (spelling.size() == 1) return &expression_tokens[i];
