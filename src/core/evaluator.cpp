@@ -12,6 +12,7 @@ namespace quillet {
 namespace {
 
 int depth = 0;
+unsigned long effects = 0;
 
 // The next byte that means something inside a parameter list.
 std::size_t next_list_byte(std::string_view source, std::size_t from) {
@@ -132,7 +133,9 @@ class depth_scope {
 // Calls the operator; `entry` is null when none has that name.
 void call_operator(const operator_entry *entry, std::string_view name, parameters &parameters, text &out) {
   // Deliberate: a refused call and a call of an unknown name stay counted for the rest of the process.
-  if (++depth > max_call_depth) return out.append("[infinite operator recursion detected]");
+  const bool refused = ++depth > max_call_depth;
+  if (refused || entry == nullptr || (entry->flags & pure) == 0) ++effects;
+  if (refused) return out.append("[infinite operator recursion detected]");
   if (entry == nullptr) return out.append(concat({"[invalid operator ", name, "]"}));
 
   const depth_scope scope;
@@ -270,5 +273,7 @@ void evaluate(std::string_view source, text &out) {
 }
 
 int call_depth() { return depth; }
+
+unsigned long effect_count() { return effects; }
 
 }  // namespace quillet

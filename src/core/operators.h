@@ -69,6 +69,7 @@ using operator_handler = void (*)(parameters &parameters, text &out);
 enum operator_flags : unsigned {
   evaluated = 0,  // each parameter is evaluated before the call
   lazy = 1,       // the parameters are handed over as they stand in the page
+  pure = 2,       // changes nothing; its text depends only on its parameters and what other operators change
 };
 
 // One row of a module's table.

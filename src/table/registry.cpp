@@ -21,26 +21,32 @@ std::shared_ptr<table> table_array::share_current() const {
 }
 
 void table_array::put_current(std::unique_ptr<table> made) {
+  if (current_ != nullptr) current_->require_unlocked();
   made->set_name(current_name_);
+  current_ = made.get();
   int position = 0;
   if (!search(current_name_, position)) return insert(position, std::move(made));
-  get(position)->require_unlocked();
   items()[slot(position)] = nullptr;
   put(position, std::move(made));
 }
 
 void table_array::remove_current() {
+  if (current_ == nullptr) return;
+  current_->require_unlocked();
+  current_ = nullptr;
   int position = 0;
-  if (!search(current_name_, position)) return;
-  get(position)->require_unlocked();
+  search(current_name_, position);
   remove(position);
 }
 
-void table_array::set_current_name(std::string_view name) { current_name_ = copy_prefix(name, name.size()); }
+void table_array::set_current_name(std::string_view name) {
+  current_name_ = copy_prefix(name, name.size());
+  current_ = find(current_name_);
+}
 
 table *find_table(std::string_view name) { return tables.find(name); }
 
-table *current_table() { return tables.find(tables.current_name()); }
+table *current_table() { return tables.current(); }
 
 std::shared_ptr<table> share_current_table() { return tables.share_current(); }
 

@@ -16,6 +16,7 @@ class table_array : public sorted_array<table> {
 
   // The table of that name; null when there is none.
   [[nodiscard]] table *find(std::string_view name) const;
+  [[nodiscard]] table *current() const { return current_; }
   [[nodiscard]] std::shared_ptr<table> share_current() const;
   // Stores the table under the current name.
   void put_current(std::unique_ptr<table> made);
@@ -26,6 +27,7 @@ class table_array : public sorted_array<table> {
 
  private:
   text current_name_;
+  table *current_ = nullptr;  // the table of that name
 };
 
 // The table of that name; null when there is none.

@@ -16,12 +16,52 @@ namespace quillet {
 
 namespace {
 
-// A key under comparison, and what is left of it behind the parts that were taken.
-struct sort_key {
-  text bytes;
-  std::string_view rest;
+// One item of an order such as "-N|A".
+struct order_item {
+  char type;  // in upper case; '\0' for none
+  bool descending;
+};
 
-  std::string_view take_part() { return next_token(rest, '|'); }
+// The items up to the first one that has something else than "|" behind its letter.
+std::vector<order_item> parse_order(std::string_view order) {
+  std::vector<order_item> items;
+  while (!order.empty()) {
+    const bool descending = order.front() == '-';
+    if (descending || order.front() == '+') order.remove_prefix(1);
+    items.push_back({order.empty() ? '\0' : upper_char(order.front()), descending});
+    order = order.substr(std::min<std::size_t>(order.size(), 1));
+    if (!order.starts_with('|')) break;
+    order.remove_prefix(1);
+  }
+  return items;
+}
+
+// What a row is sorted by, with what each item of the order reads from its part of it.
+struct sort_key {
+  struct part {
+    std::string_view bytes;
+    long long whole;
+    double fraction;
+  };
+  text bytes;
+  std::vector<part> parts;
+  bool is_known = false;
+
+  void split(std::span<const order_item> order) {
+    parts.clear();
+    std::string_view rest = bytes;
+    for (const order_item &item : order) {
+      part taken = {next_token(rest, '|'), 0, 0};
+      if (!taken.bytes.empty()) {
+        // It ends at a "|" or at the NUL byte behind the key.
+        char *start = bytes.data() + (taken.bytes.data() - bytes.data());
+        if (item.type == 'D') taken.whole = parse_long(taken.bytes);
+        if (item.type == 'N') taken.fraction = std::strtod(start, nullptr);
+        if (item.type == 'A') recode(start, taken.bytes.size(), source_charset(), charset_windows_1251);
+      }
+      parts.push_back(taken);
+    }
+  }
 };
 
 template <class number>
@@ -29,68 +69,60 @@ int sign_of_difference(number a, number b) {
   return static_cast<int>(a > b) - static_cast<int>(a < b);
 }
 
-// The number at the front of a part, which ends at a "|" or at its key's end.
-double parse_fraction(std::string_view part) { return part.empty() ? 0 : std::strtod(part.data(), nullptr); }
-
-// A part of a key, recoded where it stands.
-std::string_view to_windows_1251(sort_key &key, std::string_view part) {
-  char *bytes = key.bytes.data() + (part.empty() ? 0 : part.data() - key.bytes.data());
-  recode(bytes, part.size(), source_charset(), charset_windows_1251);
-  return part;
+int compare_parts(char type, const sort_key::part &a, const sort_key::part &b) {
+  switch (type) {
+    case 'D':
+      return sign_of_difference(a.whole, b.whole);
+    case 'A':
+      return a.bytes.compare(b.bytes);  // a missing part is empty and comes first
+    case 'N':
+      return sign_of_difference(a.fraction, b.fraction);
+    default:
+      return 0;
+  }
 }
 
-// Compares the rows of a table by a key expression, under an order such as "-N|A".
+// Compares the rows of a table. A key is evaluated whenever it is compared, unless nobody can tell the
+// difference: keys are kept as long as evaluating them has changed nothing.
 class row_comparison {
  public:
   row_comparison(table &sorted, std::string_view key, std::string_view order)
-      : sorted_(sorted), key_(key), order_(order) {}
+      : sorted_(sorted),
+        key_(key),
+        order_(parse_order(order)),
+        kept_(static_cast<std::size_t>(sorted.count())),
+        effects_before_(effect_count()) {}
 
-  // Negative, 0 or positive. Evaluates the key of both rows, each made current for it.
-  int operator()(int a, int b) {
-    take_key(a, a_);
-    take_key(b, b_);
-    for (std::string_view rest = order_; !rest.empty();) {
-      const bool descending = rest.front() == '-';
-      if (descending || rest.front() == '+') rest.remove_prefix(1);
-      const char type = rest.empty() ? '\0' : upper_char(rest.front());
-      const int result = compare_parts(type);
-      if (result != 0) return descending ? -result : result;
-      // Behind a type letter that something else follows, nothing more is compared.
-      rest = rest.substr(std::min<std::size_t>(rest.size(), 1));
-      if (!rest.starts_with('|')) break;
-      rest.remove_prefix(1);
+  // Negative, 0 or positive.
+  int operator()(int row_a, int row_b) {
+    const sort_key &a = key_of(row_a, fresh_[0]);
+    const sort_key &b = key_of(row_b, fresh_[1]);
+    for (std::size_t k = 0; k < order_.size(); ++k) {
+      const int result = compare_parts(order_[k].type, a.parts[k], b.parts[k]);
+      if (result != 0) return order_[k].descending ? -result : result;
     }
     return 0;
   }
 
  private:
-  void take_key(int row, sort_key &key) {
+  const sort_key &key_of(int row, sort_key &fresh) {
+    const bool keep = effect_count() == effects_before_;
+    sort_key &key = keep ? kept_[static_cast<std::size_t>(row)] : fresh;
+    if (keep && key.is_known) return key;
     key.bytes.clear();
     sorted_.set_current(row);
     evaluate(key_, key.bytes);
-    key.rest = key.bytes;
-  }
-
-  int compare_parts(char type) {
-    const std::string_view a = a_.take_part();
-    const std::string_view b = b_.take_part();
-    switch (type) {
-      case 'D':
-        return sign_of_difference(parse_long(a), parse_long(b));
-      case 'A':
-        return to_windows_1251(a_, a).compare(to_windows_1251(b_, b));
-      case 'N':
-        return sign_of_difference(parse_fraction(a), parse_fraction(b));
-      default:
-        return 0;
-    }
+    key.split(order_);
+    key.is_known = true;
+    return key;
   }
 
   table &sorted_;
   std::string_view key_;
-  std::string_view order_;
-  sort_key a_;
-  sort_key b_;
+  std::vector<order_item> order_;
+  std::vector<sort_key> kept_;  // by row
+  unsigned long effects_before_;
+  sort_key fresh_[2];
 };
 
 // Sorts by merging halves: at most n log2 n comparisons, and every row appears once in the result,

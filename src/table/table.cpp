@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "cgi/log.h"
+#include "core/scan.h"
 
 namespace quillet {
 
@@ -64,12 +65,17 @@ std::string_view table::row(int index) const {
 
 std::string_view table::item(int column) const {
   if (current_ < 0 || current_ >= count()) return {};
-  std::string_view rest = row(current_);
-  for (; column > 0; --column) {
-    next_token(rest, '\t');
-    if (rest.empty()) return {};
+  const std::string_view row = items()[slot(current_)];
+  cell_position at = last_read_;
+  if (at.row != row.data() || at.column > column) at = {row.data(), 0, 0};
+  std::size_t end = find_one_of<'\t'>(row, at.start);
+  for (; at.column < column; ++at.column) {
+    if (end == row.size()) return {};
+    at.start = end + 1;
+    end = find_one_of<'\t'>(row, at.start);
   }
-  return next_token(rest, '\t');
+  last_read_ = at;
+  return row.substr(at.start, end - at.start);
 }
 
 std::string_view table::item(std::string_view column) { return item(parse_int(column)); }

@@ -89,8 +89,17 @@ class table : protected object_array<std::string_view> {
  private:
   friend class table_lock;
 
+  // Where the last cell that was read begins: the cells of a row are mostly read from left to right. It
+  // holds for a row's bytes wherever the row stands.
+  struct cell_position {
+    const char *row = nullptr;
+    int column = 0;
+    std::size_t start = 0;
+  };
+
   bool locked_ = false;
   int current_ = 0;
+  mutable cell_position last_read_;
   text name_;
   text source_;       // the text that the table was made from
   byte_store added_;  // the rows that came later

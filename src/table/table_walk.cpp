@@ -102,7 +102,7 @@ void op_menu(parameters &parameters, text &out) {
   const expansion separator = evaluate(parameters[1]);
   table *walked = current_table();
   if (walked == nullptr) return;
-  const current_row_scope scope(*walked);
+  const current_row_scope row_scope(*walked);
   const loop_scope loop(parameters[0]);
   walk(*walked, "menu", out, [&](std::size_t &complete) {
     const std::size_t start = complete;
