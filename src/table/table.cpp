@@ -63,7 +63,7 @@ std::string_view table::row(int index) const {
   return items()[slot(index)];
 }
 
-std::string_view table::item(int column) const {
+std::string_view table::item(int column) {
   if (current_ < 0 || current_ >= count()) return {};
   const std::string_view row = items()[slot(current_)];
   cell_position at = last_read_;

@@ -51,7 +51,7 @@ class table : protected object_array<std::string_view> {
   // changes or `item` is called again. A column text is read as a number.
   [[nodiscard]] virtual std::string_view item(std::string_view column);
   // Columns are counted from 0; a negative number reads the first one.
-  [[nodiscard]] std::string_view item(int column) const;
+  [[nodiscard]] std::string_view item(int column);
 
   // Moves the current row by `step`, round the end. Deliberate: a step below minus the number of rows
   // can leave it negative.
@@ -99,7 +99,7 @@ class table : protected object_array<std::string_view> {
 
   bool locked_ = false;
   int current_ = 0;
-  mutable cell_position last_read_;
+  cell_position last_read_;
   text name_;
   text source_;       // the text that the table was made from
   byte_store added_;  // the rows that came later
