@@ -23,10 +23,7 @@ class DemoCommand(unittest.TestCase):
     def fetch(self, demo, path="/"):
         asked = ServedSite()
         asked.demo = demo
-        try:
-            return asked.ask(path)
-        finally:
-            asked.doCleanups()
+        return asked.ask(path)
 
     def run_demo(self, *arguments):
         return subprocess.run([ROOT / "scripts/demo", *map(str, arguments)], capture_output=True, text=True,

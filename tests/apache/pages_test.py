@@ -1,5 +1,6 @@
 """Pages behind a real Apache httpd: what the program is told, what the client gets, what is refused."""
 
+import http.client
 import socket
 import unittest
 
@@ -128,6 +129,13 @@ class Pages(ServedSite):
         self.assertIn(f"] {page}: script error by host 127.0.0.1\n", log)
         self.assertIn(f"] {page}: unable to print {page}\n", log)
 
+    def test_one_connection_asks_for_many_pages(self):
+        connection = http.client.HTTPConnection("127.0.0.1", self.demo.port, timeout=120)
+        self.addCleanup(connection.close)
+        for name in ("Ann", "Bob", "Cleo"):
+            connection.request("GET", "/hello.html?name=" + name)
+            self.assertEqual(Reply(connection.getresponse()).text(), f"<p>Hello, {name}!</p>")
+
     # Input of every shape.
 
     def test_a_body_of_five_megabytes(self):
@@ -139,10 +147,9 @@ class Pages(ServedSite):
         self.assertEqual(reply.text(), "<p>Hello, [form element name exceeds maxlength]!</p>")
 
     def test_a_body_in_chunks_has_no_length_and_is_not_read(self):
-        connection = self.connect()
-        connection.request("POST", "/form.html", iter([b"a=", b"1"]),
-                           {"Content-Type": "application/x-www-form-urlencoded"}, encode_chunked=True)
-        self.assertEqual(Reply(connection.getresponse()).text(), "||")
+        reply = self.ask("/form.html", "POST", iter([b"a=", b"1"]), in_chunks=True,
+                         headers={"Content-Type": "application/x-www-form-urlencoded", "Transfer-Encoding": "chunked"})
+        self.assertEqual(reply.text(), "||")
 
     def test_a_multipart_body_without_a_boundary_is_an_error_of_the_server(self):
         self.assertEqual(self.post("/form.html", "a=1", "multipart/form-data").status, 500)

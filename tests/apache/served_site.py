@@ -1,5 +1,6 @@
 """A site in a temporary folder, served by scripts/demo with a real Apache httpd on a free loopback port."""
 
+import contextlib
 import glob
 import http.client
 import os
@@ -136,15 +137,11 @@ class ServedSite(unittest.TestCase):
         if left:
             raise AssertionError(f"processes left: {left}")
 
-    def connect(self):
+    def ask(self, path, method="GET", body=None, headers=None, in_chunks=False):
         connection = http.client.HTTPConnection("127.0.0.1", self.demo.port, timeout=120)
-        self.addCleanup(connection.close)
-        return connection
-
-    def ask(self, path, method="GET", body=None, headers=None):
-        connection = self.connect()
-        connection.request(method, path, body, headers or {})
-        return Reply(connection.getresponse())
+        with contextlib.closing(connection):
+            connection.request(method, path, body, headers or {}, encode_chunked=in_chunks)
+            return Reply(connection.getresponse())
 
     def post(self, path, body, content_type="application/x-www-form-urlencoded"):
         return self.ask(path, "POST", body, {"Content-Type": content_type})
