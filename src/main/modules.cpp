@@ -4,8 +4,10 @@
 #include "macro/optimizer.h"
 #include "ops/comparison.h"
 #include "ops/expression_operators.h"
+#include "ops/match.h"
 #include "ops/miscellaneous.h"
 #include "ops/request_information.h"
+#include "ops/strings.h"
 #include "ops/switch.h"
 #include "table/sort.h"
 #include "table/table_operators.h"
@@ -24,7 +26,9 @@ constexpr registrar registrars[] = {
     register_miscellaneous_operators,
     register_comparison_operators,
     register_macro_operators,
+    register_match_operators,
     register_sort_operators,
+    register_string_operators,
     register_table_operators,
     register_switch_operators,
     register_expression_operators,

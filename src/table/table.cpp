@@ -109,8 +109,8 @@ void table::select_by_prefix(int column, std::string_view wanted) {
 
 text table::serialise() const {
   text result;
-  for (const std::string_view row : items()) {
-    result.append(row);
+  for (int i = 0; i < count(); ++i) {
+    result.append(row(i));
     result.append('\n');
   }
   return result;

@@ -43,7 +43,9 @@ class table : protected object_array<std::string_view> {
   ~table() override;
 
   using object_array::count;
-  [[nodiscard]] std::string_view row(int index) const;  // fatal on a bad index; null for an empty slot
+  // Fatal on a bad index; null for an empty slot. A derived class may make the bytes when they are read;
+  // then it gives the cells, too.
+  [[nodiscard]] virtual std::string_view row(int index) const;
   [[nodiscard]] int current() const { return current_; }
   void set_current(int row) { current_ = row; }
 

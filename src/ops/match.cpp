@@ -1,0 +1,226 @@
+#include "ops/match.h"
+
+#include <memory>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "core/evaluator.h"
+#include "core/operators.h"
+#include "core/quoting.h"
+#include "ops/regular_expression.h"
+#include "table/registry.h"
+
+namespace quillet {
+
+namespace {
+
+using shared_expression = std::shared_ptr<const regular_expression>;
+
+// An expression and the text that it is matched against; the tables of its matches share it.
+struct match_subject {
+  shared_expression expression;
+  text bytes;
+};
+using shared_subject = std::shared_ptr<const match_subject>;
+
+// In the place of the row until somebody reads it.
+const char unmade_mark = '\0';
+constexpr std::string_view unmade_row(&unmade_mark, 0);
+
+// The table of one match: a row with the columns "match", "\1", "\2" ... for the groups, "prematch" and
+// "postmatch". Only what is read is made: a cell from its place in the subject, the places of the
+// groups by matching once more, the row as a whole when it is used as one.
+class match_table : public table_named {
+ public:
+  // The match is looked for from `offset` on, as if the subject began there.
+  match_table(shared_subject subject, std::size_t offset, const regmatch_t &whole)
+      : table_named(std::string_view()), subject_(std::move(subject)), offset_(offset), whole_(whole) {
+    append(unmade_row);
+  }
+
+  [[nodiscard]] std::string_view row(int index) const override {
+    const std::string_view bytes = table_named::row(index);
+    return is_unmade(bytes) ? made_row() : bytes;
+  }
+
+  [[nodiscard]] std::string_view item(std::string_view column) override {
+    const std::optional<int> number = column_number(column);
+    if (!number) return table_named::item(column);  // it has no names, so this is the message for that
+    if (current() < 0 || current() >= count() || !is_unmade(table_named::row(current()))) {
+      return table_named::item(*number);
+    }
+    const std::string_view piece = *number < column_count() ? piece_at(*number) : std::string_view();
+    if (piece.find('\t') == std::string_view::npos) return piece;
+    cell_ = text(piece);
+    tabs_to_blanks(cell_);
+    return cell_;
+  }
+
+ private:
+  [[nodiscard]] static bool is_unmade(std::string_view bytes) { return bytes.data() == unmade_row.data(); }
+  [[nodiscard]] int group_count() const { return static_cast<int>(subject_->expression->group_count()); }
+  [[nodiscard]] int column_count() const { return group_count() + 3; }
+
+  [[nodiscard]] std::optional<int> column_number(std::string_view column) const {
+    if (all_digits(column)) return parse_int(column);
+    if (column == "match") return 0;
+    if (column == "prematch") return group_count() + 1;
+    if (column == "postmatch") return group_count() + 2;
+    if (!column.starts_with('\\') || column.starts_with("\\0") || !all_digits(column.substr(1))) return {};
+    const int group = parse_int(column.substr(1));
+    return group <= group_count() ? std::optional(group) : std::nullopt;
+  }
+
+  [[nodiscard]] std::string_view piece_at(int column) const {
+    const std::string_view from_offset = substring(subject_->bytes, offset_, std::string_view::npos);
+    const auto start = static_cast<std::size_t>(whole_.rm_so);
+    const auto end = static_cast<std::size_t>(whole_.rm_eo);
+    if (column == 0) return from_offset.substr(start, end - start);
+    if (column == group_count() + 1) return from_offset.substr(0, start);
+    if (column == group_count() + 2) return from_offset.substr(end);
+    if (pieces_.empty()) {
+      pieces_.resize(subject_->expression->group_count() + 1);
+      if (subject_->expression->match(from_offset, start, pieces_) != 0) pieces_.assign(pieces_.size(), {-1, -1});
+    }
+    const regmatch_t &group = pieces_[static_cast<std::size_t>(column)];
+    if (group.rm_so < 0) return {};  // it took no part
+    const auto group_start = static_cast<std::size_t>(group.rm_so);
+    return from_offset.substr(group_start, static_cast<std::size_t>(group.rm_eo) - group_start);
+  }
+
+  [[nodiscard]] std::string_view made_row() const {
+    if (!row_.is_null()) return row_;
+    for (int column = 0; column < column_count(); ++column) {
+      if (column > 0) row_.append('\t');
+      text piece(piece_at(column));
+      tabs_to_blanks(piece);
+      row_.append(piece);
+    }
+    return row_;
+  }
+
+  shared_subject subject_;
+  std::size_t offset_;
+  regmatch_t whole_;
+  mutable std::vector<regmatch_t> pieces_;  // the match and its groups, once a group is read
+  mutable text row_;
+  text cell_;
+};
+
+// Whether the options hold the letter, in either case.
+bool has_option(std::string_view options, char letter) {
+  return options.find(letter) != std::string_view::npos || options.find(upper_char(letter)) != std::string_view::npos;
+}
+
+// The expression with the escapes that the C library does not know put in its terms. A pair of
+// backslashes is set aside meanwhile, so that what follows it is no escape.
+text rewrite_escapes(std::string_view source) {
+  constexpr std::string_view pair = "[[:BACKSLASH:]]";
+  constexpr std::pair<std::string_view, std::string_view> steps[] = {
+      {"\\\\", pair}, {"\\n", "\n"}, {"\\t", "\t"}, {"\\d", "[[:digit:]]"}, {"\\s", "[[:space:]]"}, {pair, "\\\\"},
+  };
+  text expression = copy_prefix(source, source.size());
+  for (const auto &[find, with] : steps) {
+    if (expression.view().find(find) != std::string_view::npos) expression = replace_all(find, with, expression);
+  }
+  return expression;
+}
+
+shared_expression compile(std::string_view expression, std::string_view options) {
+  const int flags = (has_option(options, 'i') ? REG_ICASE : 0) | (has_option(options, 'n') ? REG_NEWLINE : 0);
+  return compile_expression(rewrite_escapes(expression), flags);
+}
+
+// Whether the text has a match, or what its groups are, as a table.
+void test(const shared_expression &expression, std::string_view source, text &out) {
+  const bool has_groups = expression->group_count() > 0;
+  regmatch_t whole;
+  const int result = expression->match(source, 0, {&whole, 1});
+  if (result == REG_NOMATCH) {
+    if (has_groups) remove_current_table();
+  } else if (result != 0) {
+    expression->append_error(result, out);
+  } else if (has_groups) {
+    put_table(std::make_unique<match_table>(std::make_shared<match_subject>(expression, text(source)), 0, whole));
+  } else {
+    out.append("yes");
+  }
+}
+
+// The text with its first match, or all of them, replaced. Each match is looked for in what is left of
+// the text, as a text of its own, and never in what a replacement gave.
+void replace(const shared_subject &subject, std::string_view replacement, bool all, text &out) {
+  const loop_scope scope(replacement);
+  const std::size_t before = out.size();
+  std::size_t offset = 0;
+  do {
+    const std::string_view rest = subject->bytes.view().substr(offset);
+    regmatch_t whole;
+    const int result = subject->expression->match(rest, 0, {&whole, 1});
+    if (result == REG_NOMATCH) break;
+    if (result != 0) {
+      out.truncate(before);
+      return subject->expression->append_error(result, out);
+    }
+    const table_name_scope name("match");
+    put_table(std::make_unique<match_table>(subject, offset, whole));
+    out.append(rest.substr(0, static_cast<std::size_t>(whole.rm_so)));
+    evaluate(replacement, out);
+    offset += static_cast<std::size_t>(whole.rm_eo);
+    if (whole.rm_so < whole.rm_eo) continue;
+    // A match of nothing would be found here for ever: the next byte is left as it is.
+    if (offset == subject->bytes.size()) break;
+    out.append(subject->bytes.view()[offset++]);
+  } while (all);
+  out.append(subject->bytes.view().substr(offset));
+}
+
+// ^match[expression;text]
+// ^match[expression;options;text]
+// ^match[expression;options;replacement;text]
+//
+// Looks for a POSIX extended regular expression, in which "\n", "\t", "\d" and "\s" also stand for a
+// line feed, a tab, a digit and white space.
+//
+// Without a replacement and without groups in the expression: "yes" when the text has a match. With
+// groups: the first match as the current table, one row with the columns "match", "\1", "\2" ... for
+// the groups, "prematch" and "postmatch"; no text; without a match the current table is removed.
+//
+// With a replacement: the text with the first match replaced. The replacement is evaluated with the
+// match as the current table, whose name is "match". The expression is not quoted.
+//
+// `options`: "i" ignores letter case, "n" lets "^" and "$" match at line ends, "g" replaces every match.
+//
+// [regex error: the C library's message]
+void op_match(parameters &parameters, text &out) {
+  if (parameters.count() != 4) {
+    evaluate_parameters_quoted(quoting_none, parameters);
+    if (parameters.count() < 2 || parameters.last().empty()) return;
+    const shared_expression expression = compile(parameters[0], parameters.count() > 2 ? parameters[1] : "");
+    if (expression->error() != 0) return expression->append_error(expression->error(), out);
+    return test(expression, parameters.last(), out);
+  }
+  {
+    const quoting_scope scope(quoting_none);
+    parameters.evaluate_in_place(0);
+    parameters.evaluate_in_place(1);
+  }
+  text source = evaluate_copy(parameters[3]);
+  if (source.is_empty()) return;
+  shared_expression expression = compile(parameters[0], parameters[1]);
+  if (expression->error() != 0) return expression->append_error(expression->error(), out);
+  const auto subject = std::make_shared<match_subject>(std::move(expression), std::move(source));
+  replace(subject, parameters[2], has_option(parameters[1], 'g'), out);
+}
+
+constexpr operator_definition module[] = {
+    {"match", op_match, 0, lazy, "^match[expression;options;replacement;text]",
+     "Matches a regular expression, or replaces what it matches."},
+};
+
+}  // namespace
+
+void register_match_operators() { register_operators(module); }
+
+}  // namespace quillet

@@ -1,0 +1,112 @@
+#include "ops/strings.h"
+
+#include <algorithm>
+#include <memory>
+
+#include "cgi/charset.h"
+#include "core/operators.h"
+#include "core/quoting.h"
+#include "table/registry.h"
+
+namespace quillet {
+
+namespace {
+
+void append_cell(std::string_view piece, text &row) {
+  row.append(piece);
+  row.append('\t');
+}
+
+// ^rsplit[text;delimiter]
+//
+// Like `lsplit`, with the pieces in reverse order: the rightmost one is the first cell. No text.
+void op_rsplit(parameters &parameters, text &) {
+  evaluate_parameters_quoted(quoting_config, parameters);
+  std::string_view rest = parameters[0];
+  text row;
+  while (!parameters[1].empty()) {
+    const std::string_view piece = cut_at_last_text(rest, parameters[1]);
+    if (piece.data() == nullptr) break;
+    append_cell(piece, row);
+  }
+  append_cell(rest, row);
+  put_table(std::make_unique<table>(std::move(row)));
+}
+
+// ^lsplit[text;delimiter]
+//
+// Cuts the text at each delimiter, a whole string. The pieces are the cells of the one row of a new
+// current table, with an empty cell behind the last one. An empty delimiter cuts nothing. No text.
+void op_lsplit(parameters &parameters, text &) {
+  evaluate_parameters_quoted(quoting_config, parameters);
+  std::string_view piece = parameters[0];
+  text row;
+  while (!parameters[1].empty()) {
+    const std::string_view rest = cut_at_text(piece, parameters[1]);
+    if (rest.data() == nullptr) break;
+    append_cell(piece, row);
+    piece = rest;
+  }
+  append_cell(piece, row);
+  put_table(std::make_unique<table>(std::move(row)));
+}
+
+// ^toupper[text]
+//
+// The text in capitals. Deliberate: of every byte above 127, letter or not, one bit is changed, as
+// suits the source charset.
+void op_toupper(parameters &parameters, text &out) {
+  text changed(parameters[0]);
+  upper_text(changed);
+  out.append(changed);
+}
+
+// ^tolower[text]
+//
+// The text in small letters, by the same rule.
+void op_tolower(parameters &parameters, text &out) {
+  text changed(parameters[0]);
+  lower_text(changed);
+  out.append(changed);
+}
+
+// ^truncate[text;length]
+//
+// The first `length` bytes of `text` followed by "...", or `text` itself when it is not longer.
+// `length`: bytes, decimal; negative or empty counts as 0. No text gives no text.
+void op_truncate(parameters &parameters, text &out) {
+  const auto length = static_cast<std::size_t>(std::max(0, parse_int(parameters[1])));
+  out.append(parameters[0].substr(0, length));
+  if (parameters[0].size() > length) out.append("...");
+}
+
+// ^unescape_br[text]
+//
+// The text with its line feeds shown in HTML: "<p>" for a pair of them, "<br>" for a single one, each
+// followed by a line feed.
+void op_unescape_br(parameters &parameters, text &out) {
+  std::string_view rest = parameters[0];
+  for (std::size_t feed; (feed = rest.find('\n')) != std::string_view::npos;) {
+    out.append(rest.substr(0, feed));
+    rest.remove_prefix(feed + 1);
+    const bool is_pair = rest.starts_with('\n');
+    out.append(is_pair ? "<p>\n" : "<br>\n");
+    rest.remove_prefix(is_pair ? 1 : 0);
+  }
+  out.append(rest);
+}
+
+constexpr operator_definition module[] = {
+    {"rsplit", op_rsplit, 2, lazy, "^rsplit[text;delimiter]", "A table of the pieces of a text, last one first."},
+    {"lsplit", op_lsplit, 2, lazy, "^lsplit[text;delimiter]", "A table of the pieces of a text."},
+    {"toupper", op_toupper, 1, evaluated, "^toupper[text]", "The text in capitals."},
+    {"tolower", op_tolower, 1, evaluated, "^tolower[text]", "The text in small letters."},
+    {"truncate", op_truncate, 2, evaluated, "^truncate[text;length]", "The text shortened."},
+    {"unescape_br", op_unescape_br, 1, evaluated, "^unescape_br[text]", "The text with HTML line breaks."},
+};
+
+}  // namespace
+
+void register_string_operators() { register_operators(module); }
+
+}  // namespace quillet
