@@ -192,9 +192,9 @@ class prepared_text {
 
 }  // namespace
 
-// The prepared texts of one loop, found by where they stand. One that meets another in its place is
+// The prepared parts of one text, found by where they stand. One that meets another in its place is
 // not kept, so that none ever goes while it is being expanded.
-struct loop_scope::prepared_texts {
+struct repeated_text::prepared_texts {
   static constexpr std::size_t places = 64;
   std::unique_ptr<prepared_text> of_place[places];
 
@@ -206,27 +206,29 @@ struct loop_scope::prepared_texts {
   }
 };
 
-loop_scope *loop_scope::innermost = nullptr;
+repeated_text *repeated_text::innermost = nullptr;
 
-loop_scope::loop_scope(std::string_view body) : body_(body), outer_(innermost) {
-  // A loop whose body is a part of another one's shares what that one keeps.
-  if (outer_ == nullptr || !outer_->holds(body)) innermost = this;
-}
+repeated_text::repeated_text(std::string_view source) : source_(source) {}
+repeated_text::~repeated_text() = default;
 
-loop_scope::~loop_scope() { innermost = outer_; }
-
-bool loop_scope::holds(std::string_view source) const {
+bool repeated_text::holds(std::string_view part) const {
   const std::less_equal<> up_to;
-  return up_to(body_.data(), source.data()) && up_to(source.data() + source.size(), body_.data() + body_.size());
+  return up_to(source_.data(), part.data()) && up_to(part.data() + part.size(), source_.data() + source_.size());
 }
 
-bool loop_scope::expand(std::string_view source, text &out) {
-  if (!holds(source)) return false;
+bool repeated_text::expand(std::string_view part, text &out) {
+  if (!holds(part)) return false;
   if (prepared_ == nullptr) prepared_ = std::make_unique<prepared_texts>();
-  const prepared_text *prepared = prepared_->find(source);
+  const prepared_text *prepared = prepared_->find(part);
   if (prepared != nullptr) prepared->expand(out);
   return prepared != nullptr;
 }
+
+repetition_scope::repetition_scope(repeated_text &repeated) : outer_(repeated_text::innermost) {
+  if (outer_ == nullptr || !outer_->holds(repeated.source_)) repeated_text::innermost = &repeated;
+}
+
+repetition_scope::~repetition_scope() { repeated_text::innermost = outer_; }
 
 std::size_t split_parameters(std::string_view call, parameters &parameters) {
   std::size_t level = 1;
@@ -267,7 +269,7 @@ text evaluate_copy(std::string_view source) {
 }
 
 void evaluate(std::string_view source, text &out) {
-  if (loop_scope::innermost != nullptr && loop_scope::innermost->expand(source, out)) return;
+  if (repeated_text::innermost != nullptr && repeated_text::innermost->expand(source, out)) return;
   expanding_sink sink{out};
   scanner(source, sink).run();
 }

@@ -53,28 +53,51 @@ class expansion {
 // The expansion as a text of its own, which may be changed and outlives the source; null when empty.
 [[nodiscard]] text evaluate_copy(std::string_view source);
 
-// Around the passes of a loop: what evaluating its body, or a part of it, finds out about the calls in
-// it is kept for the next pass. `body` must stay alive and unchanged as long as the scope. Nothing but
-// the time it takes depends on it.
-class loop_scope {
+// A template text that is evaluated again and again, and stays alive and unchanged as long as this
+// object: what evaluating it, or a part of it, finds out about the calls in it is kept. Nothing but the
+// time it takes depends on it.
+class repeated_text {
  public:
-  explicit loop_scope(std::string_view body);
-  loop_scope(const loop_scope &) = delete;
-  loop_scope &operator=(const loop_scope &) = delete;
-  ~loop_scope();
+  explicit repeated_text(std::string_view source);
+  repeated_text(const repeated_text &) = delete;
+  repeated_text &operator=(const repeated_text &) = delete;
+  ~repeated_text();
 
  private:
+  friend class repetition_scope;
   friend void evaluate(std::string_view source, text &out);
   struct prepared_texts;
 
-  [[nodiscard]] bool holds(std::string_view source) const;
-  // Expands a part of the body by what is kept of it; false when it is none or nothing is.
-  bool expand(std::string_view source, text &out);
+  [[nodiscard]] bool holds(std::string_view part) const;
+  // Expands the text or a part of it by what is kept of it; false when it is neither or nothing is.
+  bool expand(std::string_view part, text &out);
 
-  static loop_scope *innermost;
-  std::string_view body_;
-  loop_scope *outer_;
+  static repeated_text *innermost;
+  std::string_view source_;
   std::unique_ptr<prepared_texts> prepared_;
+};
+
+// The time in which a repeated text is evaluated. A part of one that is being evaluated already shares
+// what that one keeps.
+class repetition_scope {
+ public:
+  explicit repetition_scope(repeated_text &repeated);
+  repetition_scope(const repetition_scope &) = delete;
+  repetition_scope &operator=(const repetition_scope &) = delete;
+  ~repetition_scope();
+
+ private:
+  repeated_text *outer_;
+};
+
+// Both for the passes of a loop over its body.
+class loop_scope {
+ public:
+  explicit loop_scope(std::string_view body) : body_(body), scope_(body_) {}
+
+ private:
+  repeated_text body_;
+  repetition_scope scope_;
 };
 
 // Splits the parameter list that starts at the "[" at the front of `call`. Gives the offset of the

@@ -9,22 +9,21 @@ namespace quillet {
 
 namespace {
 
-string_dictionary macros;
+dictionary<std::shared_ptr<macro>> macros;
 
 // Takes a macro out of the dictionary and puts it back, or removes it, when the scope ends.
 class macro_set_aside {
  public:
-  explicit macro_set_aside(std::string_view name) : name_(name) {
-    if (const text *body = find_macro(name)) body_ = copy_text(*body);
+  explicit macro_set_aside(std::string_view name) : name_(name), set_aside_(find_macro(name)) {
     dictionary_remove(macros, name);
   }
   macro_set_aside(const macro_set_aside &) = delete;
   macro_set_aside &operator=(const macro_set_aside &) = delete;
-  ~macro_set_aside() { dictionary_set(macros, name_, std::move(body_)); }
+  ~macro_set_aside() { dictionary_set(macros, name_, std::move(set_aside_)); }
 
  private:
   std::string_view name_;
-  text body_;
+  std::shared_ptr<macro> set_aside_;
 };
 
 // The number of the first name in the list that `source` begins with, and its length; 0 when none does.
@@ -74,13 +73,21 @@ int read_definitions(std::string_view rest) {
 
 }  // namespace
 
-const text *find_macro(std::string_view name) { return name.empty() ? nullptr : dictionary_get(macros, name); }
+macro::macro(text &&numbered_body)
+    : body(std::move(numbered_body)), refers_to_arguments(body.view().find('$') != std::string_view::npos), repeated(body) {}
+
+std::shared_ptr<macro> find_macro(std::string_view name) {
+  const std::shared_ptr<macro> *found = name.empty() ? nullptr : dictionary_get(macros, name);
+  return found == nullptr ? nullptr : *found;
+}
 
 void define_macro(std::string_view header, text body) {
   std::string_view name = header;
   std::string_view parameter_names = cut_at_char(name, '[');
   cut_at_char(parameter_names, ']');
-  dictionary_set(macros, name, name_parameters(parameter_names, std::move(body)));
+  text numbered = name_parameters(parameter_names, std::move(body));
+  if (numbered.is_null()) return dictionary_remove(macros, name);
+  dictionary_set(macros, name, std::make_shared<macro>(std::move(numbered)));
 }
 
 text name_parameters(std::string_view names, text body) {

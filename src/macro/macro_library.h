@@ -9,14 +9,26 @@
 // argument reference is "$" and its number in decimal, "$$" a literal "$".
 #pragma once
 
+#include <memory>
 #include <string_view>
 
+#include "core/evaluator.h"
 #include "core/text.h"
 
 namespace quillet {
 
-// The body of a macro, null when there is no such macro. It lives until the macro is defined again.
-[[nodiscard]] const text *find_macro(std::string_view name);
+struct macro {
+  explicit macro(text &&numbered_body);
+
+  text body;
+  bool refers_to_arguments;
+  bool was_called = false;
+  repeated_text repeated;  // the body, for a macro that refers to none and is called again
+};
+
+// The macro of that name, null when there is none. Whoever runs it keeps it alive by the pointer: it
+// may be defined anew meanwhile.
+[[nodiscard]] std::shared_ptr<macro> find_macro(std::string_view name);
 
 // Defines a macro, in place of an earlier one of that name. `header` is its name, optionally followed
 // by parameter names in brackets: "greet[who;why]". A null body removes the macro.

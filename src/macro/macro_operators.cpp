@@ -1,5 +1,8 @@
 #include "macro/macro_operators.h"
 
+#include <memory>
+#include <utility>
+
 #include "core/evaluator.h"
 #include "core/operators.h"
 #include "macro/macro_files.h"
@@ -49,11 +52,12 @@ text insert_arguments(std::string_view body, const parameters &parameters) {
 // [undefined macro name]
 void op_macro(parameters &parameters, text &out) {
   parameters.evaluate_in_place(0);
-  const text *body = find_macro(parameters[0]);
-  if (body == nullptr) return out.append(concat({"[undefined macro ", parameters[0], "]"}));
-  // A copy: the macro may be defined anew while it runs.
-  const text expanded = insert_arguments(*body, parameters);
-  evaluate(expanded, out);
+  const std::shared_ptr<macro> called = find_macro(parameters[0]);
+  if (called == nullptr) return out.append(concat({"[undefined macro ", parameters[0], "]"}));
+  if (called->refers_to_arguments) return evaluate(insert_arguments(called->body, parameters).view(), out);
+  if (!std::exchange(called->was_called, true)) return evaluate(called->body, out);
+  const repetition_scope scope(called->repeated);
+  evaluate(called->body, out);
 }
 
 // ^macro_new[name[parameter;parameter];body]
