@@ -35,6 +35,14 @@ template <class object>
   return value == nullptr;
 }
 
+// Byte order of two present keys. Most keys differ in their first byte.
+[[nodiscard]] inline int compare_bytes(std::string_view a, std::string_view b) {
+  if (!a.empty() && !b.empty() && a.front() != b.front()) {
+    return static_cast<unsigned char>(a.front()) - static_cast<unsigned char>(b.front());
+  }
+  return a.compare(b);
+}
+
 // Empties the dictionary.
 template <class value_type>
 void dictionary_init(dictionary<value_type> &d) {
@@ -48,7 +56,7 @@ bool dictionary_find(const dictionary<value_type> &d, std::string_view name, std
   std::size_t high = d.entries.size();
   while (low < high) {
     const std::size_t middle = low + (high - low) / 2;
-    const int order = d.entries[middle]->key.view().compare(name);
+    const int order = compare_bytes(d.entries[middle]->key, name);
     if (order == 0) {
       position = middle;
       return true;

@@ -163,7 +163,8 @@ class prepared_text {
         continue;
       }
       parameters parameters;
-      for (std::size_t i = 0; i < next.parameter_count; ++i) parameters.add(parameters_[next.first_parameter + i]);
+      const auto *const first = parameters_.data() + next.first_parameter;
+      for (const auto *at = first; at < first + next.parameter_count; ++at) parameters.add(at->bytes, at->plain);
       call_operator(next.entry, next.bytes, parameters, out);
     }
   }
@@ -174,7 +175,7 @@ class prepared_text {
   }
   void call(std::string_view name, const parameters &parameters) {
     pieces_.push_back({name, find_operator(name), parameters_.size(), static_cast<std::size_t>(parameters.count())});
-    for (int i = 0; i < parameters.count(); ++i) parameters_.push_back(parameters[i]);
+    for (int i = 0; i < parameters.count(); ++i) parameters_.push_back({parameters[i], !has_markup(parameters[i])});
   }
 
  private:
@@ -184,10 +185,14 @@ class prepared_text {
     std::size_t first_parameter;
     std::size_t parameter_count;  // of a call at least 1
   };
+  struct parameter {
+    std::string_view bytes;
+    bool plain;  // without markup
+  };
 
   std::string_view source_;
   std::vector<piece> pieces_;
-  std::vector<std::string_view> parameters_;
+  std::vector<parameter> parameters_;
 };
 
 }  // namespace

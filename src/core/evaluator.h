@@ -18,10 +18,6 @@
 
 namespace quillet {
 
-// Calls may be nested this deep; one level more yields "[infinite operator recursion detected]".
-// Calls of unknown names, and calls refused at the limit, count for the rest of the process.
-constexpr int max_call_depth = 999;
-
 // Whether evaluating the text can change it.
 [[nodiscard]] inline bool has_markup(std::string_view source) { return source.find('^') != std::string_view::npos; }
 

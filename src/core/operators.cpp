@@ -10,21 +10,27 @@ namespace quillet {
 
 // --- parameters ---
 
-void parameters::add(std::string_view bytes) { std::construct_at(&slots_[count_++])->bytes = bytes; }
+// Room for the parameters of every call that can be under way, and one more for each: a call that
+// reads a macro file calls the macros in it. Memory that no call has used costs nothing.
+struct parameters::slot_stack {
+  static constexpr std::size_t capacity = (max_call_depth + 2) * (max_parameters + 1);
+  alignas(slot) static char memory[capacity * sizeof(slot)];
+};
 
-void parameters::clear() {
-  while (count_ > 0) std::destroy_at(&slots_[--count_]);
-}
-
-parameters::~parameters() { clear(); }
+alignas(parameters::slot) char parameters::slot_stack::memory[capacity * sizeof(slot)];
+parameters::slot *parameters::stack_top = reinterpret_cast<slot *>(slot_stack::memory);
 
 void parameters::evaluate_in_place(int index) {
   if (index >= count_) return;
   slot &parameter = slots_[index];
-  if (!has_markup(parameter.bytes)) return;
-  text value;
-  evaluate(parameter.bytes, value);
-  parameter.value = std::move(value);
+  if (parameter.plain || !has_markup(parameter.bytes)) return;
+  if (parameter.value.is_null()) {
+    evaluate(parameter.bytes, parameter.value);
+  } else {  // it is its own source now
+    text value;
+    evaluate(parameter.bytes, value);
+    parameter.value = std::move(value);
+  }
   parameter.bytes = parameter.value;
 }
 

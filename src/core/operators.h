@@ -9,6 +9,7 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <span>
 #include <string_view>
 
@@ -19,15 +20,22 @@ namespace quillet {
 // A call has at most this many parameters; one with more stays in the page as literal text.
 constexpr int max_parameters = 19;
 
+// Calls may be nested this deep; one level more yields "[infinite operator recursion detected]".
+// Calls of unknown names, and calls refused at the limit, count for the rest of the process.
+constexpr int max_call_depth = 999;
+
 // The parameters of one call. A parameter is a view into the template text until it is evaluated,
 // then a view of its value. A value is empty or has bytes; there is no difference between an empty
 // and an absent parameter.
+//
+// Calls are nested, and so are their parameters: they live on a stack of their own, and only the
+// youngest object may be added to.
 class parameters {
  public:
-  parameters() noexcept {}  // NOLINT(modernize-use-equals-default): the slots stay raw memory
+  parameters() noexcept : slots_(stack_top) {}
   parameters(const parameters &) = delete;
   parameters &operator=(const parameters &) = delete;
-  ~parameters();
+  ~parameters() { clear(); }
 
   [[nodiscard]] int count() const { return count_; }
   // Parameter `index`, counted from 0; empty past the last one. For a lazy operator this is template
@@ -48,20 +56,30 @@ class parameters {
   void evaluate_in_place(int index);
   void evaluate_all_in_place();
 
-  // Adds a parameter at the end, for the splitter; the caller has checked the count. The bytes stay
-  // the caller's.
-  void add(std::string_view bytes);
-  void clear();
+  // Adds a parameter at the end; the caller has checked the count. The bytes stay the caller's. A plain
+  // one is known to be its own value.
+  void add(std::string_view bytes, bool plain = false) {
+    slot *const added = std::construct_at(stack_top);
+    added->bytes = bytes;
+    added->plain = plain;
+    ++stack_top;
+    ++count_;
+  }
+  void clear() {
+    for (; count_ > 0; --count_) std::destroy_at(--stack_top);
+  }
 
  private:
   struct slot {
     std::string_view bytes;
     text value;  // holds `bytes` where evaluation made new ones
+    bool plain;
   };
+  struct slot_stack;
+
+  static slot *stack_top;  // the first free slot
+  slot *slots_;
   int count_ = 0;
-  union {
-    slot slots_[max_parameters];  // the first `count_` are alive
-  };
 };
 
 using operator_handler = void (*)(parameters &parameters, text &out);

@@ -32,10 +32,6 @@ text &text::operator=(text &&other) noexcept {
   return *this;
 }
 
-text::~text() {
-  if (on_heap()) release(heap_);
-}
-
 // Makes room for `needed` bytes and the NUL byte; a null text becomes an empty one. Growing doubles,
 // so that appending costs the same for each byte however long the text becomes.
 void text::grow(std::size_t needed) {
@@ -55,27 +51,13 @@ void text::grow(std::size_t needed) {
   capacity_ = capacity;
 }
 
-void text::append(std::string_view bytes) {
-  if (bytes.empty()) return;
-  const std::size_t size = size_ + bytes.size();
-  if (size > capacity_) {
-    // A part of this text moves with it.
-    const bool own = !is_null() && bytes.data() >= data() && bytes.data() <= data() + size_;
-    const std::size_t offset = own ? static_cast<std::size_t>(bytes.data() - data()) : 0;
-    grow(size);
-    if (own) bytes = {data() + offset, bytes.size()};
-  }
-  char *start = data();
-  std::memcpy(start + size_, bytes.data(), bytes.size());
-  start[size] = '\0';
-  size_ = size;
-}
-
-void text::append(char byte) {
-  if (size_ == capacity_) grow(size_ + 1);
-  char *start = data();
-  start[size_++] = byte;
-  start[size_] = '\0';
+void text::append_growing(std::string_view bytes) {
+  // A part of this text moves with it.
+  const bool own = !is_null() && bytes.data() >= data() && bytes.data() <= data() + size_;
+  const std::size_t offset = own ? static_cast<std::size_t>(bytes.data() - data()) : 0;
+  grow(size_ + bytes.size());
+  if (own) bytes = {data() + offset, bytes.size()};
+  append(bytes);
 }
 
 char *text::reserve(std::size_t size) {
@@ -273,12 +255,19 @@ namespace {
 
 // The digits of `magnitude` behind its sign, with zeros between them up to `width` bytes in all.
 text format_digits(bool negative, unsigned long long magnitude, int width) {
-  char digits[20];
-  const char *end = std::to_chars(digits, digits + sizeof digits, magnitude).ptr;
+  char digits[21];
+  char *const start = digits + 1;
+  const char *end = std::to_chars(start, digits + sizeof digits, magnitude).ptr;
+  const auto count = static_cast<int>(end - start);
+  if (width <= count + (negative ? 1 : 0)) {
+    digits[0] = '-';
+    const char *from = negative ? digits : start;
+    return text(std::string_view(from, static_cast<std::size_t>(end - from)));
+  }
   text formatted;
   if (negative) formatted.append('-');
-  for (long long zeros = width - (end - digits) - (negative ? 1 : 0); zeros > 0; --zeros) formatted.append('0');
-  formatted.append(std::string_view(digits, static_cast<std::size_t>(end - digits)));
+  for (int zeros = width - count - (negative ? 1 : 0); zeros > 0; --zeros) formatted.append('0');
+  formatted.append(std::string_view(start, static_cast<std::size_t>(count)));
   return formatted;
 }
 

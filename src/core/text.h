@@ -12,6 +12,8 @@
 #include <initializer_list>
 #include <string_view>
 
+#include "core/memory.h"
+
 namespace quillet {
 
 // A nullable, growable byte string that owns its bytes. Up to `inline_capacity` bytes live without
@@ -26,7 +28,9 @@ class text {
   text &operator=(text &&other) noexcept;
   text(const text &) = delete;
   text &operator=(const text &) = delete;
-  ~text();
+  ~text() {
+    if (on_heap()) release(heap_);
+  }
 
   [[nodiscard]] bool is_null() const noexcept { return capacity_ == 0; }
   [[nodiscard]] bool is_empty() const noexcept { return size_ == 0; }
@@ -40,8 +44,20 @@ class text {
 
   // Appends; appending nothing changes nothing, so a null text stays null. `bytes` may be a part of
   // this text.
-  void append(std::string_view bytes);
-  void append(char byte);
+  void append(std::string_view bytes) {
+    if (bytes.empty()) return;
+    if (bytes.size() > capacity_ - size_) return append_growing(bytes);
+    char *const start = data();
+    __builtin_memcpy(start + size_, bytes.data(), bytes.size());
+    size_ += bytes.size();
+    start[size_] = '\0';
+  }
+  void append(char byte) {
+    if (size_ == capacity_) grow(size_ + 1);
+    char *const start = data();
+    start[size_++] = byte;
+    start[size_] = '\0';
+  }
   // Makes room for `size` bytes in all and gives back where the next byte goes; `commit` says how
   // many were written there.
   char *reserve(std::size_t size);
@@ -53,6 +69,7 @@ class text {
  private:
   [[nodiscard]] bool on_heap() const noexcept { return capacity_ > inline_capacity; }
   void grow(std::size_t needed);
+  void append_growing(std::string_view bytes);
 
   std::size_t size_ = 0;
   std::size_t capacity_ = 0;  // 0 means null; otherwise without the NUL byte

@@ -7,21 +7,44 @@
 namespace quillet {
 
 namespace {
+
 string_dictionary variables;
+
+// The entry found last: a page asks for the same variable again and again.
+std::size_t last_position = 0;
+
+// Whether there is a variable of that name; `position` becomes its place.
+bool find_variable(std::string_view name, std::size_t &position) {
+  if (last_position < variables.entries.size() && variables.entries[last_position]->key.view() == name) {
+    position = last_position;
+    return true;
+  }
+  if (!dictionary_find(variables, name, position)) return false;
+  last_position = position;
+  return true;
 }
 
+}  // namespace
+
 std::string_view variable_get(std::string_view name) {
-  const text *value = dictionary_get(variables, name);
-  return value == nullptr ? std::string_view() : value->view();
+  std::size_t position = 0;
+  return find_variable(name, position) ? variables.entries[position]->value.view() : std::string_view();
 }
 
 bool variable_exists(std::string_view name) { return dictionary_exists(variables, name); }
 
-void variable_set(std::string_view name, text value) { dictionary_set(variables, name, std::move(value)); }
+void variable_set(std::string_view name, text value) {
+  std::size_t position = 0;
+  if (!value.is_null() && find_variable(name, position)) {
+    variables.entries[position]->value = std::move(value);
+  } else {
+    dictionary_set(variables, name, std::move(value));
+  }
+}
 
 void variable_append(std::string_view name, std::string_view bytes) {
   std::size_t position = 0;
-  if (dictionary_find(variables, name, position)) {
+  if (find_variable(name, position)) {
     variables.entries[position]->value.append(bytes);
   } else if (!bytes.empty()) {
     dictionary_set(variables, name, text(bytes));
