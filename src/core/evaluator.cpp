@@ -134,7 +134,7 @@ class depth_scope {
 void call_operator(const operator_entry *entry, std::string_view name, parameters &parameters, text &out) {
   // Deliberate: a refused call and a call of an unknown name stay counted for the rest of the process.
   const bool refused = ++depth > max_call_depth;
-  if (refused || entry == nullptr || (entry->flags & pure) == 0) ++effects;
+  if (refused || entry == nullptr || !entry->is_pure) ++effects;
   if (refused) return out.append("[infinite operator recursion detected]");
   if (entry == nullptr) return out.append(concat({"[invalid operator ", name, "]"}));
 

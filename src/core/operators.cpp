@@ -47,7 +47,7 @@ constexpr std::size_t index_size = 512;  // a power of two, well above the capac
 
 // Entries in order of registration, and an open-addressing index over their names (linear probing).
 // Both live in zeroed static memory: registering costs no heap block.
-operator_entry entries[registry_capacity];
+constinit operator_entry entries[registry_capacity] = {};
 std::size_t entry_count = 0;
 std::uint8_t index_slots[index_size];  // entry number + 1; 0: free
 
@@ -69,18 +69,20 @@ constexpr std::size_t longest_name = 64;  // keeps a page-sized "name" from bein
 
 }  // namespace
 
-void register_operator(std::string_view name, operator_handler handler, int parameter_count, unsigned flags) {
+void register_operator(std::string_view name, operator_handler handler, int parameter_count, unsigned flags,
+                       bool is_pure) {
   if (name.empty() || name.size() > longest_name) return;
   std::uint8_t &slot = index_slot(name);
   if (slot != 0) return;
   if (entry_count == registry_capacity) fatal("operator registry full");
-  entries[entry_count] = {handler, name, parameter_count, flags};
+  entries[entry_count] = {handler, name, parameter_count, flags, is_pure};
   slot = static_cast<std::uint8_t>(++entry_count);
 }
 
 void register_operators(std::span<const operator_definition> module) {
   for (const operator_definition &definition : module) {
-    register_operator(definition.name, definition.handler, definition.parameter_count, definition.flags);
+    register_operator(definition.name, definition.handler, definition.parameter_count, definition.flags,
+                      definition.is_pure);
   }
 }
 

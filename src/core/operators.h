@@ -87,8 +87,11 @@ using operator_handler = void (*)(parameters &parameters, text &out);
 enum operator_flags : unsigned {
   evaluated = 0,  // each parameter is evaluated before the call
   lazy = 1,       // the parameters are handed over as they stand in the page
-  pure = 2,       // changes nothing; its text depends only on its parameters and what other operators change
 };
+
+// Says of an operator that it changes nothing, and that its text depends only on its parameters and on
+// what other operators change.
+constexpr bool pure = true;
 
 // One row of a module's table.
 struct operator_definition {
@@ -99,6 +102,7 @@ struct operator_definition {
   // For the manual, the page checker and the editors; evaluation never reads them.
   std::string_view synopsis;
   std::string_view summary;
+  bool is_pure = false;
 };
 
 // One registered operator.
@@ -107,11 +111,13 @@ struct operator_entry {
   std::string_view name;
   int parameter_count;
   unsigned flags;
+  bool is_pure;
 };
 
 // Adds an operator at the end of the registry. An empty name is ignored, and so is a name that is
 // already there: the first registration wins. `name` must live as long as the process.
-void register_operator(std::string_view name, operator_handler handler, int parameter_count, unsigned flags);
+void register_operator(std::string_view name, operator_handler handler, int parameter_count, unsigned flags,
+                       bool is_pure = false);
 
 // Registers the rows of a module's table in their order.
 void register_operators(std::span<const operator_definition> module);

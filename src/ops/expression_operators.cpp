@@ -206,7 +206,7 @@ void op_for(parameters &parameters, text &out) {
 constexpr operator_definition module[] = {
     {"var", op_var, 0, lazy, "^var[name;text] ^var[name;operation;operand] ^var[name]",
      "Sets, changes or shows a variable."},
-    {"eval", op_eval, 0, evaluated | pure, "^eval[expression;format]", "The value of an expression."},
+    {"eval", op_eval, 0, evaluated, "^eval[expression;format]", "The value of an expression.", pure},
     {"if", op_if, 0, lazy, "^if[condition;not zero;zero] ^if[condition;negative;zero;positive]",
      "The branch that a number chooses."},
     {"while", op_while, 2, lazy, "^while[condition;body]", "The body while a condition is not 0, at most 999 times."},

@@ -167,7 +167,7 @@ constexpr operator_definition module[] = {
     {"empty", op_empty, 2, lazy, "^empty[text if empty;text if not]", "Whether the current table has rows."},
     {"locate", op_locate, 2, evaluated, "^locate[column;value]", "Finds a row by a cell and makes it current."},
     {"shift", op_shift, 1, evaluated, "^shift[step]", "Moves the current row."},
-    {"item", op_item, 0, evaluated | pure, "^item[table;column]", "A cell of the current row, or a count."},
+    {"item", op_item, 0, evaluated, "^item[table;column]", "A cell of the current row, or a count.", pure},
     {"table", op_table, 0, lazy, "^table[columns;cell;filler]", "The rows as cells of an HTML table."},
     {"menu", op_menu, 0, lazy, "^menu[row;separator]", "The rows one after the other."},
 };

@@ -39,8 +39,8 @@ class site {
 };
 
 std::string body(std::string_view name) {
-  const text *found = find_macro(name);
-  return found == nullptr ? "(none)" : std::string(found->view());
+  const std::shared_ptr<macro> found = find_macro(name);
+  return found == nullptr ? "(none)" : std::string(found->body.view());
 }
 
 std::string used(std::string_view name) {

@@ -15,8 +15,8 @@ using namespace std::string_view_literals;
 
 // The body of a macro; "(none)" when there is none.
 std::string body(std::string_view name) {
-  const text *found = find_macro(name);
-  return found == nullptr ? "(none)" : std::string(found->view());
+  const std::shared_ptr<macro> found = find_macro(name);
+  return found == nullptr ? "(none)" : std::string(found->body.view());
 }
 
 std::string expanded(std::string_view source) {
