@@ -49,15 +49,15 @@ constexpr recoding_pair make_pair_with_pivot(const high_half &half) {
   return {make_table(half, koi8_r_to_unicode), make_table(koi8_r_to_unicode, half)};
 }
 
+// Each a constant of its own: compilers bound the steps that one may take.
+constexpr recoding_pair windows_1251 = make_pair_with_pivot(windows_1251_to_unicode);
+constexpr recoding_pair cp866 = make_pair_with_pivot(cp866_to_unicode);
+constexpr recoding_pair mac_cyrillic = make_pair_with_pivot(mac_cyrillic_to_unicode);
+constexpr recoding_pair iso_8859_5 = make_pair_with_pivot(iso_8859_5_to_unicode);
+constexpr recoding_pair unchanged = {identity, identity};
+
 // By charset number.
-constexpr recoding_pair tables[] = {
-    {identity, identity},
-    make_pair_with_pivot(windows_1251_to_unicode),
-    {identity, identity},
-    make_pair_with_pivot(cp866_to_unicode),
-    make_pair_with_pivot(mac_cyrillic_to_unicode),
-    make_pair_with_pivot(iso_8859_5_to_unicode),
-};
+constexpr const recoding_pair *tables[] = {&unchanged, &windows_1251, &unchanged, &cp866, &mac_cyrillic, &iso_8859_5};
 
 int charset_of_variable(const char *name) {
   const char *value = std::getenv(name);
@@ -93,8 +93,8 @@ int output_charset() { return output; }
 
 void recode(char *bytes, std::size_t length, int from, int to) {
   if (from == charset_none || to == charset_none || from == to) return;
-  const recoding_table &to_pivot = tables[from].to_pivot;
-  const recoding_table &from_pivot = tables[to].from_pivot;
+  const recoding_table &to_pivot = tables[from]->to_pivot;
+  const recoding_table &from_pivot = tables[to]->from_pivot;
   for (char *end = bytes + length; bytes < end; ++bytes) {
     *bytes = static_cast<char>(from_pivot[to_pivot[static_cast<unsigned char>(*bytes)]]);
   }

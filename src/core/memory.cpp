@@ -44,5 +44,8 @@ void release(void *block) { std::free(block); }
 
 // The standard containers take their memory from the same place, so that they end the same way.
 void *operator new(std::size_t size) { return quillet::allocate(size == 0 ? 1 : size); }
+void *operator new(std::size_t size, const std::nothrow_t &) noexcept {
+  return quillet::try_allocate(size == 0 ? 1 : size);
+}
 void operator delete(void *block) noexcept { quillet::release(block); }
 void operator delete(void *block, std::size_t) noexcept { quillet::release(block); }

@@ -72,6 +72,13 @@ TEST(operator_new, without_memory_ends_the_same_way) {
             "[time] [path=null]: unable to malloc " + std::to_string(too_much) + " bytes\n");
 }
 
+TEST(operator_new, that_must_not_throw_gives_null_without_memory) {
+  EXPECT_EQ(::operator new(too_much, std::nothrow), nullptr);
+  void *block = ::operator new(10, std::nothrow);
+  EXPECT_NE(block, nullptr);
+  ::operator delete(block);
+}
+
 TEST(operator_new, of_size_0_gives_a_block) {
   void *block = ::operator new(0);
   EXPECT_NE(block, nullptr);
