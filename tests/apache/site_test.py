@@ -100,6 +100,7 @@ class Site(ServedSite):
     def test_escaping_is_seen_working(self):
         page = self.article("/language/escaping.html?text=%3Cscript%3E%22'%5C")
         self.assertIn('<p class="echo">&lt;script&gt;&quot;\'\\</p>', page)
+        self.assertIn("<th>html</th><td><code>&amp;lt;script&amp;gt;&amp;quot;'\\</code>", page)
         self.assertIn("<th>sql</th><td><code>&lt;script&gt;\\&quot;\\'\\\\</code>", page)
 
     # The catalogue.
@@ -132,8 +133,13 @@ class Site(ServedSite):
                          {row["id"] for row in GOODS if row["category"] == "Pens"})
 
     def test_a_search_is_never_a_regular_expression_of_the_visitor(self):
-        self.assertEqual(self.listed("/catalogue/?q=%28%5B%2A%2B"), [])
-        self.assertEqual(self.listed("/catalogue/?q=%5Ba-z%5D%2A%24"), [])
+        for text in ("([*+", "[a-z]*$", "^A", "n.te", "A|B", "\\d", "\\", "]", "a{1}", "`"):
+            self.assertEqual(self.listed("/catalogue/?q=" + urllib.parse.quote(text)), [], text)
+
+    def test_the_search_finds_characters_of_every_kind(self):
+        for text, found in (("<fine> to", "nibs"), ('"the colour', "prussian"), ("initials & headings", "vermilion"),
+                            ("notebook, A5", "atlas")):
+            self.assertEqual(self.listed("/catalogue/?q=" + urllib.parse.quote(text)), [found], text)
 
     def test_a_search_without_result_says_so(self):
         self.assertIn("Nothing found for “&lt;b&gt;”", self.article("/catalogue/?q=%3Cb%3E"))
