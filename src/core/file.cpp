@@ -180,13 +180,6 @@ text resolve_file(std::string_view name) {
   return path;
 }
 
-text underscore_path(std::string_view path) {
-  text result(path);
-  const std::size_t slash = path.rfind('/');
-  insert_at(result, slash == std::string_view::npos ? 0 : slash + 1, "_");
-  return result;
-}
-
 // --- directories ---
 
 directory_reader::~directory_reader() { close_directory(*this); }

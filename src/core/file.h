@@ -51,10 +51,6 @@ void unlock_stream(std::FILE *stream);
 // the page's directory.
 [[nodiscard]] text resolve_file(std::string_view name);
 
-// The path with "_" put before its last component: "lists/menu" gives "lists/_menu". Data and macro
-// files carry it, so that the web server can refuse to serve them.
-[[nodiscard]] text underscore_path(std::string_view path);
-
 // Walks the entries of a directory in the order in which the system lists them.
 struct directory_reader {
   unsigned char kind = 0;  // file type of the current entry (DT_DIR, ...); 0 when it has no status

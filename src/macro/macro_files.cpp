@@ -3,6 +3,7 @@
 #include "cgi/request.h"
 #include "core/evaluator.h"
 #include "core/file.h"
+#include "core/file_names.h"
 #include "macro/macro_library.h"
 
 namespace quillet {

@@ -7,6 +7,7 @@
 #include "cgi/request.h"
 #include "core/evaluator.h"
 #include "core/file.h"
+#include "core/file_names.h"
 #include "core/quoting.h"
 #include "table/registry.h"
 #include "table/table_operators.h"

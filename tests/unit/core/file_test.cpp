@@ -327,14 +327,6 @@ TEST(resolve_file, takes_any_other_name_from_the_page_directory) {
   EXPECT_EQ(resolve_file("").view(), "/home/www/a/");
 }
 
-TEST(underscore_path, marks_the_last_component) {
-  EXPECT_EQ(underscore_path("lists/menu").view(), "lists/_menu");
-  EXPECT_EQ(underscore_path("menu").view(), "_menu");
-  EXPECT_EQ(underscore_path("/").view(), "/_");
-}
-
-// --- folders ---
-
 TEST(directory_reader, gives_every_entry_with_its_kind) {
   const temporary_folder folder;
   write_file("file", "");

@@ -1,0 +1,37 @@
+#include "core/file_names.h"
+
+namespace quillet {
+
+text underscore_path(std::string_view path) {
+  text result(path);
+  const std::size_t slash = path.rfind('/');
+  insert_at(result, slash == std::string_view::npos ? 0 : slash + 1, "_");
+  return result;
+}
+
+text cache_entry_path(std::string_view key) {
+  constexpr char hexadecimal[] = "0123456789ABCDEF";
+  text path("./cache/");
+  for (const char c : key) {
+    if (is_letter(c) || is_digit(c) || c == '_' || c == '/') {
+      path.append(c);
+    } else if (c == ' ') {
+      path.append('~');
+    } else {
+      const auto byte = static_cast<unsigned char>(c);
+      path.append('-');
+      path.append(hexadecimal[byte >> 4]);
+      path.append(hexadecimal[byte & 15]);
+    }
+  }
+  path.append('_');
+  return path;
+}
+
+text access_file_path(std::string_view directory) {
+  text path(directory);
+  path.append("/.htaccess");
+  return path;
+}
+
+}  // namespace quillet

@@ -1,0 +1,24 @@
+// The names of the files that the program itself decides on, each built in one place.
+#pragma once
+
+#include <string_view>
+
+#include "core/text.h"
+
+namespace quillet {
+
+// Data and macro files carry "_" before their last component, so that the web server can refuse to
+// serve them: "lists/menu" gives "lists/_menu".
+[[nodiscard]] text underscore_path(std::string_view path);
+
+// The file of a cache entry, in the working directory: "news/today 1" gives "./cache/news/today~1_".
+// ASCII letters, digits, "_" and "/" of the key stay, a blank becomes "~" and every other byte "-" and
+// two upper-case hexadecimal digits. The "_" at the end keeps the entry of one key from taking the name
+// of a directory that another key needs.
+[[nodiscard]] text cache_entry_path(std::string_view key);
+
+// The web server's access file of a directory: "/home/www" gives "/home/www/.htaccess", "" that of the
+// root.
+[[nodiscard]] text access_file_path(std::string_view directory);
+
+}  // namespace quillet
