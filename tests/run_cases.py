@@ -2,7 +2,7 @@
 """Runs page cases (tests/cases/README.md says what they look like) and the examples of the manual.
 
     run_cases.py --program build/asan/bin/quillet [--jobs N] [FILE or FOLDER ...]
-    run_cases.py --program build/asan/bin/quillet --docs docs/operators
+    run_cases.py --program build/asan/bin/quillet --docs docs
 """
 
 import argparse
@@ -347,7 +347,8 @@ def find_cases(paths):
 
 
 def find_examples(folder):
-    """The examples of the manual's pages: a fenced block "page" and the blocks behind it, up to "output"."""
+    """The examples of the manual's pages: a fenced block "page" and the blocks behind it, up to "output", or
+    "response" for one with its headers."""
     examples = []
     for page in sorted(folder.rglob("*.md")):
         sections, start = None, 0
@@ -357,13 +358,13 @@ def find_examples(folder):
                 if sections is not None:
                     examples.append(unfinished_example(page, start))
                 sections, start = [], number
-            if sections is None or name not in ("page", "file", "env", "body", "output"):
+            if sections is None or name not in ("page", "file", "env", "body", "output", "response"):
                 continue
             try:
                 add_section(sections, "expect" if name == "output" else name, argument, modifiers, raw)
             except CaseError as error:
                 sys.exit(f"{page}:{number}: {error}")
-            if name == "output":
+            if name in ("output", "response"):
                 examples.append((f"{page}:{start}", lambda found=sections: found))
                 sections = None
         if sections is not None:

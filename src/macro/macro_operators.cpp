@@ -60,7 +60,7 @@ void op_macro(parameters &parameters, text &out) {
   evaluate(called->body, out);
 }
 
-// ^macro_new[name[parameter;parameter];body]
+// ^macro_new[name[parameter;...];body]
 //
 // Defines a macro, in place of an earlier one of that name. An empty body removes it. No text.
 void op_macro_new(parameters &parameters, text &) {

@@ -171,8 +171,8 @@ void op_cmp(parameters &parameters, text &out) {
 }
 
 constexpr operator_definition module[] = {
-    {"eq", op_eq, 0, lazy, "^eq[a;b;then;else]", "A choice by whether two texts are the same."},
-    {"ifdef", op_ifdef, 0, lazy, "^ifdef[value;then;else]", "A choice by whether a text is there."},
+    {"eq", op_eq, 0, lazy, "^eq[a;b;then] ^eq[a;b;then;else]", "A choice by whether two texts are the same."},
+    {"ifdef", op_ifdef, 0, lazy, "^ifdef[value;then] ^ifdef[value;then;else]", "A choice by whether a text is there."},
     {"start", op_start, 3, lazy, "^start[prefix;then;else]", "A choice by how the page's address begins."},
     {"default", op_default, 2, lazy, "^default[value;fallback]", "A text, or another when it is empty."},
     {"optionset", op_optionset, 2, evaluated, "^optionset[set;words]", "\"yes\" when all words are in the set."},

@@ -204,7 +204,7 @@ void op_for(parameters &parameters, text &out) {
 }
 
 constexpr operator_definition module[] = {
-    {"var", op_var, 0, lazy, "^var[name;text] ^var[name;operation;operand] ^var[name]",
+    {"var", op_var, 0, lazy, "^var[name] ^var[name;text] ^var[name;operation;operand]",
      "Sets, changes or shows a variable."},
     {"eval", op_eval, 0, evaluated, "^eval[expression;format]", "The value of an expression.", pure},
     {"if", op_if, 0, lazy, "^if[condition;not zero;zero] ^if[condition;negative;zero;positive]",

@@ -49,8 +49,7 @@ void op_switch(parameters &parameters, text &out) {
   evaluate(branch, out);
 }
 
-// ^case[label;branch]
-// ^case[label;label;...;branch]
+// ^case[label;...;branch]
 //
 // A branch of the `switch` around it, for each of the labels; "DEFAULT" labels the branch for all
 // other values. An empty branch counts as none. No text.
