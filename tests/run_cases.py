@@ -312,7 +312,7 @@ def log_text(data):
 
 def sanitizer_options(limits):
     options = os.environ.get("ASAN_OPTIONS", "")
-    options += (":" if options else "") + "allocator_may_return_null=1:detect_leaks=0"
+    options += (":" if options else "") + "allocator_may_return_null=1:detect_leaks=1"
     if "address_space" in limits:
         options += f":max_allocation_size_mb={limits['address_space'] >> 20}"
     return options

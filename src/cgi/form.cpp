@@ -6,6 +6,7 @@
 #include <array>
 #include <cerrno>
 #include <memory>
+#include <utility>
 
 #include "cgi/charset.h"
 #include "cgi/log.h"
@@ -24,6 +25,10 @@ constexpr std::size_t longest_read = 1048576;
 form_entry *entries = nullptr;
 std::size_t entry_count = 0;
 std::size_t entry_capacity = 0;
+// What the entries are views of.
+char *query_bytes = nullptr;
+char *body_bytes = nullptr;
+
 std::size_t next_position = 0;     // behind the entry last found
 std::string_view name_last_found;  // its name
 
@@ -66,8 +71,8 @@ bool matches_as_prefix(std::string_view a, std::string_view b) {
   return equal_ignoring_case(a.substr(0, length), b.substr(0, length));
 }
 
-// A copy that lives as long as the process: the entries are views of it. Null without memory.
-char *keep_copy(std::string_view source) {
+// A copy of a text that is not empty. Null without memory.
+char *copy_bytes(std::string_view source) {
   auto *copy = static_cast<char *>(try_allocate(source.size() + 1));
   if (copy != nullptr) std::copy(source.begin(), source.end(), copy);
   return copy;
@@ -92,8 +97,8 @@ std::string_view text_of(const form_entry &entry) { return entry.is_file() ? fil
 
 bool decode_form_input() {
   if (!request.query_string.empty()) {
-    char *query = keep_copy(request.query_string);
-    if (query == nullptr || decode_urlencoded(query, request.query_string.size()) != decode_ok) return false;
+    query_bytes = copy_bytes(request.query_string);
+    if (query_bytes == nullptr || decode_urlencoded(query_bytes, request.query_string.size()) != decode_ok) return false;
   }
   if (!equal_ignoring_case(request.request_method, "post")) return true;
   if (equal_ignoring_case(request.content_type, "application/x-www-form-urlencoded")) {
@@ -101,6 +106,13 @@ bool decode_form_input() {
   }
   if (matches_as_prefix(request.content_type, "multipart/form-data")) return read_post_body(true) == decode_ok;
   return true;
+}
+
+void free_form_entries() {
+  release(std::exchange(entries, nullptr));
+  release(std::exchange(query_bytes, nullptr));
+  release(std::exchange(body_bytes, nullptr));
+  entry_count = entry_capacity = 0;
 }
 
 decode_result decode_urlencoded(char *data, std::size_t length) {
@@ -123,19 +135,18 @@ decode_result read_post_body(bool multipart) {
   if (request.content_length == 0) return decode_ok;
   // A length below 0 cannot be allocated.
   const auto length = static_cast<std::size_t>(std::max(0, request.content_length));
-  auto *const buffer = static_cast<char *>(try_allocate(length));
-  if (buffer == nullptr) {
+  body_bytes = static_cast<char *>(try_allocate(length));
+  if (body_bytes == nullptr) {
     log_message(error_log, "unable to malloc %d bytes", request.content_length);
     return decode_no_memory;
   }
-  const std::size_t read_size = read_input(buffer, length);
+  const std::size_t read_size = read_input(body_bytes, length);
   if (read_size != length) {
     log_message(error_log, "cgiParsePostFormInput: cgiContentLength(%d)!=read_size(%zu)", request.content_length,
                 read_size);
-    release(buffer);
     return decode_mismatch;
   }
-  return multipart ? decode_multipart(buffer, length) : decode_urlencoded(buffer, length);
+  return multipart ? decode_multipart(body_bytes, length) : decode_urlencoded(body_bytes, length);
 }
 
 bool add_form_entry(const form_entry &entry) {

@@ -10,8 +10,8 @@
 
 namespace quillet {
 
-// One field. The bytes are views of the decoded query string or body, which live as long as the
-// process. The value of an uploaded file may hold NUL bytes.
+// One field. The bytes are views of the decoded query string or body, which live until
+// `free_form_entries`. The value of an uploaded file may hold NUL bytes.
 struct form_entry {
   std::string_view name;
   std::string_view value;
@@ -38,6 +38,9 @@ enum form_result : int {
 // Decodes the query string and, of a POST request, a URL-encoded or multipart body, into the list of
 // entries. False when one of them cannot be decoded; the request then ends without output.
 [[nodiscard]] bool decode_form_input();
+
+// Empties the list and gives its memory back.
+void free_form_entries();
 
 // Appends the fields of `data`, "name=value" pairs separated by "&" (HTML's
 // application/x-www-form-urlencoded), decoding in place: the entries are views of it.

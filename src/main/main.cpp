@@ -14,6 +14,7 @@ int main() {
   umask(2);  // new files: writable for the group, not for the world
   capture_environment();
   read_charsets();
-  if (!decode_form_input()) return exit_undecodable;
-  return run_request();
+  const int status = decode_form_input() ? run_request() : exit_undecodable;
+  free_form_entries();
+  return status;
 }

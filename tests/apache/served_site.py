@@ -36,10 +36,10 @@ def session_members(session):
 
 
 def program_under_test(folder):
-    """The program with the options of the sanitizers, as one file. What it keeps to its end is no leak."""
+    """The program with the options of the sanitizers, as one file."""
     copy, script = folder / "program", folder / "program.sh"
     shutil.copy(PROGRAM, copy)
-    script.write_text(f"#!/bin/sh\nASAN_OPTIONS=detect_leaks=0 exec '{copy}'\n")
+    script.write_text(f"#!/bin/sh\nASAN_OPTIONS=detect_leaks=1 exec '{copy}'\n")
     script.chmod(0o755)
     return script
 
