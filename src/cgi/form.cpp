@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <memory>
 #include <utility>
@@ -31,38 +30,6 @@ char *body_bytes = nullptr;
 
 std::size_t next_position = 0;     // behind the entry last found
 std::string_view name_last_found;  // its name
-
-// The value of each hexadecimal digit; 0 for every other byte.
-constexpr auto digit_values = [] {
-  std::array<unsigned char, 256> values{};
-  for (unsigned char i = 0; i < 10; ++i) values[static_cast<unsigned char>('0' + i)] = i;
-  for (unsigned char i = 0; i < 6; ++i) {
-    values[static_cast<unsigned char>('A' + i)] = values[static_cast<unsigned char>('a' + i)] =
-        static_cast<unsigned char>(10 + i);
-  }
-  return values;
-}();
-
-// Decodes in place; the result is never longer. A "%" with fewer than two bytes behind it is dropped
-// with them.
-std::string_view url_decode(char *bytes, std::size_t length) {
-  char *kept = bytes;
-  for (std::size_t i = 0; i < length; ++i) {
-    if (bytes[i] == '+') {
-      *kept++ = ' ';
-    } else if (bytes[i] != '%') {
-      *kept++ = bytes[i];
-    } else if (length - i > 2) {
-      const unsigned high = digit_values[static_cast<unsigned char>(bytes[i + 1])];
-      const unsigned low = digit_values[static_cast<unsigned char>(bytes[i + 2])];
-      *kept++ = static_cast<char>(high << 4 | low);
-      i += 2;
-    } else {
-      break;
-    }
-  }
-  return {bytes, static_cast<std::size_t>(kept - bytes)};
-}
 
 // Whether the two are equal over the length of the shorter one, ASCII letters of either case being
 // the same. Deliberate: an empty text matches everything.

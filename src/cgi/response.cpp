@@ -22,6 +22,12 @@ std::size_t write_formatted(const char *format, ...) {
   return write_output({line, std::min(static_cast<std::size_t>(size), sizeof line - 1)});
 }
 
+text header_text(std::string_view bytes) {
+  text line(bytes);
+  std::replace_if(line.data(), line.data() + line.size(), is_control, ' ');
+  return line;
+}
+
 void write_response(std::string_view content_type, std::string_view body) {
   write_formatted("Content-type: %.*s\nContent-length: %zu\n\n", static_cast<int>(content_type.size()),
                   content_type.data(), body.size());

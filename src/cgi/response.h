@@ -6,6 +6,8 @@
 #include <cstddef>
 #include <string_view>
 
+#include "core/text.h"
+
 namespace quillet {
 
 // Writes all the bytes to the client; returns how many were written, fewer when the client has gone.
@@ -13,6 +15,9 @@ std::size_t write_output(std::string_view bytes);
 
 // Formats into at most 1,023 bytes (a longer result is cut) and writes that; returns the bytes written.
 [[gnu::format(printf, 1, 2)]] std::size_t write_formatted(const char *format, ...);
+
+// The bytes as they may stand within a header line: every control byte becomes a blank.
+[[nodiscard]] text header_text(std::string_view bytes);
 
 // Writes the closing header, "Content-type: %s\nContent-length: %d\n\n", and the body.
 void write_response(std::string_view content_type, std::string_view body);

@@ -18,48 +18,56 @@ namespace {
 
 constexpr std::size_t directory_name_limit = 999;
 
-// A file descriptor that closes itself.
-class open_file {
- public:
-  open_file(std::string_view path, int flags) : descriptor_(open(text(path).c_str(), flags | O_CLOEXEC, 0666)) {}
-  open_file(const open_file &) = delete;
-  open_file &operator=(const open_file &) = delete;
-  ~open_file() {
-    if (descriptor_ >= 0) close(descriptor_);
+}  // namespace
+
+// --- open files ---
+
+open_file::open_file(std::string_view path, int flags)
+    : descriptor_(open(text(path).c_str(), flags | O_CLOEXEC | O_NONBLOCK, 0666)) {}
+
+open_file::~open_file() {
+  const int error = errno;
+  if (descriptor_ >= 0) close(descriptor_);
+  errno = error;
+}
+
+long long open_file::size() const {
+  struct stat status {};
+  if (fstat(descriptor_, &status) != 0) return -1;
+  if (S_ISREG(status.st_mode)) return status.st_size;
+  errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
+  return -1;
+}
+
+std::size_t open_file::read_some(char *buffer, std::size_t size) const {
+  for (;;) {
+    const ssize_t n = read(descriptor_, buffer, size);
+    if (n >= 0) return static_cast<std::size_t>(n);
+    if (errno != EINTR) return 0;
   }
-  operator int() const { return descriptor_; }  // NOLINT(google-explicit-constructor)
+}
 
- private:
-  int descriptor_;
-};
-
-// A lock of a whole file, waited for; closing the file lets go of it.
 void lock_file(int descriptor) {
   while (flock(descriptor, LOCK_EX) != 0 && errno == EINTR) {
   }
 }
 
-}  // namespace
-
 // --- reading and writing whole files ---
 
 text read_text_file(std::string_view path, bool drop_empty_lines, bool lock) {
   text bytes;
-  struct stat status {};
   if (path.empty()) return bytes;
-  // Opening a pipe that nobody writes to must not wait.
-  const open_file file(path, O_RDONLY | O_NONBLOCK);
-  if (file < 0 || fstat(file, &status) != 0 || !S_ISREG(status.st_mode)) return bytes;
+  const open_file file(path, O_RDONLY);
+  if (file < 0) return bytes;
   if (lock) lock_file(file);
-  const auto size = static_cast<std::size_t>(status.st_size);
+  const long long file_size = file.size();
+  if (file_size < 0) return bytes;
+  const auto size = static_cast<std::size_t>(file_size);
   bytes.reserve(size);
   while (bytes.size() < size) {
-    const ssize_t n = read(file, bytes.data() + bytes.size(), size - bytes.size());
-    if (n > 0) {
-      bytes.commit(static_cast<std::size_t>(n));
-    } else if (n == 0 || errno != EINTR) {
-      break;
-    }
+    const std::size_t n = file.read_some(bytes.data() + bytes.size(), size - bytes.size());
+    if (n == 0) break;
+    bytes.commit(n);
   }
   filter_lines(bytes, drop_empty_lines);
   return bytes;
@@ -111,15 +119,36 @@ void filter_lines(text &bytes, bool drop_empty_lines) {
   }
 }
 
-text error_description() { return text(std::strerror(errno)); }
+text file_error() {
+  const int error = errno;
+  text message(std::strerror(error));
+  message.append("(#");
+  message.append(format_signed(error));
+  message.append(')');
+  return message;
+}
+
+namespace {
+
+// Whether the disk has room for what the file is to hold more than it does. Asking first keeps a file
+// whole that would otherwise be overwritten in part.
+bool reserve_room(const open_file &file, std::size_t size) {
+  const long long old_size = file.size();
+  if (old_size <= 0 || size <= static_cast<std::size_t>(old_size)) return true;
+  if (fallocate(file, FALLOC_FL_KEEP_SIZE, 0, static_cast<off_t>(size)) == 0) return true;
+  return errno != ENOSPC && errno != EDQUOT;  // other errors: it cannot be asked for here
+}
+
+}  // namespace
 
 text write_text_file(std::string_view path, std::string_view bytes, bool lock) {
   if (path.empty()) return text("no filename specified");
   const open_file file(path, O_RDWR | O_CREAT);
-  if (file < 0) return error_description();
+  if (file < 0) return file_error();
   if (lock) lock_file(file);
-  if (write_all(file, bytes) != bytes.size() || ftruncate(file, static_cast<off_t>(bytes.size())) != 0) {
-    return error_description();
+  if (!reserve_room(file, bytes.size()) || write_all(file, bytes) != bytes.size() ||
+      ftruncate(file, static_cast<off_t>(bytes.size())) != 0) {
+    return file_error();
   }
   return {};
 }
@@ -136,7 +165,7 @@ std::time_t file_time(std::string_view path, std::time_t new_time) {
 
 text remove_file(std::string_view path) {
   if (path.empty()) return text("no filename specified");
-  if (unlink(text(path).c_str()) != 0) return error_description();
+  if (unlink(text(path).c_str()) != 0) return file_error();
   return {};
 }
 

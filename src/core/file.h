@@ -20,27 +20,49 @@ namespace quillet {
 // `drop_empty_lines` also the empty lines. The bytes are cut at their first NUL.
 void filter_lines(text &bytes, bool drop_empty_lines);
 
-// Writes the text to the file, which is made when it is missing (mode 0666 less the process mask) and
-// cut to the text's length afterwards, under an exclusive lock if `lock`. Null on success, otherwise
-// the system's description of the error, "no filename specified" without a path.
+// Writes the bytes to the file, which is made when it is missing (mode 0666 less the process mask) and
+// cut to their number afterwards, under an exclusive lock if `lock`. Null on success, otherwise the
+// error text, as by `file_error`, "no filename specified" without a path. A file keeps its content when
+// there is no room for the new one.
 [[nodiscard]] text write_text_file(std::string_view path, std::string_view bytes, bool lock);
 
 // The file's modification time, 0 when it has no status; a `new_time` that is not 0 is set first, the
 // access time kept.
 std::time_t file_time(std::string_view path, std::time_t new_time);
 
-// Null on success, otherwise the system's description of the error, "no filename specified" without
-// a path.
+// Null on success, otherwise the error text, as by `file_error`, "no filename specified" without a path.
 [[nodiscard]] text remove_file(std::string_view path);
 
 // Writes all the bytes to a file descriptor, through interruptions and partial writes; gives how many
 // were written, fewer only on an error, with errno set.
 std::size_t write_all(int descriptor, std::string_view bytes);
 
-// The system's description of the current error number, as it stands.
-[[nodiscard]] text error_description();
+// The system's description of the current error number, and the number: "Permission denied(#13)".
+[[nodiscard]] text file_error();
 
-// An exclusive advisory lock on the whole file of an open stream, waited for, and its release.
+// A file descriptor that closes itself; below 0, with errno set, when the file cannot be opened. No flags
+// make it wait for the other end of a pipe.
+class open_file {
+ public:
+  open_file(std::string_view path, int flags);
+  open_file(const open_file &) = delete;
+  open_file &operator=(const open_file &) = delete;
+  ~open_file();
+  operator int() const { return descriptor_; }  // NOLINT(google-explicit-constructor)
+
+  // The size of the regular file; below 0, with errno set, for anything else.
+  [[nodiscard]] long long size() const;
+  // Reads at most `size` bytes, fewer at the end; through interruptions. 0 on an error, too, with errno set.
+  std::size_t read_some(char *buffer, std::size_t size) const;
+
+ private:
+  int descriptor_;
+};
+
+// An exclusive advisory lock on the whole file, waited for; closing the file lets go of it.
+void lock_file(int descriptor);
+
+// The same for an open stream, and its release.
 void lock_stream(std::FILE *stream);
 void unlock_stream(std::FILE *stream);
 

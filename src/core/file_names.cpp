@@ -28,6 +28,12 @@ text cache_entry_path(std::string_view key) {
   return path;
 }
 
+text count_file_path(std::string_view path) {
+  text count_file(path);
+  count_file.append(".count");
+  return count_file;
+}
+
 text access_file_path(std::string_view directory) {
   text path(directory);
   path.append("/.htaccess");

@@ -17,6 +17,9 @@ namespace quillet {
 // of a directory that another key needs.
 [[nodiscard]] text cache_entry_path(std::string_view key);
 
+// The file of a counter: "/home/www/visits" gives "/home/www/visits.count".
+[[nodiscard]] text count_file_path(std::string_view path);
+
 // The web server's access file of a directory: "/home/www" gives "/home/www/.htaccess", "" that of the
 // root.
 [[nodiscard]] text access_file_path(std::string_view directory);

@@ -1,6 +1,7 @@
 #include "core/text.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <climits>
 #include <cstring>
@@ -198,13 +199,18 @@ void remove_white_space(text &target) {
   target.truncate(static_cast<std::size_t>(end - target.data()));
 }
 
-text url_encode(std::string_view source) {
-  constexpr std::string_view digits = "0123456789abcdef";
+// --- text in addresses ---
+
+namespace {
+
+// A blank as "+", letters, digits and the bytes of `kept` as they are, every other byte as "%" and two
+// of the digits.
+text percent_encode(std::string_view source, std::string_view kept, std::string_view digits) {
   text encoded;
   for (const char c : source) {
     if (c == ' ') {
       encoded.append('+');
-    } else if (is_letter(c) || is_digit(c)) {
+    } else if (is_letter(c) || is_digit(c) || kept.find(c) != std::string_view::npos) {
       encoded.append(c);
     } else {
       const auto byte = static_cast<unsigned char>(c);
@@ -214,6 +220,48 @@ text url_encode(std::string_view source) {
     }
   }
   return encoded;
+}
+
+// The value of each hexadecimal digit; 0 for every other byte.
+constexpr auto digit_values = [] {
+  std::array<unsigned char, 256> values{};
+  for (unsigned char i = 0; i < 10; ++i) values[static_cast<unsigned char>('0' + i)] = i;
+  for (unsigned char i = 0; i < 6; ++i) {
+    values[static_cast<unsigned char>('A' + i)] = values[static_cast<unsigned char>('a' + i)] =
+        static_cast<unsigned char>(10 + i);
+  }
+  return values;
+}();
+
+}  // namespace
+
+text url_encode(std::string_view source) { return percent_encode(source, {}, "0123456789abcdef"); }
+
+text url_escape(std::string_view source) { return percent_encode(source, "_-.", "0123456789ABCDEF"); }
+
+std::string_view url_decode(char *bytes, std::size_t length) {
+  char *kept = bytes;
+  for (std::size_t i = 0; i < length; ++i) {
+    if (bytes[i] == '+') {
+      *kept++ = ' ';
+    } else if (bytes[i] != '%') {
+      *kept++ = bytes[i];
+    } else if (length - i > 2) {
+      const unsigned high = digit_values[static_cast<unsigned char>(bytes[i + 1])];
+      const unsigned low = digit_values[static_cast<unsigned char>(bytes[i + 2])];
+      *kept++ = static_cast<char>(high << 4 | low);
+      i += 2;
+    } else {
+      break;
+    }
+  }
+  return {bytes, static_cast<std::size_t>(kept - bytes)};
+}
+
+text url_unescape(std::string_view source) {
+  text decoded(source);
+  decoded.truncate(until_nul(url_decode(decoded.data(), decoded.size())).size());
+  return decoded;
 }
 
 // --- asking ---

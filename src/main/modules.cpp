@@ -1,5 +1,12 @@
 #include "main/modules.h"
 
+#include "files/cookie.h"
+#include "files/counter.h"
+#include "files/download.h"
+#include "files/image_size.h"
+#include "files/mail.h"
+#include "files/upload.h"
+#include "files/uuencode.h"
 #include "macro/macro_operators.h"
 #include "macro/optimizer.h"
 #include "ops/comparison.h"
@@ -24,14 +31,21 @@ constexpr registrar registrars[] = {
     register_optimizer_operators,
     register_request_information_operators,
     register_miscellaneous_operators,
+    register_image_size_operators,
     register_comparison_operators,
     register_macro_operators,
     register_match_operators,
+    register_mail_operator,
     register_sort_operators,
     register_string_operators,
     register_table_operators,
+    register_cookie_operator,
+    register_upload_operators,
+    register_uuencode_operator,
+    register_counter_operator,
     register_switch_operators,
     register_expression_operators,
+    register_download_operator,
 };
 
 }  // namespace

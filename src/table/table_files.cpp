@@ -1,5 +1,4 @@
 // Tables in files: load and save.
-#include <cerrno>
 #include <memory>
 #include <utility>
 
@@ -75,14 +74,8 @@ void op_save(parameters &parameters, text &out) {
   const expansion name = evaluate(parameters[0]);
   const text path = name.is_empty() ? text() : underscore_path(resolve_file(name));
   const text bytes = parameters.count() >= 2 ? evaluate_copy(parameters[1]) : serialise_current_table();
-  text failure = write_text_file(path, bytes, false);
-  const int error = errno;
+  const text failure = write_text_file(path, bytes, false);
   if (failure.is_null()) return;
-  if (!path.is_empty()) {
-    failure.append("(#");
-    failure.append(format_signed(error));
-    failure.append(')');
-  }
   log_message(error_log, "save to '%s' failed: %s", path.c_str(), failure.c_str());
   out.append("[save to '");
   out.append(path);

@@ -38,6 +38,8 @@ TEST(cache_entry_path, differs_for_every_byte) {
   }
 }
 
+TEST(count_file_path, has_its_own_end) { EXPECT_EQ(count_file_path("/home/visits").view(), "/home/visits.count"); }
+
 TEST(access_file_path, is_in_the_directory) {
   EXPECT_EQ(access_file_path("/home/www").view(), "/home/www/.htaccess");
   EXPECT_EQ(access_file_path("").view(), "/.htaccess");

@@ -171,10 +171,23 @@ TEST(write_text_file, without_a_path_says_so) {
   EXPECT_EQ(write_text_file("", "abc", false).view(), "no filename specified");
 }
 
-TEST(write_text_file, that_fails_gives_the_description_of_the_error) {
+TEST(write_text_file, that_fails_gives_the_description_and_the_number_of_the_error) {
   const temporary_folder folder;
-  EXPECT_EQ(write_text_file("missing/f", "abc", false).view(), "No such file or directory");
-  EXPECT_EQ(write_text_file(".", "abc", false).view(), "Is a directory");
+  EXPECT_EQ(write_text_file("missing/f", "abc", false).view(), "No such file or directory(#2)");
+  EXPECT_EQ(write_text_file(".", "abc", false).view(), "Is a directory(#21)");
+}
+
+TEST(write_text_file, writes_nul_bytes) {
+  const temporary_folder folder;
+  EXPECT_TRUE(write_text_file("f", "a\0b\0"sv, false).is_null());
+  EXPECT_EQ(file_content("f"), "a\0b\0"sv);
+}
+
+TEST(write_text_file, that_names_a_pipe_fails_and_does_not_wait) {
+  const temporary_folder folder;
+  ASSERT_EQ(mkfifo("pipe", 0600), 0);
+  EXPECT_EQ(write_text_file("pipe", "abc", false).view(), "Invalid argument(#22)");
+  EXPECT_EQ(write_text_file("pipe", std::string(1 << 20, 'x'), false).view(), "Resource temporarily unavailable(#11)");
 }
 
 TEST(write_text_file, waits_for_the_lock_of_another_process) {
@@ -238,9 +251,9 @@ TEST(remove_file, removes_it) {
   EXPECT_EQ(file_content("f"), "(no file)");
 }
 
-TEST(remove_file, that_fails_gives_the_description_of_the_error) {
+TEST(remove_file, that_fails_gives_the_description_and_the_number_of_the_error) {
   const temporary_folder folder;
-  EXPECT_EQ(remove_file("missing").view(), "No such file or directory");
+  EXPECT_EQ(remove_file("missing").view(), "No such file or directory(#2)");
 }
 
 TEST(remove_file, without_a_path_says_so) { EXPECT_EQ(remove_file("").view(), "no filename specified"); }
@@ -267,9 +280,29 @@ TEST(write_all, writes_through_a_full_pipe) {
 
 TEST(write_all, on_an_error_gives_what_was_written) { EXPECT_EQ(write_all(-1, "abc"), 0U); }
 
-TEST(error_description, describes_the_current_error_number) {
-  errno = ENOENT;
-  EXPECT_EQ(error_description().view(), "No such file or directory");
+TEST(file_error, describes_the_current_error_number_and_shows_it) {
+  errno = EACCES;
+  EXPECT_EQ(file_error().view(), "Permission denied(#13)");
+}
+
+TEST(open_file, knows_the_size_of_a_regular_file_alone) {
+  const temporary_folder folder;
+  write_file("f", "abc");
+  ASSERT_EQ(mkfifo("pipe", 0600), 0);
+  EXPECT_EQ(open_file("f", O_RDONLY).size(), 3);
+  const open_file directory(".", O_RDONLY);
+  EXPECT_LT(directory.size(), 0);
+  EXPECT_EQ(errno, EISDIR);
+  const open_file pipe("pipe", O_RDONLY);
+  EXPECT_LT(pipe.size(), 0);
+  EXPECT_EQ(errno, EINVAL);
+}
+
+TEST(open_file, that_cannot_be_opened_is_below_0_and_leaves_the_error_number) {
+  const temporary_folder folder;
+  const open_file file("missing", O_RDONLY);
+  EXPECT_LT(file, 0);
+  EXPECT_EQ(errno, ENOENT);
 }
 
 TEST(lock_stream, keeps_others_out_until_unlocked) {

@@ -394,6 +394,54 @@ TEST(url_encode, of_nothing_is_null) {
   EXPECT_TRUE(url_encode("").is_null());
 }
 
+TEST(url_escape, of_a_blank_b_ampersand_c_gives_plus_and_an_upper_case_escape) {
+  EXPECT_EQ(url_escape("a b&c").view(), "a+b%26c");
+  EXPECT_EQ(url_escape("/").view(), "%2F");
+}
+
+TEST(url_escape, keeps_letters_digits_underscore_minus_and_point_and_nothing_else) {
+  for (int byte = 1; byte < 256; ++byte) {
+    const char c = static_cast<char>(byte);
+    char escaped[4];
+    std::snprintf(escaped, sizeof escaped, "%%%02X", static_cast<unsigned>(byte));
+    std::string expected = escaped;
+    if ((c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9')) expected = std::string(1, c);
+    if (c == '_' || c == '-' || c == '.') expected = std::string(1, c);
+    if (c == ' ') expected = "+";
+    EXPECT_EQ(url_escape({&c, 1}).view(), expected) << byte;
+  }
+}
+
+TEST(url_escape, of_nothing_is_null) { EXPECT_TRUE(url_escape({}).is_null()); }
+
+TEST(url_unescape, undoes_escapes_in_either_letter_case) {
+  EXPECT_EQ(url_unescape("a+b%2f%2Fc").view(), "a b//c");
+}
+
+TEST(url_unescape, takes_a_byte_that_is_no_digit_for_0) {
+  EXPECT_EQ(url_unescape("%4x").view(), "@");
+  EXPECT_EQ(url_unescape("%x1y").view(), "\x01y");
+}
+
+TEST(url_unescape, drops_an_escape_cut_short_by_the_end) {
+  EXPECT_EQ(url_unescape("a%4").view(), "a");
+  EXPECT_EQ(url_unescape("a%").view(), "a");
+}
+
+TEST(url_unescape, cuts_the_text_at_a_nul_byte) { EXPECT_EQ(url_unescape("a%00b").view(), "a"); }
+
+TEST(url_unescape, of_nothing_is_null) {
+  EXPECT_TRUE(url_unescape({}).is_null());
+  EXPECT_TRUE(url_unescape("%0").is_null());
+}
+
+TEST(url_unescape, gives_back_what_url_escape_was_given) {
+  std::string bytes;
+  for (int byte = 1; byte < 256; ++byte) bytes += static_cast<char>(byte);
+  EXPECT_EQ(url_unescape(url_escape(bytes)).view(), bytes);
+  EXPECT_EQ(url_unescape(url_encode(bytes)).view(), bytes);
+}
+
 // --- asking ---
 
 TEST(all_digits, is_true_of_digits_only) {

@@ -1,0 +1,67 @@
+#include "files/counter.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <climits>
+
+#include "core/file.h"
+#include "core/file_names.h"
+#include "core/operators.h"
+
+namespace quillet {
+
+namespace {
+
+// The count is looked for in this many bytes at the front of its file.
+constexpr std::size_t longest_count = 1024;
+
+// Reads the count, adds 1 and writes it back, so that no other process comes between. False when it
+// cannot be written.
+bool count_one_more(const open_file &file, int &count) {
+  lock_file(file);
+  char bytes[longest_count];
+  count = parse_int({bytes, file.read_some(bytes, sizeof bytes)});
+  if (count < INT_MAX) ++count;
+  const text digits = format_signed(count, 10);
+  // Deliberate: the file is not cut, what stands behind the tenth byte stays.
+  return pwrite(file, digits.data(), digits.size(), 0) == static_cast<ssize_t>(digits.size());
+}
+
+void append_failure(const text &path, std::string_view missing, text &out) {
+  // Deliberate: the word is spelled like this.
+  for (const std::string_view part : {std::string_view("[counter: count file \""), path.view(),
+                                      std::string_view("\" not "), missing, std::string_view(" or non-existant.]")}) {
+    out.append(part);
+  }
+}
+
+// ^counter[name]
+//
+// Adds 1 to the count in the file `name.count`, which is made when it is missing, and gives the new
+// count. A file without a number starts at 1; a count of 2147483647 stays.
+//
+// [counter: count file "path" not writable or non-existant.]
+// [counter: count file "path" not readable or non-existant.]
+void op_counter(parameters &parameters, text &out) {
+  const text path = count_file_path(resolve_file(parameters[0]));
+  const open_file file(path, O_RDWR | O_CREAT);
+  if (file < 0) {
+    const bool permitted = access(path.c_str(), R_OK | W_OK) == 0;
+    return append_failure(path, permitted ? "readable" : "writable", out);
+  }
+  if (file.size() < 0) return append_failure(path, "readable", out);
+  int count = 0;
+  if (!count_one_more(file, count)) return append_failure(path, "writable", out);
+  out.append(format_signed(count));
+}
+
+constexpr operator_definition module[] = {
+    {"counter", op_counter, 1, evaluated, "^counter[name]", "Counts one more and gives the count."},
+};
+
+}  // namespace
+
+void register_counter_operator() { register_operators(module); }
+
+}  // namespace quillet

@@ -1,0 +1,150 @@
+#include "files/upload.h"
+
+#include <sys/stat.h>
+
+#include <initializer_list>
+
+#include "cgi/charset.h"
+#include "cgi/form.h"
+#include "cgi/log.h"
+#include "core/file.h"
+#include "core/operators.h"
+#include "files/attachment.h"
+
+namespace quillet {
+
+namespace {
+
+// Appends the message in brackets and writes it to the error log.
+void report(std::initializer_list<std::string_view> parts, text &out) {
+  text message;
+  for (const std::string_view part : parts) message.append(part);
+  log_message(error_log, "%s", message.c_str());
+  out.append('[');
+  out.append(message);
+  out.append(']');
+}
+
+void report_upload(std::string_view field, std::string_view destination, std::string_view reason, text &out) {
+  report({"upload field '", field, "' to '", destination, "' failed: ", reason}, out);
+}
+
+// --- what there is to know about a file ---
+
+// Browsers of some systems send the whole path.
+void append_name(const form_entry &file, const parameters &, text &out) {
+  const std::string_view name = file.file_name;
+  out.append(name.substr(name.rfind('\\') + 1));  // none gives 0
+}
+
+void append_size(const form_entry &file, const parameters &, text &out) {
+  out.append(format_unsigned(file.value.size()));
+}
+
+void append_value(const form_entry &file, const parameters &, text &out) { out.append(until_nul(file.value)); }
+
+void append_block(const form_entry &file, const parameters &parameters, text &out) {
+  append_attachment(file.value, parameters.count() > 2 ? parameters[2] : unnamed_file, out);
+}
+
+struct question {
+  std::string_view what;
+  void (*append_answer)(const form_entry &file, const parameters &parameters, text &out);
+};
+
+constexpr question questions[] = {
+    {"name", append_name},
+    {"size", append_size},
+    {"value", append_value},
+    {"uuencode", append_block},
+};
+
+// Turns what stands in `out` behind `start` into text of the given charset: recodes it from the charset
+// of the pages and normalises its line ends.
+void make_text(int charset, std::size_t start, text &out) {
+  const text answer(out.view().substr(start));
+  out.truncate(start);
+  append_normalised(answer, std::string_view::npos, out);
+  recode(out.data() + start, out.size() - start, output_charset(), charset);
+}
+
+// --- storing ---
+
+// Makes every directory on the path that is missing. What fails is found out by whoever opens the file.
+void make_directories(text &path) {
+  for (std::size_t slash = 0; (slash = path.view().find('/', slash + 1)) != std::string_view::npos;) {
+    path.data()[slash] = '\0';
+    mkdir(path.c_str(), 0775);
+    path.data()[slash] = '/';
+  }
+}
+
+void store(const form_entry &file, std::string_view field, std::string_view name, text &out) {
+  text path;
+  if (!name.empty()) {
+    path = resolve_file(name);
+    make_directories(path);
+  }
+  const text failure = write_text_file(path, file.value, false);
+  if (!failure.is_null()) report_upload(field, path, failure, out);
+}
+
+// ^upload[field;file]
+// ^upload[field;name]
+// ^upload[field;size]
+// ^upload[field;value]
+// ^upload[field;uuencode;name]
+// ^upload[...;text]
+// ^upload[...;sql]
+//
+// Stores the file that a visitor sent in a form field, making directories on its way; no text. Or tells
+// about it: its name on the visitor's computer, its size in bytes, its bytes up to the first NUL, or the
+// file as an attachment of a mail message, "noname.dat" when no name is given. With `text` as the last
+// parameter the result is recoded from the page's charset to that of the files, with `sql` to that of the
+// database, KOI8-R, and its line ends become line feeds.
+//
+// [upload field 'field' to '(no file)' failed: no such field]
+// [upload field 'field' to '(no file)' failed: field is not of file type/wrong method/enctype]
+// [upload field 'field' to '' failed: no filename specified]
+// [upload field 'field' to 'path' failed: the system's description(#error number)]
+void op_upload(parameters &parameters, text &out) {
+  constexpr std::string_view no_file = "(no file)";
+  const std::string_view field = parameters[0];
+  const form_entry *file = find_form_entry(field);
+  if (file == nullptr) return report_upload(field, no_file, "no such field", out);
+  if (!file->is_file()) {
+    return report_upload(field, no_file, "field is not of file type/wrong method/enctype", out);
+  }
+  for (const question &asked : questions) {
+    if (asked.what != parameters[1]) continue;
+    const std::size_t start = out.size();
+    asked.append_answer(*file, parameters, out);
+    if (parameters.last() == "text") make_text(source_charset(), start, out);
+    if (parameters.last() == "sql") make_text(charset_koi8_r, start, out);
+    return;
+  }
+  store(*file, field, parameters[1], out);
+}
+
+// ^unlink[file]
+//
+// Deletes the file. No text.
+//
+// [unlink '' failed: no filename specified]
+// [unlink 'path' failed: the system's description(#error number)]
+void op_unlink(parameters &parameters, text &out) {
+  const text path = parameters[0].empty() ? text() : resolve_file(parameters[0]);
+  const text failure = remove_file(path);
+  if (!failure.is_null()) report({"unlink '", path, "' failed: ", failure}, out);
+}
+
+constexpr operator_definition module[] = {
+    {"upload", op_upload, 0, evaluated, "^upload[field;file]", "Stores, or tells about, the file of a form field."},
+    {"unlink", op_unlink, 1, evaluated, "^unlink[file]", "Deletes a file."},
+};
+
+}  // namespace
+
+void register_upload_operators() { register_operators(module); }
+
+}  // namespace quillet
