@@ -1,5 +1,6 @@
 #include "main/modules.h"
 
+#include "apps/calendar.h"
 #include "files/cookie.h"
 #include "files/counter.h"
 #include "files/download.h"
@@ -43,6 +44,7 @@ constexpr registrar registrars[] = {
     register_upload_operators,
     register_uuencode_operator,
     register_counter_operator,
+    register_calendar_operators,
     register_switch_operators,
     register_expression_operators,
     register_download_operator,
