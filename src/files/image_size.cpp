@@ -106,12 +106,10 @@ picture_size measure(std::string_view name) {
 }
 
 // ^imgsize[file]
-// ^jpegsize[file]
-// ^gifsize[file]
 //
 // Makes a table of one row current: the width and the height of the picture in pixels. Its name, which ends
-// with ".gif" or ".jpg" in any letter case, says what it is, whichever of the three operators is used. A
-// file that is no such picture, or cannot be read, gives 0 and 0. No text.
+// with ".gif" or ".jpg" in any letter case, says what it is. A file that is no such picture, or cannot be
+// read, gives 0 and 0. No text.
 void op_imgsize(parameters &parameters, text &) {
   remove_current_table();
   const picture_size size = measure(parameters[0]);
@@ -121,12 +119,18 @@ void op_imgsize(parameters &parameters, text &) {
   put_table(std::make_unique<table>(std::move(row)));
 }
 
-constexpr std::string_view summary = "Makes a table of a picture's width and height.";
+// ^jpegsize[file]
+//
+// The same operator, for every kind of picture that it knows.
+
+// ^gifsize[file]
+//
+// The same operator, for every kind of picture that it knows.
 
 constexpr operator_definition module[] = {
-    {"imgsize", op_imgsize, 1, evaluated, "^imgsize[file]", summary},
-    {"jpegsize", op_imgsize, 1, evaluated, "^jpegsize[file]", summary},
-    {"gifsize", op_imgsize, 1, evaluated, "^gifsize[file]", summary},
+    {"imgsize", op_imgsize, 1, evaluated, "^imgsize[file]", "A table of the width and the height of a picture."},
+    {"jpegsize", op_imgsize, 1, evaluated, "^jpegsize[file]", "The same as imgsize."},
+    {"gifsize", op_imgsize, 1, evaluated, "^gifsize[file]", "The same as imgsize."},
 };
 
 }  // namespace

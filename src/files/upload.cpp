@@ -139,7 +139,10 @@ void op_unlink(parameters &parameters, text &out) {
 }
 
 constexpr operator_definition module[] = {
-    {"upload", op_upload, 0, evaluated, "^upload[field;file]", "Stores, or tells about, the file of a form field."},
+    {"upload", op_upload, 0, evaluated,
+     "^upload[field;file] ^upload[field;name] ^upload[field;size] ^upload[field;value] ^upload[field;uuencode;name] "
+     "^upload[...;text] ^upload[...;sql]",
+     "Stores the file that a visitor sent, or tells about it."},
     {"unlink", op_unlink, 1, evaluated, "^unlink[file]", "Deletes a file."},
 };
 
