@@ -7,6 +7,7 @@
 #include <utime.h>
 
 #include <cerrno>
+#include <climits>
 #include <cstdio>
 #include <cstring>
 
@@ -189,6 +190,18 @@ void unlock_stream(std::FILE *stream) {
   flock(fileno(stream), LOCK_UN);
 }
 
+making_result make_whole_file(std::string_view path, std::string_view bytes) {
+  std::string_view directory = path;
+  if (cut_at_last_char(directory, '/').data() == nullptr) directory = ".";
+  const open_file file(directory.empty() ? "/" : directory, O_RDWR | O_TMPFILE);
+  if (file < 0) return not_without_name;
+  if (write_all(file, bytes) != bytes.size()) return no_room_for_file;
+  text own_name("/proc/self/fd/");
+  own_name.append(format_signed(file));
+  const bool named = linkat(AT_FDCWD, own_name.c_str(), AT_FDCWD, text(path).c_str(), AT_SYMLINK_FOLLOW) == 0;
+  return named ? file_made : not_without_name;
+}
+
 // --- file names ---
 
 text page_directory_file(std::string_view name) {
@@ -210,6 +223,13 @@ text resolve_file(std::string_view name) {
 }
 
 // --- directories ---
+
+void make_directories(std::string_view path) {
+  if (path.size() >= PATH_MAX) return;  // no file can have such a name
+  for (std::size_t slash = 0; (slash = path.find('/', slash + 1)) != std::string_view::npos;) {
+    mkdir(text(path.substr(0, slash)).c_str(), 0775);
+  }
+}
 
 directory_reader::~directory_reader() { close_directory(*this); }
 

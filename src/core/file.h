@@ -66,12 +66,27 @@ void lock_file(int descriptor);
 void lock_stream(std::FILE *stream);
 void unlock_stream(std::FILE *stream);
 
+// What became of a new file.
+enum making_result : int {
+  file_made,
+  no_room_for_file,  // or another error of writing it; nothing is left of it
+  not_without_name,  // the name is taken, or the file system knows no files without a name
+};
+
+// Makes a new file (mode 0666 less the process mask) that gets its name when it is whole: nobody ever
+// meets a part of it, not even when the process is killed.
+[[nodiscard]] making_result make_whole_file(std::string_view path, std::string_view bytes);
+
 // The file `name` in the page's directory.
 [[nodiscard]] text page_directory_file(std::string_view name);
 
 // Where an operator's file name leads: under the document root when it begins with "/", otherwise in
 // the page's directory.
 [[nodiscard]] text resolve_file(std::string_view name);
+
+// Makes the directories on the way to the file that are missing, with mode 0775 less the process mask;
+// errors are ignored.
+void make_directories(std::string_view path);
 
 // Walks the entries of a directory in the order in which the system lists them.
 struct directory_reader {

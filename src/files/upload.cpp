@@ -1,6 +1,5 @@
 #include "files/upload.h"
 
-#include <sys/stat.h>
 
 #include <initializer_list>
 
@@ -69,15 +68,6 @@ void make_text(int charset, std::size_t start, text &out) {
 }
 
 // --- storing ---
-
-// Makes every directory on the path that is missing. What fails is found out by whoever opens the file.
-void make_directories(text &path) {
-  for (std::size_t slash = 0; (slash = path.view().find('/', slash + 1)) != std::string_view::npos;) {
-    path.data()[slash] = '\0';
-    mkdir(path.c_str(), 0775);
-    path.data()[slash] = '/';
-  }
-}
 
 void store(const form_entry &file, std::string_view field, std::string_view name, text &out) {
   text path;

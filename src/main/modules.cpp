@@ -1,9 +1,13 @@
 #include "main/modules.h"
 
+#include "apps/access.h"
 #include "apps/calendar.h"
+#include "db/cache.h"
 #include "files/cookie.h"
 #include "files/counter.h"
 #include "files/download.h"
+#include "files/exec.h"
+#include "files/file_operators.h"
 #include "files/image_size.h"
 #include "files/mail.h"
 #include "files/upload.h"
@@ -29,9 +33,12 @@ using registrar = void (*)();
 // The order counts: of two operators of the same name the first one registered wins. The chat's own
 // `cookie` gives way to the one of the cookie module in this way.
 constexpr registrar registrars[] = {
+    register_cache_operator,
     register_optimizer_operators,
     register_request_information_operators,
     register_miscellaneous_operators,
+    register_exec_operator,
+    register_file_operators,
     register_image_size_operators,
     register_comparison_operators,
     register_macro_operators,
@@ -47,6 +54,7 @@ constexpr registrar registrars[] = {
     register_calendar_operators,
     register_switch_operators,
     register_expression_operators,
+    register_access_operators,
     register_download_operator,
 };
 

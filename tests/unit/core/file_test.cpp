@@ -4,12 +4,14 @@
 #include <gtest/gtest.h>
 #include <sched.h>
 #include <sys/file.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <utime.h>
 
 #include <cerrno>
+#include <csignal>
 #include <filesystem>
 #include <set>
 #include <string>
@@ -218,6 +220,50 @@ TEST(write_text_file, waits_for_the_lock_of_another_process) {
 
 // --- time, removal, descriptors, locks ---
 
+TEST(make_whole_file, makes_the_file_with_mode_666_less_the_process_mask) {
+  const temporary_folder folder;
+  const mode_t mask = umask(2);
+  EXPECT_EQ(make_whole_file("f", "abc"), file_made);
+  umask(mask);
+  EXPECT_EQ(file_content("f"), "abc");
+  EXPECT_EQ(std::filesystem::status("f").permissions(), static_cast<std::filesystem::perms>(0664));
+}
+
+TEST(make_whole_file, of_nothing_makes_an_empty_file) {
+  const temporary_folder folder;
+  EXPECT_EQ(make_whole_file("./f", ""), file_made);
+  EXPECT_EQ(file_content("f"), "");
+}
+
+TEST(make_whole_file, leaves_what_has_the_name_already) {
+  const temporary_folder folder;
+  write_file("f", "old");
+  EXPECT_EQ(make_whole_file("f", "new"), not_without_name);
+  EXPECT_EQ(file_content("f"), "old");
+  std::filesystem::create_symlink("missing", "link");
+  EXPECT_EQ(make_whole_file("link", "new"), not_without_name);
+  EXPECT_FALSE(std::filesystem::exists("missing"));
+}
+
+TEST(make_whole_file, leaves_nothing_without_room) {
+  const temporary_folder folder;
+  rlimit old_limit {};
+  ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &old_limit), 0);
+  const rlimit small = {2, old_limit.rlim_max};
+  const auto old_handler = std::signal(SIGXFSZ, SIG_IGN);
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
+  const making_result result = make_whole_file("f", "abc");
+  setrlimit(RLIMIT_FSIZE, &old_limit);
+  std::signal(SIGXFSZ, old_handler);
+  EXPECT_EQ(result, no_room_for_file);
+  EXPECT_TRUE(std::filesystem::is_empty("."));
+}
+
+TEST(make_whole_file, in_a_missing_folder_fails) {
+  const temporary_folder folder;
+  EXPECT_EQ(make_whole_file("no/such/f", "abc"), not_without_name);
+}
+
 TEST(file_time, of_a_missing_file_is_0) {
   const temporary_folder folder;
   EXPECT_EQ(file_time("missing", 0), 0);
@@ -358,6 +404,34 @@ TEST(resolve_file, takes_any_other_name_from_the_page_directory) {
   const request_paths paths("/home/www/a/page.html", "/home/www");
   EXPECT_EQ(resolve_file("b/c").view(), "/home/www/a/b/c");
   EXPECT_EQ(resolve_file("").view(), "/home/www/a/");
+}
+
+TEST(make_directories, makes_every_folder_on_the_way) {
+  const temporary_folder folder;
+  const mode_t mask = umask(2);
+  make_directories("./a/b//c/file");
+  umask(mask);
+  EXPECT_TRUE(std::filesystem::is_directory("a/b/c"));
+  EXPECT_FALSE(std::filesystem::exists("a/b/c/file"));
+  EXPECT_EQ(std::filesystem::status("a/b").permissions(), static_cast<std::filesystem::perms>(0775));
+}
+
+TEST(make_directories, goes_on_where_folders_are_there_or_cannot_be) {
+  const temporary_folder folder;
+  write_file("f", "x");
+  make_directories("f/a/b");
+  make_directories("");
+  make_directories("/");
+  make_directories("file");
+  EXPECT_EQ(file_content("f"), "x");
+}
+
+TEST(make_directories, of_a_path_beyond_all_limits_makes_nothing) {
+  const temporary_folder folder;
+  std::string path;
+  while (path.size() < 1000000) path += "a/";
+  make_directories(path);
+  EXPECT_TRUE(std::filesystem::is_empty("."));
 }
 
 TEST(directory_reader, gives_every_entry_with_its_kind) {

@@ -1,0 +1,8 @@
+// Results kept in files: cache.
+#pragma once
+
+namespace quillet {
+
+void register_cache_operator();
+
+}  // namespace quillet

@@ -1,0 +1,8 @@
+// Running programs: exec.
+#pragma once
+
+namespace quillet {
+
+void register_exec_operator();
+
+}  // namespace quillet
