@@ -1,6 +1,5 @@
 #include "files/upload.h"
 
-
 #include <initializer_list>
 
 #include "cgi/charset.h"
