@@ -31,7 +31,7 @@ using string_dictionary = dictionary<text>;
 // Whether storing the value means removing the entry.
 [[nodiscard]] inline bool is_absent_value(const text &value) { return value.is_null(); }
 template <class object>
-[[nodiscard]] bool is_absent_value(const std::shared_ptr<object> &value) {
+[[nodiscard]] bool is_absent_value(const std::unique_ptr<object> &value) {
   return value == nullptr;
 }
 

@@ -203,10 +203,14 @@ struct repeated_text::prepared_texts {
   static constexpr std::size_t places = 64;
   std::unique_ptr<prepared_text> of_place[places];
 
+  [[gnu::noinline]] static void prepare(std::unique_ptr<prepared_text> &place, std::string_view source) {
+    place = std::make_unique<prepared_text>(source);
+  }
+
   const prepared_text *find(std::string_view source) {
     const auto key = reinterpret_cast<std::uintptr_t>(source.data()) * 31 + source.size();
     std::unique_ptr<prepared_text> &place = of_place[key % places];
-    if (place == nullptr) place = std::make_unique<prepared_text>(source);
+    if (place == nullptr) prepare(place, source);
     return place->is_of(source) ? place.get() : nullptr;
   }
 };
@@ -273,10 +277,19 @@ text evaluate_copy(std::string_view source) {
   return result;
 }
 
-void evaluate(std::string_view source, text &out) {
-  if (repeated_text::innermost != nullptr && repeated_text::innermost->expand(source, out)) return;
+namespace {
+
+// Apart from `evaluate`, whose frame stands on the stack once for each level of nesting.
+[[gnu::noinline]] void scan_and_expand(std::string_view source, text &out) {
   expanding_sink sink{out};
   scanner(source, sink).run();
+}
+
+}  // namespace
+
+void evaluate(std::string_view source, text &out) {
+  if (repeated_text::innermost != nullptr && repeated_text::innermost->expand(source, out)) return;
+  scan_and_expand(source, out);
 }
 
 int call_depth() { return depth; }

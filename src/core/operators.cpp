@@ -23,15 +23,24 @@ parameters::slot *parameters::stack_top = reinterpret_cast<slot *>(slot_stack::m
 void parameters::evaluate_in_place(int index) {
   if (index >= count_) return;
   slot &parameter = slots_[index];
-  if (parameter.plain || !has_markup(parameter.bytes)) return;
-  if (parameter.value.is_null()) {
-    evaluate(parameter.bytes, parameter.value);
-  } else {  // it is its own source now
-    text value;
-    evaluate(parameter.bytes, value);
+  if (parameter.state == slot::is_plain || !has_markup(parameter.bytes)) return;
+  text value;
+  evaluate(parameter.bytes, value);
+  if (parameter.state == slot::has_value) {  // it was its own source
     parameter.value = std::move(value);
+  } else {
+    std::construct_at(&parameter.value, std::move(value));
+    parameter.state = slot::has_value;
+    has_values_ = true;
   }
   parameter.bytes = parameter.value;
+}
+
+void parameters::destroy_values() {
+  for (slot *at = slots_; at < slots_ + count_; ++at) {
+    if (at->state == slot::has_value) std::destroy_at(&at->value);
+  }
+  has_values_ = false;
 }
 
 void parameters::evaluate_all_in_place() {

@@ -59,27 +59,33 @@ class parameters {
   // Adds a parameter at the end; the caller has checked the count. The bytes stay the caller's. A plain
   // one is known to be its own value.
   void add(std::string_view bytes, bool plain = false) {
-    slot *const added = std::construct_at(stack_top);
-    added->bytes = bytes;
-    added->plain = plain;
-    ++stack_top;
+    slot &added = *stack_top++;
+    added.bytes = bytes;
+    added.state = plain ? slot::is_plain : slot::is_source;
     ++count_;
   }
   void clear() {
-    for (; count_ > 0; --count_) std::destroy_at(--stack_top);
+    if (has_values_) destroy_values();
+    stack_top = slots_;
+    count_ = 0;
   }
 
  private:
   struct slot {
     std::string_view bytes;
-    text value;  // holds `bytes` where evaluation made new ones
-    bool plain;
+    enum : char { is_source, is_plain, has_value } state;
+    union {
+      text value;  // holds `bytes` where evaluation made new ones
+    };
   };
   struct slot_stack;
+
+  void destroy_values();
 
   static slot *stack_top;  // the first free slot
   slot *slots_;
   int count_ = 0;
+  bool has_values_ = false;
 };
 
 using operator_handler = void (*)(parameters &parameters, text &out);

@@ -279,15 +279,15 @@ bool equal_ignoring_case(std::string_view a, std::string_view b) {
 
 // --- numbers ---
 
-long long parse_long(std::string_view source) {
-  std::size_t i = 0;
-  while (i < source.size() && is_white_space(source[i])) ++i;
-  const bool negative = i < source.size() && source[i] == '-';
-  if (i < source.size() && (source[i] == '-' || source[i] == '+')) ++i;
-  // Read as a negative number, whose range is the larger one.
+namespace {
+
+// The digits at the front of a text, kept within a number of their sign.
+long long read_digits(std::string_view digits, bool negative) {
+  // As a negative number, whose range is the larger one.
   long long number = 0;
-  for (; i < source.size() && is_digit(source[i]); ++i) {
-    if (__builtin_mul_overflow(number, 10, &number) || __builtin_sub_overflow(number, source[i] - '0', &number)) {
+  for (const char c : digits) {
+    if (!is_digit(c)) break;
+    if (__builtin_mul_overflow(number, 10, &number) || __builtin_sub_overflow(number, c - '0', &number)) {
       return negative ? LLONG_MIN : LLONG_MAX;
     }
   }
@@ -295,37 +295,57 @@ long long parse_long(std::string_view source) {
   return number == LLONG_MIN ? LLONG_MAX : -number;
 }
 
+}  // namespace
+
+long long parse_long(std::string_view source) {
+  while (!source.empty() && is_white_space(source.front())) source.remove_prefix(1);
+  const bool negative = source.starts_with('-');
+  if (negative || source.starts_with('+')) source.remove_prefix(1);
+  // So few bytes fit in any case.
+  constexpr std::size_t safe_size = 18;
+  if (source.size() > safe_size) return read_digits(source, negative);
+  long long number = 0;
+  for (const char c : source) {
+    if (!is_digit(c)) break;
+    number = number * 10 + (c - '0');
+  }
+  return negative ? -number : number;
+}
+
 int parse_int(std::string_view source) {
   return static_cast<int>(std::clamp<long long>(parse_long(source), INT_MIN, INT_MAX));
 }
 
+decimal_digits::decimal_digits(long long number) : start_(number < 0 ? 0 : 1) {
+  const auto bits = static_cast<unsigned long long>(number);
+  bytes_[0] = '-';
+  const char *end = std::to_chars(bytes_ + 1, bytes_ + sizeof bytes_, number < 0 ? 0 - bits : bits).ptr;
+  size_ = static_cast<std::size_t>(end - bytes_) - start_;
+}
+
 namespace {
 
-// The digits of `magnitude` behind its sign, with zeros between them up to `width` bytes in all.
-text format_digits(bool negative, unsigned long long magnitude, int width) {
-  char digits[21];
-  char *const start = digits + 1;
-  const char *end = std::to_chars(start, digits + sizeof digits, magnitude).ptr;
-  const auto count = static_cast<int>(end - start);
-  if (width <= count + (negative ? 1 : 0)) {
-    digits[0] = '-';
-    const char *from = negative ? digits : start;
-    return text(std::string_view(from, static_cast<std::size_t>(end - from)));
+// The digits behind their sign, if there is one, with zeros between them up to `width` bytes in all.
+text pad_with_zeros(std::string_view digits, int width) {
+  text padded;
+  if (digits.starts_with('-')) {
+    padded.append('-');
+    digits.remove_prefix(1);
+    --width;
   }
-  text formatted;
-  if (negative) formatted.append('-');
-  for (int zeros = width - count - (negative ? 1 : 0); zeros > 0; --zeros) formatted.append('0');
-  formatted.append(std::string_view(start, static_cast<std::size_t>(count)));
-  return formatted;
+  for (int zeros = width - static_cast<int>(digits.size()); zeros > 0; --zeros) padded.append('0');
+  padded.append(digits);
+  return padded;
 }
 
 }  // namespace
 
-text format_signed(long long number, int width) {
-  const auto bits = static_cast<unsigned long long>(number);
-  return format_digits(number < 0, number < 0 ? 0 - bits : bits, width);
-}
+text format_signed(long long number, int width) { return pad_with_zeros(decimal_digits(number), width); }
 
-text format_unsigned(unsigned long long number, int width) { return format_digits(false, number, width); }
+text format_unsigned(unsigned long long number, int width) {
+  char digits[20];
+  const char *end = std::to_chars(digits, digits + sizeof digits, number).ptr;
+  return pad_with_zeros({digits, static_cast<std::size_t>(end - digits)}, width);
+}
 
 }  // namespace quillet

@@ -58,6 +58,14 @@ class text {
     start[size_++] = byte;
     start[size_] = '\0';
   }
+  // Becomes a copy of the bytes, which are no part of this text; present even when empty.
+  void assign(std::string_view bytes) {
+    if (bytes.size() > capacity_ || is_null()) grow(bytes.size());
+    char *const start = data();
+    if (!bytes.empty()) __builtin_memcpy(start, bytes.data(), bytes.size());
+    size_ = bytes.size();
+    start[size_] = '\0';
+  }
   // Makes room for `size` bytes in all and gives back where the next byte goes; `commit` says how
   // many were written there.
   char *reserve(std::size_t size);
@@ -159,6 +167,10 @@ std::string_view url_decode(char *bytes, std::size_t length);
 // Byte equality; two nulls are equal, a null equals only a null.
 [[nodiscard]] bool text_equal(const text &a, const text &b);
 [[nodiscard]] inline std::size_t text_length(const text &source) { return source.size(); }
+// Byte equality of two short texts, which mostly differ in their length or their first byte.
+[[nodiscard]] inline bool equal_names(std::string_view a, std::string_view b) {
+  return a.size() == b.size() && (a.empty() || (a.front() == b.front() && (a.size() == 1 || a == b)));
+}
 // Byte equality in which ASCII letters of either case are the same.
 [[nodiscard]] bool equal_ignoring_case(std::string_view a, std::string_view b);
 
@@ -168,6 +180,20 @@ std::string_view url_decode(char *bytes, std::size_t length);
 // nothing to read gives 0), kept within its type: a number beyond it gives the nearest limit.
 [[nodiscard]] int parse_int(std::string_view source);
 [[nodiscard]] long long parse_long(std::string_view source);
+
+// The decimal digits of a number, with its sign: a view of its own bytes.
+class decimal_digits {
+ public:
+  explicit decimal_digits(long long number);
+  operator std::string_view() const {  // NOLINT(google-explicit-constructor)
+    return {bytes_ + start_, size_};
+  }
+
+ private:
+  char bytes_[21];
+  std::size_t start_;
+  std::size_t size_;
+};
 
 // Decimal digits of a number, zero-padded to `width` ("%d", "%0*d", "%lu", "%0*lu").
 [[nodiscard]] text format_signed(long long number, int width = 0);

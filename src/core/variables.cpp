@@ -15,7 +15,7 @@ std::size_t last_position = 0;
 
 // Whether there is a variable of that name; `position` becomes its place.
 bool find_variable(std::string_view name, std::size_t &position) {
-  if (last_position < variables.entries.size() && variables.entries[last_position]->key.view() == name) {
+  if (last_position < variables.entries.size() && equal_names(variables.entries[last_position]->key, name)) {
     position = last_position;
     return true;
   }
@@ -40,6 +40,12 @@ void variable_set(std::string_view name, text value) {
   } else {
     dictionary_set(variables, name, std::move(value));
   }
+}
+
+void variable_assign(std::string_view name, std::string_view bytes) {
+  std::size_t position = 0;
+  if (bytes.empty() || !find_variable(name, position)) return variable_set(name, copy_prefix(bytes, bytes.size()));
+  variables.entries[position]->value.assign(bytes);
 }
 
 void variable_append(std::string_view name, std::string_view bytes) {

@@ -13,6 +13,8 @@ namespace quillet {
 [[nodiscard]] bool variable_exists(std::string_view name);
 // Sets the variable; a null value removes it. Names are case-sensitive.
 void variable_set(std::string_view name, text value);
+// Sets the variable to a copy of the bytes; none removes it.
+void variable_assign(std::string_view name, std::string_view bytes);
 // Appends to the variable, in place; one that does not exist is made, unless there is nothing to append.
 void variable_append(std::string_view name, std::string_view bytes);
 

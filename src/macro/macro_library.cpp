@@ -1,6 +1,8 @@
 #include "macro/macro_library.h"
 
+#include <memory>
 #include <utility>
+#include <vector>
 
 #include "core/dictionary.h"
 #include "core/evaluator.h"
@@ -9,21 +11,38 @@ namespace quillet {
 
 namespace {
 
-dictionary<std::shared_ptr<macro>> macros;
+dictionary<std::unique_ptr<macro>> macros;
+
+// Macros that were defined anew while they ran.
+std::vector<std::unique_ptr<macro>> outlived;
+
+// The macro taken out of the dictionary; null when there is none.
+std::unique_ptr<macro> take_macro(std::string_view name) {
+  std::unique_ptr<macro> taken;
+  std::size_t position = 0;
+  if (dictionary_find(macros, name, position)) taken = std::move(macros.entries[position]->value);
+  dictionary_remove(macros, name);
+  return taken;
+}
+
+// Puts a macro, or none, in the place of the one of that name.
+void put_macro(std::string_view name, std::unique_ptr<macro> defined) {
+  std::unique_ptr<macro> replaced = take_macro(name);
+  if (replaced != nullptr && replaced->running > 0) outlived.push_back(std::move(replaced));
+  dictionary_set(macros, name, std::move(defined));
+}
 
 // Takes a macro out of the dictionary and puts it back, or removes it, when the scope ends.
 class macro_set_aside {
  public:
-  explicit macro_set_aside(std::string_view name) : name_(name), set_aside_(find_macro(name)) {
-    dictionary_remove(macros, name);
-  }
+  explicit macro_set_aside(std::string_view name) : name_(name), set_aside_(take_macro(name)) {}
   macro_set_aside(const macro_set_aside &) = delete;
   macro_set_aside &operator=(const macro_set_aside &) = delete;
-  ~macro_set_aside() { dictionary_set(macros, name_, std::move(set_aside_)); }
+  ~macro_set_aside() { put_macro(name_, std::move(set_aside_)); }
 
  private:
   std::string_view name_;
-  std::shared_ptr<macro> set_aside_;
+  std::unique_ptr<macro> set_aside_;
 };
 
 // The number of the first name in the list that `source` begins with, and its length; 0 when none does.
@@ -76,9 +95,9 @@ int read_definitions(std::string_view rest) {
 macro::macro(text &&numbered_body)
     : body(std::move(numbered_body)), refers_to_arguments(body.view().find('$') != std::string_view::npos), repeated(body) {}
 
-std::shared_ptr<macro> find_macro(std::string_view name) {
-  const std::shared_ptr<macro> *found = name.empty() ? nullptr : dictionary_get(macros, name);
-  return found == nullptr ? nullptr : *found;
+macro *find_macro(std::string_view name) {
+  const std::unique_ptr<macro> *found = name.empty() ? nullptr : dictionary_get(macros, name);
+  return found == nullptr ? nullptr : found->get();
 }
 
 void define_macro(std::string_view header, text body) {
@@ -86,8 +105,7 @@ void define_macro(std::string_view header, text body) {
   std::string_view parameter_names = cut_at_char(name, '[');
   cut_at_char(parameter_names, ']');
   text numbered = name_parameters(parameter_names, std::move(body));
-  if (numbered.is_null()) return dictionary_remove(macros, name);
-  dictionary_set(macros, name, std::make_shared<macro>(std::move(numbered)));
+  put_macro(name, numbered.is_null() ? nullptr : std::make_unique<macro>(std::move(numbered)));
 }
 
 text name_parameters(std::string_view names, text body) {
@@ -103,7 +121,7 @@ text name_parameters(std::string_view names, text body) {
     } else if (rest.empty() || !is_digit(rest.front())) {
       std::size_t length = 0;
       if (const int number = matching_name(names, rest, length); number != 0) {
-        named.append(format_signed(number));
+        named.append(decimal_digits(number));
         rest.remove_prefix(length);
       } else {
         named.append("[macro param name not found]");

@@ -9,7 +9,6 @@
 // argument reference is "$" and its number in decimal, "$$" a literal "$".
 #pragma once
 
-#include <memory>
 #include <string_view>
 
 #include "core/evaluator.h"
@@ -23,12 +22,25 @@ struct macro {
   text body;
   bool refers_to_arguments;
   bool was_called = false;
-  repeated_text repeated;  // the body, for a macro that refers to none and is called again
+  int running = 0;         // calls under way, which keep it alive when it is defined anew
+  repeated_text repeated;  // the body, for a macro that refers to no argument and is called again
 };
 
-// The macro of that name, null when there is none. Whoever runs it keeps it alive by the pointer: it
-// may be defined anew meanwhile.
-[[nodiscard]] std::shared_ptr<macro> find_macro(std::string_view name);
+// The macro of that name, null when there is none. It lives until it is defined again or, when it is
+// running then, as long as the process.
+[[nodiscard]] macro *find_macro(std::string_view name);
+
+// A call of a macro, under way as long as the scope.
+class macro_call_scope {
+ public:
+  explicit macro_call_scope(macro &called) : called_(called) { ++called_.running; }
+  macro_call_scope(const macro_call_scope &) = delete;
+  macro_call_scope &operator=(const macro_call_scope &) = delete;
+  ~macro_call_scope() { --called_.running; }
+
+ private:
+  macro &called_;
+};
 
 // Defines a macro, in place of an earlier one of that name. `header` is its name, optionally followed
 // by parameter names in brackets: "greet[who;why]". A null body removes the macro.

@@ -1,6 +1,5 @@
 #include "macro/macro_operators.h"
 
-#include <memory>
 #include <utility>
 
 #include "core/evaluator.h"
@@ -52,8 +51,9 @@ text insert_arguments(std::string_view body, const parameters &parameters) {
 // [undefined macro name]
 void op_macro(parameters &parameters, text &out) {
   parameters.evaluate_in_place(0);
-  const std::shared_ptr<macro> called = find_macro(parameters[0]);
+  macro *const called = find_macro(parameters[0]);
   if (called == nullptr) return out.append(concat({"[undefined macro ", parameters[0], "]"}));
+  const macro_call_scope call(*called);
   if (called->refers_to_arguments) return evaluate(insert_arguments(called->body, parameters).view(), out);
   if (!std::exchange(called->was_called, true)) return evaluate(called->body, out);
   const repetition_scope scope(called->repeated);

@@ -157,7 +157,7 @@ void op_optionand(parameters &parameters, text &out) {
 void op_optioncount(parameters &parameters, text &out) {
   long long count = 0;
   for (std::string_view rest = parameters[0]; !rest.empty(); next_token(rest, '|')) ++count;
-  out.append(format_signed(count));
+  out.append(decimal_digits(count));
 }
 
 // ^cmp[a;b;less;equal;greater]

@@ -49,7 +49,7 @@ void update_variable(std::string_view name, std::string_view operation, std::str
   if (operation == ".") return variable_append(name, operand);
   if (operation == "+" || operation == "-" || operation == "*" || operation == "/") {
     const int result = calculate(operation.front(), parse_int(variable_get(name)), parse_int(operand));
-    return variable_set(name, format_signed(result));
+    return variable_assign(name, decimal_digits(result));
   }
   if (operand.empty()) return;
   text result;
@@ -86,7 +86,7 @@ void op_var(parameters &parameters, text &out) {
   if (parameters.count() == 1) {
     quote(variable_get(evaluate(parameters[0])), false, out);
   } else if (parameters.count() == 2) {
-    variable_set(parameters[0], copy_prefix(parameters[1], parameters[1].size()));
+    variable_assign(parameters[0], parameters[1]);
   } else {
     update_variable(parameters[0], parameters[1], parameters[2]);
   }
@@ -197,7 +197,7 @@ void op_for(parameters &parameters, text &out) {
   const variable_scope scope(parameters[0]);
   const loop_scope loop(parameters[3]);
   for (long long i = truncate_to_int(from); i <= last; ++i) {
-    variable_set(parameters[0], format_signed(i));
+    variable_assign(parameters[0], decimal_digits(i));
     if (out.size() > start) out.append(parameters[4]);
     evaluate(parameters[3], out);
   }

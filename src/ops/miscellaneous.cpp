@@ -61,7 +61,7 @@ long long date_time(std::string_view offset) {
 // result of more than 1,023 bytes, gives no text.
 void op_date(parameters &parameters, text &out) {
   const std::time_t time = date_time(parameters[1]);
-  if (parameters[0].empty()) return out.append(format_signed(time));
+  if (parameters[0].empty()) return out.append(decimal_digits(time));
   const std::tm *local = std::localtime(&time);
   if (local == nullptr) return;
   char formatted[1024];
@@ -73,7 +73,7 @@ void op_date(parameters &parameters, text &out) {
 // The sum of two whole numbers; it wraps around at 32 bits.
 void op_sum(parameters &parameters, text &out) {
   const long long sum = 0LL + parse_int(parameters[0]) + parse_int(parameters[1]);
-  out.append(format_signed(static_cast<int>(sum)));
+  out.append(decimal_digits(static_cast<int>(sum)));
 }
 
 // ^process[text]
@@ -106,7 +106,7 @@ void op_random(parameters &parameters, text &out) {
     seeded = true;
   }
   const int limit = parse_int(parameters[0]);
-  out.append(format_signed(std::rand() % (limit < 1 ? 1000000 : limit)));
+  out.append(decimal_digits(std::rand() % (limit < 1 ? 1000000 : limit)));
 }
 
 constexpr operator_definition module[] = {

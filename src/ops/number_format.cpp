@@ -64,10 +64,10 @@ conversion read_conversion(std::string_view source) {
 text library_format(const conversion &wanted) {
   text format("%");
   format.append(wanted.flags);
-  if (wanted.width > 0) format.append(format_signed(wanted.width));
+  if (wanted.width > 0) format.append(decimal_digits(wanted.width));
   if (wanted.precision >= 0) {
     format.append('.');
-    format.append(format_signed(wanted.precision));
+    format.append(decimal_digits(wanted.precision));
   }
   format.append(wanted.length);
   format.append(wanted.letter);

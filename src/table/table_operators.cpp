@@ -125,9 +125,9 @@ void op_shift(parameters &parameters, text &) {
 
 void append_item(table *source, std::string_view what, text &out) {
   if (source == nullptr) return;
-  if (what == "current") return out.append(format_signed(source->current()));
-  if (what == "number") return out.append(format_signed(source->current() + 1LL));
-  if (what == "count") return out.append(format_signed(source->count()));
+  if (what == "current") return out.append(decimal_digits(source->current()));
+  if (what == "number") return out.append(decimal_digits(source->current() + 1LL));
+  if (what == "count") return out.append(decimal_digits(source->count()));
   quote(source->item(what), true, out);
 }
 

@@ -39,7 +39,7 @@ class site {
 };
 
 std::string body(std::string_view name) {
-  const std::shared_ptr<macro> found = find_macro(name);
+  const macro *found = find_macro(name);
   return found == nullptr ? "(none)" : std::string(found->body.view());
 }
 

@@ -15,7 +15,7 @@ using namespace std::string_view_literals;
 
 // The body of a macro; "(none)" when there is none.
 std::string body(std::string_view name) {
-  const std::shared_ptr<macro> found = find_macro(name);
+  const macro *found = find_macro(name);
   return found == nullptr ? "(none)" : std::string(found->body.view());
 }
 
