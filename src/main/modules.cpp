@@ -2,7 +2,9 @@
 
 #include "apps/access.h"
 #include "apps/calendar.h"
+#include "apps/threads.h"
 #include "db/cache.h"
+#include "db/sql.h"
 #include "files/cookie.h"
 #include "files/counter.h"
 #include "files/download.h"
@@ -50,11 +52,13 @@ constexpr registrar registrars[] = {
     register_cookie_operator,
     register_upload_operators,
     register_uuencode_operator,
+    register_sql_operators,
     register_counter_operator,
     register_calendar_operators,
     register_switch_operators,
     register_expression_operators,
     register_access_operators,
+    register_thread_operators,
     register_download_operator,
 };
 

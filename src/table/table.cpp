@@ -28,21 +28,26 @@ std::size_t header_length(std::string_view source) {
 
 // --- bytes of added rows ---
 
-std::string_view byte_store::keep(std::string_view bytes) {
-  if (bytes.empty()) return "";
-  if (bytes.size() > left_) {
+char *byte_store::take(std::size_t size) {
+  if (size > left_) {
     constexpr std::size_t smallest = 256;
     constexpr std::size_t largest = 65536;
     block_size_ = std::clamp(block_size_ * 2, smallest, largest);
-    left_ = std::max(block_size_, bytes.size());
+    left_ = std::max(block_size_, size);
     blocks_.push_back(std::make_unique_for_overwrite<char[]>(left_));
     free_ = blocks_.back().get();
   }
-  const std::string_view kept(free_, bytes.size());
-  std::memcpy(free_, bytes.data(), bytes.size());
-  free_ += bytes.size();
-  left_ -= bytes.size();
-  return kept;
+  char *const taken = free_;
+  free_ += size;
+  left_ -= size;
+  return taken;
+}
+
+std::string_view byte_store::keep(std::string_view bytes) {
+  if (bytes.empty()) return "";
+  char *const kept = take(bytes.size());
+  std::memcpy(kept, bytes.data(), bytes.size());
+  return {kept, bytes.size()};
 }
 
 // --- table ---
@@ -117,6 +122,12 @@ text table::serialise() const {
 }
 
 void table::append_row(std::string_view bytes) { append(added_.keep(bytes)); }
+
+char *table::append_row(std::size_t size) {
+  char *const bytes = added_.take(size);
+  append({bytes, size});
+  return bytes;
+}
 
 void table::append_lines(std::string_view lines) {
   for_each_line(added_.keep(lines), [this](std::string_view line) { append(line); });

@@ -24,6 +24,8 @@ class byte_store {
  public:
   // A copy of the bytes in the store; never a null view.
   std::string_view keep(std::string_view bytes);
+  // Room for so many bytes, to be written by the caller.
+  char *take(std::size_t size);
 
  private:
   std::vector<std::unique_ptr<char[]>> blocks_;
@@ -54,6 +56,8 @@ class table : protected object_array<std::string_view> {
   [[nodiscard]] virtual std::string_view item(std::string_view column);
   // Columns are counted from 0; a negative number reads the first one.
   [[nodiscard]] std::string_view item(int column);
+  // The names of the columns; none for a table whose columns have none.
+  [[nodiscard]] virtual std::span<const std::string_view> columns() const { return {}; }
 
   // Moves the current row by `step`, round the end. Deliberate: a step below minus the number of rows
   // can leave it negative.
@@ -71,6 +75,8 @@ class table : protected object_array<std::string_view> {
   void append_row(std::string_view bytes);
   void append_lines(std::string_view lines);
   void insert_lines(int index, std::string_view lines);
+  // Adds a row of so many bytes, to be written by the caller at once.
+  [[nodiscard]] char *append_row(std::size_t size);
   // Removes a row as often as `number` says, each time the one that is at `index` then.
   void remove_rows(int index, int number);
   // Puts the rows into another order: row i becomes the one that was row `order[i]`.
@@ -117,6 +123,7 @@ class table_named : public table {
   // "[invalid item name " name "]", with "(null)" for no name.
   [[nodiscard]] std::string_view item(std::string_view column) override;
   using table::item;
+  [[nodiscard]] std::span<const std::string_view> columns() const override { return columns_; }
 
  private:
   std::vector<std::string_view> columns_;

@@ -1,0 +1,64 @@
+#include "db/mysql_client.h"
+
+#include <dlfcn.h>
+
+#include <csignal>
+
+namespace quillet {
+
+namespace {
+
+// MariaDB's library and MySQL's own, which have the same functions; the first one found is taken.
+constexpr const char *library_names[] = {"libmariadb.so.3", "libmysqlclient.so.24", "libmysqlclient.so.21"};
+
+template <class function>
+bool find_function(void *library, const char *name, function &found) {
+  found = reinterpret_cast<function>(dlsym(library, name));
+  return found != nullptr;
+}
+
+bool find_functions(void *library, mysql_client &client) {
+  return find_function(library, "mysql_init", client.init) &&
+         find_function(library, "mysql_real_connect", client.real_connect) &&
+         find_function(library, "mysql_query", client.query) &&
+         find_function(library, "mysql_store_result", client.store_result) &&
+         find_function(library, "mysql_field_count", client.field_count) &&
+         find_function(library, "mysql_num_fields", client.num_fields) &&
+         find_function(library, "mysql_num_rows", client.num_rows) &&
+         find_function(library, "mysql_fetch_field", client.fetch_field) &&
+         find_function(library, "mysql_fetch_row", client.fetch_row) &&
+         find_function(library, "mysql_free_result", client.free_result) &&
+         find_function(library, "mysql_error", client.error) && find_function(library, "mysql_close", client.close);
+}
+
+// The library's own calls are resolved as they are made: most never are.
+bool load(const char *name, mysql_client &client) {
+  void *library = dlopen(name, RTLD_LAZY | RTLD_LOCAL);
+  return library != nullptr && find_functions(library, client);
+}
+
+}  // namespace
+
+const mysql_client *load_mysql_client(text &reason) {
+  static mysql_client client;
+  static bool is_loaded = false;
+  if (is_loaded) return &client;
+  for (const char *name : library_names) {
+    if (load(name, client)) {
+      is_loaded = true;
+      return &client;
+    }
+    if (reason.is_null()) reason = text(std::string_view(dlerror()));
+  }
+  return nullptr;
+}
+
+mysql_connection *new_connection(const mysql_client &client) {
+  struct sigaction before {};
+  sigaction(SIGPIPE, nullptr, &before);
+  mysql_connection *made = client.init(nullptr);
+  sigaction(SIGPIPE, &before, nullptr);
+  return made;
+}
+
+}  // namespace quillet

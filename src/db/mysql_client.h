@@ -1,0 +1,44 @@
+// The MySQL client library. It is loaded when a page first asks for a server: other pages do not pay for
+// it, and the program runs where there is none.
+#pragma once
+
+#include "core/text.h"
+
+namespace quillet {
+
+// What the library's functions take and give. Connections and results are known by their address only;
+// of a field's description just the first member is read.
+struct mysql_connection;
+struct mysql_result;
+struct mysql_field {
+  char *name;
+};
+using mysql_row = char **;  // a value for each field; null for NULL
+
+// Its functions, named and declared as in its own header, less "mysql_" in front.
+struct mysql_client {
+  mysql_connection *(*init)(mysql_connection *);
+  mysql_connection *(*real_connect)(mysql_connection *, const char *host, const char *user, const char *password,
+                                    const char *database, unsigned port, const char *socket, unsigned long flags);
+  int (*query)(mysql_connection *, const char *statement);
+  mysql_result *(*store_result)(mysql_connection *);
+  unsigned (*field_count)(mysql_connection *);
+  unsigned (*num_fields)(mysql_result *);
+  unsigned long long (*num_rows)(mysql_result *);
+  mysql_field *(*fetch_field)(mysql_result *);
+  mysql_row (*fetch_row)(mysql_result *);
+  void (*free_result)(mysql_result *);
+  const char *(*error)(mysql_connection *);
+  void (*close)(mysql_connection *);
+};
+
+// The library, loaded by the first call that succeeds. Null when there is none that has all of these
+// functions; `reason` then says why, in the words of the system.
+[[nodiscard]] const mysql_client *load_mysql_client(text &reason);
+
+// A new connection, not connected yet; null without memory. The library would have the whole process
+// ignore SIGPIPE from its first use on: what was said about the signal is said again. Its own writes do
+// not raise it.
+[[nodiscard]] mysql_connection *new_connection(const mysql_client &client);
+
+}  // namespace quillet
