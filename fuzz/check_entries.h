@@ -1,4 +1,4 @@
-// What must hold of every form entry, whatever it was decoded from.
+// What must hold of every form entry, whatever it was decoded from. Included behind the decoder.
 #pragma once
 
 #include <cstdlib>

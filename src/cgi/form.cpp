@@ -175,6 +175,13 @@ std::size_t form_space_needed(std::string_view name) {
   return (entry->is_file() ? file_mark.size() : entry->value.size()) + 1;
 }
 
+text form_text(std::string_view name) {
+  text value;
+  const std::size_t space = form_space_needed(name);
+  if (space <= largest_field) form_string(name, space, value);
+  return value;
+}
+
 std::vector<text> form_strings(std::string_view name) {
   std::vector<text> values;
   for (const form_entry *entry = find_form_entry(name); entry != nullptr; entry = find_next_form_entry()) {

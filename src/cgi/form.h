@@ -72,8 +72,15 @@ form_result form_value(std::string_view name, std::string_view &value);
 // value has no bytes.
 form_result form_string(std::string_view name, std::size_t limit, text &value);
 
+// Operators do not read a value that needs more bytes than this.
+constexpr std::size_t largest_field = 524287;
+
 // The bytes that `form_string` needs for the whole value, its NUL byte included; 1 without a field.
 [[nodiscard]] std::size_t form_space_needed(std::string_view name);
+
+// The whole value as text; null when there is no such field, when it is empty, and when it needs more than
+// `largest_field` bytes.
+[[nodiscard]] text form_text(std::string_view name);
 
 // The values of every field of that name as text, in the order they arrived.
 [[nodiscard]] std::vector<text> form_strings(std::string_view name);

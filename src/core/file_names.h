@@ -20,6 +20,15 @@ namespace quillet {
 // The file of a counter: "/home/www/visits" gives "/home/www/visits.count".
 [[nodiscard]] text count_file_path(std::string_view path);
 
+// The chat's files, in the working directory. Who is there, with lines "ann 10.0.0.1 1700000000":
+[[nodiscard]] constexpr std::string_view chat_user_list_path() { return "chat/userlist"; }
+// The newest messages, and all of them.
+[[nodiscard]] constexpr std::string_view chat_index_path() { return "chat/index"; }
+[[nodiscard]] constexpr std::string_view chat_message_log_path() { return "chat/index.log"; }
+// Kept by hand: protected names, "ann:secret"; banned names, "bob", and beginnings of addresses, "10.0.".
+[[nodiscard]] constexpr std::string_view chat_password_path() { return "chat/admin/password"; }
+[[nodiscard]] constexpr std::string_view chat_banned_path() { return "chat/admin/banned"; }
+
 // The web server's access file of a directory: "/home/www" gives "/home/www/.htaccess", "" that of the
 // root.
 [[nodiscard]] text access_file_path(std::string_view directory);

@@ -2,7 +2,7 @@
 
 #include "apps/access.h"
 #include "apps/calendar.h"
-#include "apps/gif_template.h"
+#include "apps/chat.h"
 #include "apps/threads.h"
 #include "db/cache.h"
 #include "db/sql.h"
@@ -56,12 +56,12 @@ constexpr registrar registrars[] = {
     register_sql_operators,
     register_counter_operator,
     register_calendar_operators,
-    register_gif_template_operators,
     register_switch_operators,
     register_expression_operators,
     register_access_operators,
     register_thread_operators,
     register_download_operator,
+    register_chat_operators,
 };
 
 }  // namespace

@@ -14,9 +14,6 @@ namespace quillet {
 
 namespace {
 
-// A field that needs more space than this is not read: its value and the byte that ends it.
-constexpr std::size_t largest_field = 524287;
-
 // ^form[name]
 //
 // The value of the first form field of that name, escaped by the quoting mode; "(file)" for an

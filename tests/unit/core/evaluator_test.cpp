@@ -221,9 +221,7 @@ TEST(split_parameters, of_an_empty_list_gives_one_empty_parameter) { EXPECT_EQ(s
 
 TEST(split_parameters, keeps_empty_parameters) { EXPECT_EQ(split("[;a;]"), (list{"", "a", ""})); }
 
-TEST(split_parameters, lets_nested_brackets_hold_separators) {
-  EXPECT_EQ(split("[a[b;[c;d]];e]"), (list{"a[b;[c;d]]", "e"}));
-}
+TEST(split_parameters, lets_nested_brackets_hold_separators) { EXPECT_EQ(split("[a[b;[c;d]];e]"), (list{"a[b;[c;d]]", "e"})); }
 
 TEST(split_parameters, fails_without_a_closing_bracket) {
   std::size_t end = 1;
@@ -301,12 +299,6 @@ TEST(evaluate, of_a_call_with_20_parameters_deliberately_leaves_literal_text) {
   EXPECT_EQ(expanded("^show[" + nineteen + "p;^show[x]]"), "^show[" + nineteen + "p;<x>]");
 }
 
-TEST(evaluate, behind_a_call_that_is_none_still_makes_one_with_19_parameters) {
-  const std::string nineteen = repeated("p;", 18);
-  EXPECT_EQ(expanded("^show[" + repeated(";", 19) + "]^show[" + nineteen + "p]"),
-            "^show[" + repeated(";", 19) + "]<" + repeated("p|", 18) + "p>");
-}
-
 // --- depth ---
 
 TEST(call_depth, counts_the_calls_under_way) {
@@ -353,8 +345,7 @@ TEST(call_depth, lets_999_nested_calls_through) {
 TEST(call_depth, refuses_the_thousandth_at_the_innermost_level) {
   expect_in_child([] {
     const int outer = calls_left();
-    EXPECT_EQ(expanded(nested(outer, "^depth[]")),
-              repeated("<", outer) + std::string(recursion) + repeated(">", outer));
+    EXPECT_EQ(expanded(nested(outer, "^depth[]")), repeated("<", outer) + std::string(recursion) + repeated(">", outer));
   });
 }
 

@@ -1,0 +1,72 @@
+#include "apps/chat.h"
+
+#include <cstdlib>
+
+#include "apps/chat_settings.h"
+#include "cgi/log.h"
+#include "cgi/request.h"
+
+namespace quillet {
+
+namespace {
+
+// The visitor's address, and the one that a proxy on the way has seen.
+text client_address() {
+  text client;
+  if (std::getenv("HTTP_VIA") != nullptr) {
+    const char *forwarded_for = std::getenv("HTTP_X_FORWARDED_FOR");
+    if (forwarded_for != nullptr) client.append(forwarded_for);
+    client.append(" via proxy ");
+  }
+  client.append(request.remote_addr);
+  return client;
+}
+
+// ^log[text]
+//
+// Writes a line to the access log: the visitor's address, "as", the login name or "anonymous", the text.
+// No text.
+void op_log(parameters &parameters, text &) {
+  const text login = chat_login();
+  log_message(access_log, "%s as %s: %s", client_address().c_str(), login.is_null() ? "anonymous" : login.c_str(),
+              text(parameters[0]).c_str());
+}
+
+// ^login[]
+// ^login[shown]
+//
+// The name in the form field `login`, its blanks as "_"; with a parameter that has any text, with blanks.
+void op_login(parameters &parameters, text &out) {
+  const text login = chat_login();
+  if (parameters[0].empty()) return out.append(login);
+  out.append(shown_name(login));
+}
+
+// ^cookie[setting]
+//
+// A chat setting, its "_" as blanks; no text for the password. Deliberate: gives way to the operator of
+// the same name that is registered before.
+void op_cookie(parameters &parameters, text &out) {
+  if (parameters[0] != "password") out.append(shown_name(chat_setting(parameters[0])));
+}
+
+constexpr operator_definition module[] = {
+    {"log", op_log, 1, evaluated, "^log[text]", "Writes a line to the access log."},
+    {"login", op_login, 0, evaluated, "^login[] ^login[shown]", "The name under which the visitor chats."},
+    {"cookie", op_cookie, 1, evaluated, "^cookie[setting]", "A chat setting."},
+    {"userlist", op_userlist, 0, lazy, "^userlist[body] ^userlist[]", "The users, one after the other."},
+    {"chat", op_chat, 1, evaluated, "^chat[lines]", "The newest messages."},
+    {"validate", op_validate, 0, lazy, "^validate[accepted;invalid name;wrong password;name in use;banned]",
+     "A choice by whether the visitor may chat."},
+    {"message", op_message, 0, evaluated, "^message[] ^message[line]", "The message that was sent, or adds a line."},
+    {"startup", op_startup, 1, evaluated, "^startup[line]", "Adds a line when the visitor has newly come."},
+};
+
+}  // namespace
+
+void register_chat_operators() {
+  register_operators(module);
+  send_changed_chat_settings();
+}
+
+}  // namespace quillet
