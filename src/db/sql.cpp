@@ -166,7 +166,8 @@ text execute(text &statement, std::unique_ptr<table> &made) {
   const result_pointer result(client->store_result(connection));
   if (result != nullptr) {
     made = read_table(result.get());
-  } else if (client->field_count(connection) != 0) {
+  } else if (client->field_count(connection) != 0 || *client->error(connection) != '\0') {
+    // A connection that was lost on the way has no fields any more, only an error.
     return failure("store query result", failure_reason());
   }
   return {};

@@ -1,0 +1,21 @@
+-- What the cases and the manual's examples find on the server. Sent in KOI8-R.
+create user 'ann'@'%' identified by 'secret';
+create user 'bob'@'%' identified by 'a:b/c';
+grant all on *.* to 'ann'@'%';
+grant all on *.* to 'bob'@'%';
+
+create database `a:b/c`;
+create database shop;
+use shop;
+
+create table goods (id int primary key, name varchar(50), price int, note varchar(50));
+insert into goods values (1, 'Kettle', 35, 'steel'), (2, 'Teapot', 20, null), (3, 'Cup', 5, 'blue'),
+                         (4, 'Ann''s cup', 7, 'blue');
+
+create table cities (id int primary key, `название` varchar(50));
+insert into cities values (1, 'Москва'), (2, 'Ёлкино');
+
+create table odd (id int primary key, a varchar(20), b varchar(20), c varchar(20));
+insert into odd values (1, null, null, null), (2, 'x\ty', 'p\nq', 'z\t'), (3, '', 'b', ''), (4, null, 'b', null);
+
+create table bytes (id int auto_increment primary key, value varbinary(300));
