@@ -94,6 +94,12 @@ struct run_result {
   std::string output;
 };
 
+// The extensions that php loads: those of the scenario, if it has its own, or of all of them.
+fs::path php_settings(const fs::path &folder) {
+  const fs::path own = folder / "php.d";
+  return fs::exists(own) ? own : folder.parent_path() / "php.d";
+}
+
 strings environment_of(const program &program, const fs::path &folder, const std::string &size) {
   const std::string page = program.page.string();
   return {
@@ -120,6 +126,7 @@ strings environment_of(const program &program, const fs::path &folder, const std
       "HTTP_ACCEPT_ENCODING=gzip, deflate",
       "HTTP_CONNECTION=keep-alive",
       "TZ=UTC",
+      "PHP_INI_SCAN_DIR=" + php_settings(folder).string(),
   };
 }
 

@@ -78,6 +78,21 @@ def make_match(folder):
         (folder / f"_text-{count}").write_text(" ".join(parts) + "\n")
 
 
+def make_php_settings(target):
+    """The extensions that php-cgi loads as Debian installs it: those of the package php-mysql, which every page
+    would load, for the scenario sql only."""
+    settings = next(iter(sorted(pathlib.Path("/etc/php").glob("*/cgi/conf.d"))))
+    modules = settings.parent.parent / "mods-available"
+    for folder in (target / "php.d", target / "sql/php.d"):
+        shutil.rmtree(folder, ignore_errors=True)
+        folder.mkdir()
+        for file in settings.glob("*.ini"):
+            if "mysql" not in file.name:
+                shutil.copy(file, folder)
+    shutil.copy(modules / "mysqlnd.ini", target / "sql/php.d/10-mysqlnd.ini")
+    shutil.copy(modules / "mysqli.ini", target / "sql/php.d/20-mysqli.ini")
+
+
 def main():
     target = pathlib.Path(sys.argv[1])
     shutil.copytree(SOURCE, target, dirs_exist_ok=True)
@@ -85,6 +100,7 @@ def main():
     make_rows(target / "rows")
     make_sort(target / "sort")
     make_match(target / "match")
+    make_php_settings(target)
 
 
 if __name__ == "__main__":
