@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <utime.h>
@@ -131,13 +132,22 @@ text file_error() {
 
 namespace {
 
-// Whether the disk has room for what the file is to hold more than it does. Asking first keeps a file
-// whole that would otherwise be overwritten in part.
+// Whether there is room for a file of that size: within the process's limit, and on the disk, where it is
+// set aside. Asking first keeps a file whole that would otherwise be overwritten in part.
 bool reserve_room(const open_file &file, std::size_t size) {
-  const long long old_size = file.size();
-  if (old_size <= 0 || size <= static_cast<std::size_t>(old_size)) return true;
-  if (fallocate(file, FALLOC_FL_KEEP_SIZE, 0, static_cast<off_t>(size)) == 0) return true;
-  return errno != ENOSPC && errno != EDQUOT;  // other errors: it cannot be asked for here
+  rlimit limit {};
+  if (getrlimit(RLIMIT_FSIZE, &limit) == 0 && size > limit.rlim_cur) {
+    errno = EFBIG;
+    return false;
+  }
+  if (size == 0 || fallocate(file, FALLOC_FL_KEEP_SIZE, 0, static_cast<off_t>(size)) == 0) return true;
+  if (errno != ENOSPC && errno != EDQUOT) return true;  // it cannot be asked for here
+  const int error = errno;
+  if (const long long old_size = file.size(); old_size >= 0) {
+    static_cast<void>(!ftruncate(file, static_cast<off_t>(old_size)));  // what was set aside is given back
+  }
+  errno = error;
+  return false;
 }
 
 }  // namespace

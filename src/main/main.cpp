@@ -3,6 +3,8 @@
 
 #include <sys/stat.h>
 
+#include <csignal>
+
 #include "cgi/charset.h"
 #include "cgi/form.h"
 #include "cgi/log.h"
@@ -12,6 +14,9 @@
 int main() {
   using namespace quillet;
   umask(2);  // new files: writable for the group, not for the world
+  // A file that grows beyond the process's limit is an error of the write. Programs that are run get the
+  // default back, which ignoring the signal would not give them.
+  std::signal(SIGXFSZ, [](int) {});
   capture_environment();
   read_charsets();
   const int status = decode_form_input() ? run_request() : exit_undecodable;

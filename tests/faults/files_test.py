@@ -1,0 +1,237 @@
+"""What the file system can do to a page: every fault gives an operator's message or no text. Nothing crashes, nothing
+hangs, and a file that was whole stays whole.
+"""
+
+import os
+import resource
+import shutil
+import subprocess
+import sys
+import unittest
+from pathlib import Path
+
+sys.path.insert(0, str(Path(__file__).resolve().parent.parent))
+from page_runner import PageTest  # noqa: E402
+
+# Every operator that reads the file `x`, beside the page.
+READERS = {
+    "^include[x]": "", "^include[asis;x]": "", "^index[x]^item[count]": "0", "^load[x]^item[count]": "",
+    "^exec[x]": "", "^macro_use[x]": "", "^cache[x;made]": "made", "^auth[ann;y/]": "", "^imgsize[x.gif]": None,
+    "^download[x]": None,
+}
+
+
+def answer_of(page):
+    return f"({page})"
+
+
+class Kinds(PageTest):
+    """Something else where a file is expected."""
+
+    def everywhere(self, make):
+        """Puts the thing in each place that an operator reads or writes."""
+        (self.site / "cache").mkdir()
+        (self.www / "y").mkdir()
+        for path in ("www/x", "www/_x", "www/x.gif", "www/x.count", "www/y/.htaccess", "site/cache/x_"):
+            make(self.root / path)
+
+    def check_reading(self):
+        for page, expected in READERS.items():
+            with self.subTest(page=page):
+                body = self.run_page(answer_of(page))
+                if expected is not None:
+                    self.assertEqual(body, answer_of(expected))
+
+    def test_a_pipe_is_no_file_to_read(self):
+        self.everywhere(os.mkfifo)
+        self.check_reading()
+        self.assertEqual(self.run_page("^-f[x] ^stat[size;x] ^find[x;none]"), "x 0 x")
+
+    def test_a_folder_is_no_file_to_read(self):
+        self.everywhere(os.mkdir)
+        self.check_reading()
+
+    def test_a_dangling_link_is_no_file_to_read(self):
+        self.everywhere(lambda path: path.symlink_to("nowhere"))
+        self.check_reading()
+        self.assertEqual(self.run_page("(^-f[x])(^stat[size;x])(^find[x;none])"), "()()(none)")
+
+    def test_a_link_to_itself_is_no_file_to_read(self):
+        self.everywhere(lambda path: path.symlink_to(path.name))
+        self.check_reading()
+
+    def test_a_pipe_cannot_be_written(self):
+        self.everywhere(os.mkfifo)
+        for bytes_written in ("text", "x" * 200000):
+            body = self.run_page(f"^save[x;{bytes_written}]")
+            self.assertRegex(body, rf"^\[save to '{self.www}/_x' failed: .*\(#\d+\)\]$")
+        self.assertIn("save to", self.error_log())
+        self.assertEqual(self.run_page("^cache[x;made]"), "made")
+
+    def test_a_pipe_with_a_reader_that_does_not_read_cannot_be_written(self):
+        os.mkfifo(self.www / "_x")
+        reader = os.open(self.www / "_x", os.O_RDONLY | os.O_NONBLOCK)
+        self.addCleanup(os.close, reader)
+        self.assertRegex(self.run_page(f"^save[x;{'x' * 200000}]"), r"^\[save to '.*' failed: .*\(#\d+\)\]$")
+
+    def test_a_folder_cannot_be_written(self):
+        self.everywhere(os.mkdir)
+        self.assertEqual(self.run_page("^save[x;text]"), f"[save to '{self.www}/_x' failed: Is a directory(#21)]")
+        self.assertEqual(self.run_page("^cache[x;made]^cache[x;again]^cache[x]"), "madeagain")
+        self.assertTrue((self.site / "cache" / "x_").is_dir())
+
+    def test_what_a_dangling_link_names_is_made(self):
+        (self.www / "_x").symlink_to("target")
+        self.assertEqual(self.run_page("(^save[x;text])"), "()")
+        self.assertEqual((self.www / "target").read_text(), "text")
+        (self.site / "cache").mkdir()
+        (self.site / "cache" / "k_").symlink_to("target")
+        self.assertEqual(self.run_page("^cache[k;made]^cache[k;again]"), "mademade")
+        self.assertEqual((self.site / "cache" / "target").read_text(), "made")
+
+    def test_a_link_into_a_missing_folder_cannot_be_written(self):
+        (self.www / "_x").symlink_to("no/such/folder")
+        self.assertEqual(self.run_page("^save[x;text]"),
+                         f"[save to '{self.www}/_x' failed: No such file or directory(#2)]")
+
+    def test_a_device_that_is_full_is_an_error(self):
+        (self.www / "_x").symlink_to("/dev/full")
+        self.assertEqual(self.run_page("^save[x;text]"),
+                         f"[save to '{self.www}/_x' failed: No space left on device(#28)]")
+
+
+class Permissions(PageTest):
+    """Not as root, whom permissions do not stop."""
+
+    def test_a_file_without_read_permission(self):
+        self.write("www/x", "secret", 0o200)
+        self.write("www/_x", "secret", 0o200)
+        body = self.run_page("(^include[x])(^-f[x])(^find[x;none])(^load[x]^item[count])(^stat[size;x])",
+                             unprivileged=True)
+        self.assertEqual(body, "()()(none)()(6)")
+
+    def test_a_folder_without_read_permission_gives_no_names(self):
+        self.write("www/sub/x", "x")
+        (self.www / "sub").chmod(0o311)
+        self.assertEqual(self.run_page("^index[sub]^item[count] ^include[sub/x]", unprivileged=True), "0 x")
+
+    def test_a_folder_that_may_not_be_entered(self):
+        self.write("www/sub/x", "#!/bin/sh\nprintf '\\n\\nhi'", 0o755)
+        (self.www / "sub").chmod(0o666)
+        body = self.run_page("(^exec[sub/x])(^include[sub/x])(^-f[sub/x])(^stat[size;sub/x])^cache[k;kept]",
+                             unprivileged=True)
+        self.assertEqual(body, "()()()()kept")
+        self.assertEqual((self.site / "cache" / "k_").read_text(), "kept")
+
+    def test_a_read_only_folder(self):
+        self.write("www/sub/_old", "old", 0o666)
+        (self.www / "sub").chmod(0o555)
+        body = self.run_page("^save[sub/new;x] (^save[sub/old;new])", unprivileged=True)
+        self.assertEqual(body, f"[save to '{self.www}/sub/_new' failed: Permission denied(#13)] ()")
+        self.assertEqual((self.www / "sub" / "_old").read_text(), "new")
+
+    def test_a_file_that_may_only_be_read_or_only_be_written_is_not_saved(self):
+        self.write("www/_a", "old", 0o444)
+        self.write("www/_b", "old", 0o222)
+        body = self.run_page("^save[a;new]^save[b;new]", unprivileged=True)
+        self.assertEqual(body.count("failed: Permission denied(#13)]"), 2)
+        self.assertEqual((self.www / "_a").read_text() + (self.www / "_b").read_text(), "oldold")
+
+    def test_a_read_only_working_folder_keeps_no_entries(self):
+        self.site.chmod(0o555)
+        body = self.run_page("^cache[k;made] ^cache[k;again] (^cache[k])", unprivileged=True)
+        self.assertEqual(body, "made again ()")
+        self.assertEqual(list(self.site.iterdir()), [])
+
+    def test_a_read_only_cache_folder_serves_and_keeps_its_entries(self):
+        self.write("site/cache/old_", "kept")
+        (self.site / "cache").chmod(0o555)
+        body = self.run_page("^cache[old;x] (^cache[old]) ^cache[old;x] ^cache[new;made] ^cache[new;again]",
+                             unprivileged=True)
+        self.assertEqual(body, "kept () kept made again")
+        self.assertEqual([path.name for path in (self.site / "cache").iterdir()], ["old_"])
+
+    def test_an_entry_without_read_permission_is_made_each_time(self):
+        self.write("site/cache/k_", "kept", 0o200)
+        self.assertEqual(self.run_page("^cache[k;made] ^cache[k;again]", unprivileged=True), "made again")
+        self.assertEqual((self.site / "cache" / "k_").read_text(), "kept")
+
+
+class Limits(PageTest):
+    def test_without_a_free_descriptor_operators_give_nothing(self):
+        self.write("www/part", "included")
+        self.write("www/prog", "#!/bin/sh\nprintf '\\n\\nhi'", 0o755)
+        # Two free descriptors are enough to read a file, but not for a program.
+        body = self.run_page("^include[part](^exec[prog])^cache[k;made]^cache[k;again]^include[part]",
+                             limits=[(resource.RLIMIT_NOFILE, 5)])
+        self.assertEqual(body, "included()mademadeincluded")
+
+    def test_without_another_process_a_program_gives_nothing(self):
+        self.write("www/prog", "#!/bin/sh\nprintf '\\n\\nhi'", 0o755)
+        body = self.run_page("(^exec[prog])^cache[k;kept]", limits=[(resource.RLIMIT_NPROC, 0)], unprivileged=True)
+        self.assertEqual(body, "()kept")
+
+    def test_a_file_beyond_the_size_limit_stays_whole(self):
+        old = "old content\n" * 1000
+        self.write("www/_x", old)
+        body = self.run_page(f"^save[x;{'y' * 20000}]", limits=[(resource.RLIMIT_FSIZE, 16384)])
+        self.assertEqual(body, f"[save to '{self.www}/_x' failed: File too large(#27)]")
+        self.assertEqual((self.www / "_x").read_text(), old)
+
+    def test_a_cache_entry_beyond_the_size_limit_is_not_kept(self):
+        body = self.run_page(f"^cache[k;{'y' * 20000}]", limits=[(resource.RLIMIT_FSIZE, 16384)])
+        self.assertEqual(body, "y" * 20000)
+        self.assertEqual(list((self.site / "cache").iterdir()), [])
+
+    def test_a_log_beyond_the_size_limit_does_not_end_the_page(self):
+        self.write("site/error_log", "x" * 5000)
+        self.write("www/_x", "old")
+        body = self.run_page("^save[no/such/x;text]", limits=[(resource.RLIMIT_FSIZE, 4096)])
+        self.assertIn("failed: No such file or directory(#2)]", body)
+
+
+class FullDisk(PageTest):
+    """A small file system of its own, which only root can make."""
+
+    def setUp(self):
+        super().setUp()
+        for folder in (self.www / "data", self.site / "cache"):
+            folder.mkdir()
+            mounted = os.getuid() == 0 and shutil.which("mount") and subprocess.run(
+                ["mount", "-t", "tmpfs", "-o", "size=64k", "none", folder], stderr=subprocess.DEVNULL).returncode == 0
+            if not mounted:
+                self.skipTest("a file system can be mounted only by root")
+            self.addCleanup(subprocess.run, ["umount", folder], check=True)
+
+    def test_a_table_file_stays_whole(self):
+        old = "old content\n" * 1000
+        self.write("www/data/_x", old)
+        body = self.run_page(f"^save[data/x;{'y' * 100000}]")
+        self.assertEqual(body, f"[save to '{self.www}/data/_x' failed: No space left on device(#28)]")
+        self.assertEqual((self.www / "data" / "_x").read_text(), old)
+
+    def test_the_room_asked_for_is_given_back(self):
+        self.write("www/data/_x", "old")
+        self.run_page(f"^save[data/x;{'y' * 100000}]")
+        self.assertEqual(self.run_page(f"(^save[data/x;{'y' * 50000}])"), "()")
+        self.assertEqual((self.www / "data" / "_x").read_text(), "y" * 50000)
+
+    def test_a_cache_entry_is_not_kept_and_leaves_nothing(self):
+        body = self.run_page(f"^cache[k;{'y' * 100000}]|^cache[k;again]")
+        self.assertEqual(body, "y" * 100000 + "|again")
+        self.assertEqual((self.site / "cache" / "k_").read_text(), "again")
+
+    def test_a_full_cache_serves_what_it_has(self):
+        self.write("site/cache/old_", "kept")
+        with open(self.site / "cache" / "ballast", "wb", buffering=0) as ballast:
+            try:
+                while ballast.write(b"x" * 4096):
+                    pass
+            except OSError:
+                pass
+        self.assertEqual(self.run_page("^cache[old;x] ^cache[new;made] ^cache[new;again]"), "kept made again")
+        self.assertFalse((self.site / "cache" / "new_").exists())
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,81 @@
+"""Runs single pages for the tests in Python: a folder with a document root and a working directory, as for page
+cases (cases/README.md), and the program as a web server would start it.
+
+The program is that of the variable QUILLET_PROGRAM.
+"""
+
+import os
+import resource
+import shutil
+import subprocess
+import tempfile
+import unittest
+from pathlib import Path
+
+PROGRAM = Path(os.environ.get("QUILLET_PROGRAM", "build/asan/bin/quillet")).resolve()
+TIMEOUT = 60  # seconds for one page: long, so that only what hangs meets it
+NOBODY = 65534
+
+
+class PageTest(unittest.TestCase):
+    """A test with its own folder: `self.www`, `self.site`."""
+
+    def setUp(self):
+        self.root = Path(tempfile.mkdtemp(prefix="quillet-page-")).resolve()
+        self.addCleanup(self.remove_root)
+        self.www, self.site = self.root / "www", self.root / "site"
+        for folder in (self.root, self.www, self.site):
+            folder.mkdir(exist_ok=True)
+            folder.chmod(0o777)
+
+    def remove_root(self):
+        for folder, _, _ in os.walk(self.root):
+            os.chmod(folder, 0o755)
+        shutil.rmtree(self.root)
+
+    def write(self, path, content, mode=None):
+        path = self.root / path
+        path.parent.mkdir(parents=True, exist_ok=True)
+        path.write_bytes(content if isinstance(content, bytes) else content.encode())
+        path.chmod(mode or 0o666)
+        return path
+
+    def start(self, page, environment=None, limits=(), unprivileged=False, **options):
+        """A process that answers the page. `limits`: (resource, value) pairs; `unprivileged`: not as root."""
+        program = PROGRAM
+        if unprivileged and os.getuid() == 0:
+            program = self.root / "program"  # the folder of the build may be closed to others
+            if not program.exists():
+                shutil.copy(PROGRAM, program)
+            options |= {"user": NOBODY, "group": NOBODY, "extra_groups": []}
+        path = self.write("www/page.html", page)
+        variables = {
+            "PATH": "/usr/local/bin:/usr/bin:/bin", "TZ": "UTC", "REQUEST_METHOD": "GET", "REQUEST_URI": "/page.html",
+            "PATH_TRANSLATED": str(path), "DOCUMENT_ROOT": str(self.www), "SCRIPT_NAME": "/cgi-bin/quillet",
+            "REMOTE_ADDR": "127.0.0.1", "ASAN_OPTIONS": "detect_leaks=0",  # it needs more open files than a limit leaves
+        } | (environment or {})
+
+        def limit():
+            for kind, value in limits:
+                resource.setrlimit(kind, (value, value))
+
+        return subprocess.Popen([program], cwd=self.site, env=variables, stdin=subprocess.DEVNULL,
+                                stdout=subprocess.PIPE, stderr=subprocess.PIPE, preexec_fn=limit if limits else None,
+                                **options)
+
+    def run_page(self, page, environment=None, limits=(), unprivileged=False, **options):
+        """The body that the page gives."""
+        with self.start("^optimize[no]" + page, environment, limits, unprivileged, **options) as process:
+            try:
+                output, errors = process.communicate(timeout=TIMEOUT)
+            except subprocess.TimeoutExpired:
+                process.kill()
+                self.fail("the page hangs")
+        self.assertEqual(process.returncode, 0, (output, errors))
+        head, _, body = output.partition(b"\n\n")
+        self.assertEqual(head, b"Content-type: text/html\nContent-length: %d" % len(body))
+        return body.decode("latin-1")
+
+    def error_log(self):
+        log = self.site / "error_log"
+        return log.read_text() if log.exists() else ""
