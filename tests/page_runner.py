@@ -40,7 +40,7 @@ class PageTest(unittest.TestCase):
         path.chmod(mode or 0o666)
         return path
 
-    def start(self, page, environment=None, limits=(), unprivileged=False, **options):
+    def start(self, page, environment=None, limits=(), unprivileged=False, stdin=subprocess.DEVNULL, **options):
         """A process that answers the page. `limits`: (resource, value) pairs; `unprivileged`: not as root."""
         program = PROGRAM
         if unprivileged and os.getuid() == 0:
@@ -59,7 +59,7 @@ class PageTest(unittest.TestCase):
             for kind, value in limits:
                 resource.setrlimit(kind, (value, value))
 
-        return subprocess.Popen([program], cwd=self.site, env=variables, stdin=subprocess.DEVNULL,
+        return subprocess.Popen([program], cwd=self.site, env=variables, stdin=stdin,
                                 stdout=subprocess.PIPE, stderr=subprocess.PIPE, preexec_fn=limit if limits else None,
                                 **options)
 

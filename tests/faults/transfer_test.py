@@ -1,0 +1,252 @@
+"""counter, download, upload, unlink and imgsize where files and folders are not what they should be: a message or
+an empty result, never a crash, a page that hangs, or a whole file that is whole no more."""
+
+import os
+import resource
+import sys
+import unittest
+from pathlib import Path
+
+sys.path.insert(0, str(Path(__file__).resolve().parent.parent))
+import private_mounts
+from page_runner import TIMEOUT, PageTest
+
+FORM = {"REQUEST_METHOD": "POST", "CONTENT_TYPE": "multipart/form-data; boundary=limit"}
+
+
+class FaultTest(PageTest):
+    def folder(self, name, mode=0o777):
+        folder = self.www / name
+        folder.mkdir()
+        folder.chmod(mode)
+        return folder
+
+    def count(self, name, **options):
+        return self.run_page(f"^counter[{name}]", **options)
+
+    def not_writable(self, name):
+        return f'[counter: count file "{self.www}/{name}.count" not writable or non-existant.]'
+
+    def not_readable(self, name):
+        return f'[counter: count file "{self.www}/{name}.count" not readable or non-existant.]'
+
+    def upload(self, name, content=b"new", **options):
+        body = (b'--limit\r\nContent-Disposition: form-data; name="f"; filename="f"\r\n\r\n' + content
+                + b"\r\n--limit--\r\n")
+        with open(self.write("body", body), "rb") as stdin:
+            return self.run_page(f"(^upload[f;{name}])", FORM | {"CONTENT_LENGTH": str(len(body))}, stdin=stdin,
+                                 **options)
+
+    def upload_failed(self, name, reason):
+        return f"([upload field 'f' to '{self.www}/{name}' failed: {reason}])"
+
+    def size(self, name, **options):
+        return self.run_page(f"^imgsize[{name}]^item[0] ^item[1]", **options)
+
+
+class Permissions(FaultTest):
+    """As another user than root, for whom there are no permissions."""
+
+    def test_no_count_in_a_folder_that_may_not_be_written(self):
+        self.folder("closed", 0o555)
+        self.assertEqual(self.count("closed/visits", unprivileged=True), self.not_writable("closed/visits"))
+
+    def test_no_count_in_a_file_that_may_not_be_written(self):
+        self.write("www/visits.count", "0000000041", 0o444)
+        self.assertEqual(self.count("visits", unprivileged=True), self.not_writable("visits"))
+        self.assertEqual((self.www / "visits.count").read_text(), "0000000041")
+
+    def test_no_count_in_a_file_that_may_not_be_read(self):
+        self.write("www/visits.count", "0000000041", 0o222)
+        self.assertEqual(self.count("visits", unprivileged=True), self.not_writable("visits"))
+
+    def test_a_count_goes_on_in_a_folder_that_may_not_be_written(self):
+        folder = self.folder("closed")
+        self.write("www/closed/visits.count", "0000000041", 0o666)
+        folder.chmod(0o555)
+        self.assertEqual(self.count("closed/visits", unprivileged=True), "42")
+
+    def test_no_upload_into_a_folder_that_may_not_be_written(self):
+        self.folder("closed", 0o555)
+        self.assertEqual(self.upload("closed/a", unprivileged=True),
+                         self.upload_failed("closed/a", "Permission denied(#13)"))
+        self.assertEqual(self.upload("closed/new/a", unprivileged=True),
+                         self.upload_failed("closed/new/a", "No such file or directory(#2)"))
+
+    def test_no_upload_over_a_file_that_may_not_be_written(self):
+        self.write("www/a", "old", 0o444)
+        self.assertEqual(self.upload("a", unprivileged=True), self.upload_failed("a", "Permission denied(#13)"))
+        self.assertEqual((self.www / "a").read_text(), "old")
+
+    def test_no_download_of_a_file_that_may_not_be_read(self):
+        self.write("www/a", "secret", 0o200)
+        self.assertEqual(self.run_page("^download[a]", unprivileged=True),
+                         "[download error: Permission denied(#13)]")
+
+    def test_nothing_is_deleted_in_a_folder_that_may_not_be_written(self):
+        folder = self.folder("closed")
+        self.write("www/closed/a", "old")
+        folder.chmod(0o555)
+        self.assertEqual(self.run_page("^unlink[closed/a]", unprivileged=True),
+                         f"[unlink '{self.www}/closed/a' failed: Permission denied(#13)]")
+        self.assertTrue((folder / "a").exists())
+
+    def test_no_size_of_a_picture_that_may_not_be_read(self):
+        self.write("www/a.gif", b"GIF89a\x78\0\x28\0\x80\0\0", 0o200)
+        self.assertEqual(self.size("a.gif", unprivileged=True), "0 0")
+
+
+class Pipes(FaultTest):
+    """A pipe that nobody reads or writes."""
+
+    def setUp(self):
+        super().setUp()
+        for name in ("visits.count", "pipe", "a.gif", "a.jpg"):
+            os.mkfifo(self.www / name)
+
+    def test_counter(self):
+        self.assertEqual(self.count("visits"), self.not_readable("visits"))
+
+    def test_download(self):
+        self.assertEqual(self.run_page("^download[pipe]"), "[download error: Invalid argument(#22)]")
+
+    def test_upload(self):
+        self.assertRegex(self.upload("pipe"), r"^\(\[upload field 'f' to '.*/pipe' failed: .*\(#\d+\)\]\)$")
+
+    def test_upload_of_more_than_a_pipe_holds(self):
+        self.assertRegex(self.upload("pipe", b"x" * 1_000_000),
+                         r"^\(\[upload field 'f' to '.*/pipe' failed: .*\(#\d+\)\]\)$")
+
+    def test_unlink_deletes_it(self):
+        self.assertEqual(self.run_page("(^unlink[pipe])"), "()")
+
+    def test_imgsize(self):
+        self.assertEqual(self.size("a.gif") + " " + self.size("a.jpg"), "0 0 0 0")
+
+
+class Links(FaultTest):
+    def test_a_dangling_link_into_a_missing_folder(self):
+        for name in ("visits.count", "a.gif"):
+            (self.www / name).symlink_to("missing/file")
+        self.assertEqual(self.count("visits"), self.not_writable("visits"))
+        self.assertEqual(self.run_page("^download[a.gif]"), "[download error: No such file or directory(#2)]")
+        self.assertEqual(self.upload("a.gif"), self.upload_failed("a.gif", "No such file or directory(#2)"))
+        self.assertEqual(self.size("a.gif"), "0 0")
+
+    def test_a_dangling_link_to_a_file_that_can_be_made(self):
+        for name in ("visits.count", "a"):
+            (self.www / name).symlink_to("made-" + name)
+        self.assertEqual(self.count("visits") + self.upload("a"), "1()")
+        self.assertEqual((self.www / "made-visits.count").read_text(), "0000000001")
+        self.assertEqual((self.www / "made-a").read_text(), "new")
+
+    def test_a_link_to_itself(self):
+        for name in ("visits.count", "a.gif"):
+            (self.www / name).symlink_to(name)
+        self.assertEqual(self.count("visits"), self.not_writable("visits"))
+        self.assertEqual(self.run_page("^download[a.gif]"), "[download error: Too many levels of symbolic links(#40)]")
+        self.assertEqual(self.upload("a.gif"), self.upload_failed("a.gif", "Too many levels of symbolic links(#40)"))
+        self.assertEqual(self.size("a.gif"), "0 0")
+        self.assertEqual(self.run_page("(^unlink[a.gif])"), "()")
+
+
+@unittest.skipUnless(private_mounts.available(), "no mount namespace can be made here")
+class Disks(FaultTest):
+    def disk(self, options):
+        folder = self.folder("disk")
+        private_mounts.mount("-t", "tmpfs", "-o", options, "tmpfs", folder)
+        self.addCleanup(private_mounts.unmount, folder)
+        return folder
+
+    def fill(self, folder):
+        with open(folder / "filler", "wb", buffering=0) as filler:
+            try:
+                while filler.write(b"x" * 4096):
+                    pass
+            except OSError:
+                pass
+
+    def test_no_new_count_on_a_full_disk(self):
+        self.fill(self.disk("size=64k"))
+        self.assertEqual(self.count("disk/visits"), self.not_writable("disk/visits"))
+
+    def test_a_count_goes_on_on_a_full_disk(self):
+        folder = self.disk("size=64k")
+        self.write("www/disk/visits.count", "0000000041")
+        self.fill(folder)
+        self.assertEqual(self.count("disk/visits"), "42")
+        self.assertEqual((folder / "visits.count").read_text(), "0000000042")
+
+    def test_an_upload_onto_a_full_disk_fails(self):
+        self.fill(self.disk("size=64k"))
+        self.assertEqual(self.upload("disk/a"), self.upload_failed("disk/a", "No space left on device(#28)"))
+
+    def test_a_file_stays_whole_when_there_is_no_room_for_a_larger_one(self):
+        folder = self.disk("size=64k")
+        self.write("www/disk/a", "old " * 1000)
+        self.assertEqual(self.upload("disk/a", b"x" * 1_000_000),
+                         self.upload_failed("disk/a", "No space left on device(#28)"))
+        self.assertEqual((folder / "a").read_text(), "old " * 1000)
+
+    def test_a_disk_that_is_read_only(self):
+        folder = self.disk("size=64k")
+        self.write("www/disk/visits.count", "0000000041")
+        private_mounts.mount("-o", "remount,ro", folder)
+        self.assertEqual(self.count("disk/visits"), self.not_writable("disk/visits"))
+        self.assertEqual(self.upload("disk/a"), self.upload_failed("disk/a", "Read-only file system(#30)"))
+        self.assertEqual(self.run_page("^unlink[disk/visits.count]"),
+                         f"[unlink '{folder}/visits.count' failed: Read-only file system(#30)]")
+
+
+class Descriptors(FaultTest):
+    def test_few_descriptors_are_enough(self):
+        self.write("www/a.gif", b"GIF89a\x78\0\x28\0\x80\0\0")
+        limits = [(resource.RLIMIT_NOFILE, 6)]  # the sanitizers need two for themselves
+        self.assertEqual(self.count("visits", limits=limits) + self.upload("a", limits=limits)
+                         + self.size("a.gif", limits=limits), "1()120 40")
+
+
+class ChangingFiles(FaultTest):
+    """A file that changes while a download of it waits for its client."""
+
+    SIZE = 4_000_000
+
+    def download(self, change):
+        """(the length announced, the body) when the file changes after the headers were sent."""
+        path = self.write("www/a", b"x" * self.SIZE)
+        with self.start("^download[a]ok") as process:
+            head = process.stdout.readline()
+            while not head.endswith(b"\n\n"):
+                head += process.stdout.readline()
+            change(path)
+            body = process.stdout.read()
+            self.assertEqual(process.wait(TIMEOUT), 0)
+        return int(head.split(b"Content-length: ")[1].split(b"\n")[0]), body
+
+    def test_a_file_that_grows_is_sent_up_to_the_length_announced(self):
+        def grow(path):
+            with open(path, "ab") as file:
+                file.write(b"y" * self.SIZE)
+        self.assertEqual(self.download(grow), (self.SIZE, b"x" * self.SIZE))
+
+    def test_a_file_that_shrinks_ends_the_download(self):
+        length, body = self.download(lambda path: os.truncate(path, 10))
+        self.assertEqual(length, self.SIZE)
+        self.assertLess(len(body), self.SIZE)
+        self.assertEqual(body.strip(b"x"), b"")
+
+    def test_a_file_that_is_deleted_is_sent_whole(self):
+        self.assertEqual(self.download(Path.unlink), (self.SIZE, b"x" * self.SIZE))
+
+    def test_a_client_that_goes_away_ends_the_process(self):
+        self.write("www/a", b"x" * self.SIZE)
+        process = self.start("^download[a]ok")
+        process.stdout.readline()
+        process.stdout.close()
+        process.stderr.close()
+        self.assertIsNotNone(process.wait(TIMEOUT))
+
+
+if __name__ == "__main__":
+    private_mounts.enter()
+    unittest.main()

@@ -1,0 +1,49 @@
+"""Attachments come out of uudecode, of Debian's sharutils, as they went in."""
+
+import random
+import shutil
+import subprocess
+import sys
+import unittest
+from pathlib import Path
+
+sys.path.insert(0, str(Path(__file__).resolve().parent.parent))
+from page_runner import PageTest
+
+FORM = {"REQUEST_METHOD": "POST", "CONTENT_TYPE": "multipart/form-data; boundary=limit"}
+
+
+@unittest.skipUnless(shutil.which("uudecode"), "needs the package sharutils")
+class Uudecode(PageTest):
+    def decoded(self, block, name):
+        folder = self.root / "decoded"
+        folder.mkdir(exist_ok=True)
+        subprocess.run(["uudecode"], input=block.encode("latin-1"), cwd=folder, check=True)
+        return (folder / name).read_bytes()
+
+    def attachment(self, content, name):
+        body = (b'--limit\r\nContent-Disposition: form-data; name="f"; filename="f"\r\n\r\n' + content
+                + b"\r\n--limit--\r\n")
+        with open(self.write("body", body), "rb") as stdin:
+            return self.run_page(f"^upload[f;uuencode;{name}]", FORM | {"CONTENT_LENGTH": str(len(body))}, stdin=stdin)
+
+    def test_files_of_every_length_of_a_last_line(self):
+        for length in (*range(1, 100), 4500, 4501):
+            content = random.Random(length).randbytes(length)
+            self.assertEqual(self.decoded(self.attachment(content, "a.bin"), "a.bin"), content, length)
+
+    def test_every_byte(self):
+        content = bytes(range(256)) * 3
+        self.assertEqual(self.decoded(self.attachment(content, "every byte.gif"), "every byte.gif"), content)
+
+    def test_a_large_file(self):
+        content = random.Random(1).randbytes(3_000_001)
+        self.assertEqual(self.decoded(self.attachment(content, "large.zip"), "large.zip"), content)
+
+    def test_a_text(self):
+        block = self.run_page("^uuencode[Cat and mouse;cat.txt]")
+        self.assertEqual(self.decoded(block, "cat.txt"), b"Cat and mouse")
+
+
+if __name__ == "__main__":
+    unittest.main()
