@@ -299,6 +299,12 @@ TEST(evaluate, of_a_call_with_20_parameters_deliberately_leaves_literal_text) {
   EXPECT_EQ(expanded("^show[" + nineteen + "p;^show[x]]"), "^show[" + nineteen + "p;<x>]");
 }
 
+TEST(evaluate, behind_a_call_that_is_none_still_makes_one_with_19_parameters) {
+  const std::string nineteen = repeated("p;", 18);
+  EXPECT_EQ(expanded("^show[" + repeated(";", 19) + "]^show[" + nineteen + "p]"),
+            "^show[" + repeated(";", 19) + "]<" + repeated("p|", 18) + "p>");
+}
+
 // --- depth ---
 
 TEST(call_depth, counts_the_calls_under_way) {
