@@ -1,4 +1,4 @@
-// What must hold of every form entry, whatever it was decoded from. Included behind the decoder.
+// What must hold of every form entry, whatever it was decoded from.
 #pragma once
 
 #include <cstdlib>

@@ -1,12 +1,12 @@
 // Fuzzes multipart form input. The first line of an input is the content type, the rest is the body.
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
 #include <string>
 
-// The decoder itself rather than its header: the list of entries must be emptied between two inputs,
-// which the program, serving one request, has no need for.
-#include "cgi/form.cpp"  // NOLINT(bugprone-suspicious-include)
+#include "cgi/charset.h"
+#include "cgi/form.h"
+#include "cgi/request.h"
 #include "check_entries.h"
 
 extern "C" int LLVMFuzzerInitialize(int *, char ***) {
@@ -27,6 +27,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
   for (const quillet::form_entry &entry : quillet::form_entries()) {
     if (entry.name.empty() || entry.value.empty()) std::abort();
   }
-  quillet::entry_count = 0;
+  quillet::free_form_entries();
   return 0;
 }

@@ -10,7 +10,9 @@
 #include "macro/optimizer.h"
 #include "ops/comparison.h"
 #include "ops/expression_operators.h"
+#include "ops/match.h"
 #include "ops/miscellaneous.h"
+#include "ops/strings.h"
 #include "ops/switch.h"
 #include "table/registry.cpp"  // NOLINT(bugprone-suspicious-include)
 #include "table/sort.h"
@@ -55,6 +57,8 @@ extern "C" int LLVMFuzzerInitialize(int *, char ***) {
   for (const char *name : left_out) register_operator(name, op_none, 0, evaluated);
   register_optimizer_operators();
   register_miscellaneous_operators();
+  register_match_operators();
+  register_string_operators();
   register_comparison_operators();
   register_sort_operators();
   register_table_operators();

@@ -14,10 +14,9 @@ namespace quillet {
 // reads a macro file calls the macros in it. Memory that no call has used costs nothing.
 struct parameters::slot_stack {
   static constexpr std::size_t capacity = (max_call_depth + 2) * (max_parameters + 1);
-  alignas(slot) static char memory[capacity * sizeof(slot)];
+  alignas(slot) static inline char memory[capacity * sizeof(slot)];
 };
 
-alignas(parameters::slot) char parameters::slot_stack::memory[capacity * sizeof(slot)];
 parameters::slot *parameters::stack_top = reinterpret_cast<slot *>(slot_stack::memory);
 
 void parameters::evaluate_in_place(int index) {

@@ -142,7 +142,8 @@ void test(const shared_expression &expression, std::string_view source, text &ou
   } else if (result != 0) {
     expression->append_error(result, out);
   } else if (has_groups) {
-    put_table(std::make_unique<match_table>(std::make_shared<match_subject>(expression, text(source)), 0, whole));
+    auto subject = std::make_shared<match_subject>(match_subject{expression, text(source)});
+    put_table(std::make_unique<match_table>(std::move(subject), 0, whole));
   } else {
     out.append("yes");
   }
@@ -210,7 +211,7 @@ void op_match(parameters &parameters, text &out) {
   if (source.is_empty()) return;
   shared_expression expression = compile(parameters[0], parameters[1]);
   if (expression->error() != 0) return expression->append_error(expression->error(), out);
-  const auto subject = std::make_shared<match_subject>(std::move(expression), std::move(source));
+  const auto subject = std::make_shared<match_subject>(match_subject{std::move(expression), std::move(source)});
   replace(subject, parameters[2], has_option(parameters[1], 'g'), out);
 }
 

@@ -42,7 +42,8 @@ list decoded(std::string_view body, std::string_view type = plain_type, decode_r
 }
 
 std::string part(std::string_view parameters, std::string_view content) {
-  return "--B0\r\nContent-Disposition: form-data;" + std::string(parameters) + "\r\n\r\n" + std::string(content) + "\r\n";
+  const std::string header = "--B0\r\nContent-Disposition: form-data;" + std::string(parameters) + "\r\n\r\n";
+  return header + std::string(content) + "\r\n";
 }
 
 constexpr std::string_view last = "--B0--\r\n";
@@ -222,7 +223,8 @@ TEST(read_post_body, reads_several_megabytes) {
 }
 
 // The names of the fields in the input of a request.
-std::string decode_request(std::string_view method, std::string_view type, std::string_view query, std::string_view body) {
+std::string decode_request(std::string_view method, std::string_view type, std::string_view query,
+                           std::string_view body) {
   return quillet_tests::run_in_child(
              [=] {
                const std::size_t before = form_entries().size();

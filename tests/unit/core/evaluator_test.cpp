@@ -221,7 +221,9 @@ TEST(split_parameters, of_an_empty_list_gives_one_empty_parameter) { EXPECT_EQ(s
 
 TEST(split_parameters, keeps_empty_parameters) { EXPECT_EQ(split("[;a;]"), (list{"", "a", ""})); }
 
-TEST(split_parameters, lets_nested_brackets_hold_separators) { EXPECT_EQ(split("[a[b;[c;d]];e]"), (list{"a[b;[c;d]]", "e"})); }
+TEST(split_parameters, lets_nested_brackets_hold_separators) {
+  EXPECT_EQ(split("[a[b;[c;d]];e]"), (list{"a[b;[c;d]]", "e"}));
+}
 
 TEST(split_parameters, fails_without_a_closing_bracket) {
   std::size_t end = 1;
@@ -351,7 +353,8 @@ TEST(call_depth, lets_999_nested_calls_through) {
 TEST(call_depth, refuses_the_thousandth_at_the_innermost_level) {
   expect_in_child([] {
     const int outer = calls_left();
-    EXPECT_EQ(expanded(nested(outer, "^depth[]")), repeated("<", outer) + std::string(recursion) + repeated(">", outer));
+    EXPECT_EQ(expanded(nested(outer, "^depth[]")),
+              repeated("<", outer) + std::string(recursion) + repeated(">", outer));
   });
 }
 

@@ -222,7 +222,9 @@ TEST(insert_at, keeps_every_byte) {
 
 TEST(concat, joins_its_parts) { EXPECT_EQ(concat({"ab", "c", "def"}).view(), "abcdef"); }
 
-TEST(concat, ends_at_the_first_absent_part) { EXPECT_EQ(concat({"[invalid operator ", {}, "]"}).view(), "[invalid operator "); }
+TEST(concat, ends_at_the_first_absent_part) {
+  EXPECT_EQ(concat({"[invalid operator ", {}, "]"}).view(), "[invalid operator ");
+}
 
 TEST(concat, of_nothing_is_null) {
   EXPECT_TRUE(concat({}).is_null());

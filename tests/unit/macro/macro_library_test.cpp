@@ -37,7 +37,9 @@ TEST(name_parameters, deliberately_takes_a_name_for_a_prefix_the_first_in_the_li
   EXPECT_EQ(named("ab;a", "$ab $a"), "$1 $2");
 }
 
-TEST(name_parameters, keeps_a_doubled_dollar_and_what_stands_behind_it) { EXPECT_EQ(named("a", "$$a $$$a"), "$$a $$$1"); }
+TEST(name_parameters, keeps_a_doubled_dollar_and_what_stands_behind_it) {
+  EXPECT_EQ(named("a", "$$a $$$a"), "$$a $$$1");
+}
 
 TEST(name_parameters, keeps_a_number) { EXPECT_EQ(named("a;1", "$1 $a $9x"), "$1 $1 $9x"); }
 
@@ -203,7 +205,9 @@ TEST(macro, puts_its_arguments_in) {
 
 TEST(macro, of_an_undefined_name_says_so) { EXPECT_EQ(expanded("^macro[no such]"), "[undefined macro no such]"); }
 
-TEST(macro, of_an_empty_name_says_so_without_a_closing_bracket) { EXPECT_EQ(expanded("^macro[]"), "[undefined macro "); }
+TEST(macro, of_an_empty_name_says_so_without_a_closing_bracket) {
+  EXPECT_EQ(expanded("^macro[]"), "[undefined macro ");
+}
 
 TEST(macro, evaluates_its_name) {
   define_macro("made up", text("found"sv));
