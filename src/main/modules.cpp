@@ -3,6 +3,7 @@
 #include "apps/access.h"
 #include "apps/calendar.h"
 #include "apps/chat.h"
+#include "apps/gif_template.h"
 #include "apps/threads.h"
 #include "db/cache.h"
 #include "db/sql.h"
@@ -56,6 +57,7 @@ constexpr registrar registrars[] = {
     register_sql_operators,
     register_counter_operator,
     register_calendar_operators,
+    register_gif_template_operators,
     register_switch_operators,
     register_expression_operators,
     register_access_operators,
