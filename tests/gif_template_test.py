@@ -324,6 +324,43 @@ class GifTemplateTest(unittest.TestCase):
             if output != HEADER + FALLBACK:
                 self.assertEqual(gif.decode(output.removeprefix(HEADER)).width, 3)
 
+    # The font that the repository draws.
+
+    def make_font(self, *options):
+        done = subprocess.run([ROOT / "scripts/make-font-strip", *options, self.root / "www/font.gif"], check=True,
+                              capture_output=True, text=True)
+        self.macros("@font\nfont.gif\n" + done.stdout)
+        return done.stdout.splitlines()
+
+    def test_the_drawn_font_has_every_character_of_ascii(self):
+        measures, characters = self.make_font()
+        self.assertEqual(measures, "10\t3")
+        self.assertEqual(characters, "".join({"^": "^^", "$": "$$"}.get(chr(c), chr(c)) for c in range(32, 127)))
+        font = gif.decode((self.root / "www/font.gif").read_bytes())
+        self.assertEqual(font.height, 10 * 95)
+        glyphs = [tuple(font.rows[10 * i + 1:10 * i + 10]) for i in range(95)]
+        self.assertEqual(len(set(glyphs)), 95)
+        self.assertTrue(all(not any(row[0] for row in glyph) for glyph in glyphs))
+
+    def test_texts_are_drawn_in_the_drawn_font(self):
+        self.make_font()
+        self.put("t.gif", picture("wwwwwwwwwwwwww\n" * 9, w="FFFFFF"))
+        self.assert_looks(self.made("0\t0\t0\tTi!"), """
+            wkkkkkwwwkwwkw
+            wwwkwwwwwwwwkw
+            wwwkwwwwwkwwkw
+            wwwkwwwwwkwwkw
+            wwwkwwwwwkwwkw
+            wwwkwwwwwkwwww
+            wwwkwwwwwkwwkw
+            wwwwwwwwwwwwww
+            wwwwwwwwwwwwww""", w="FFFFFF", k="000000")
+
+    def test_the_drawn_font_has_the_size_and_the_color_that_are_asked_for(self):
+        self.assertEqual(self.make_font("--scale", "2", "--color", "FF0000")[0], "19\t6")
+        self.put("t.gif", picture("wwwwwwww\n" * 3, w="FFFFFF"))
+        self.assert_looks(self.made("0\t0\t0\tL"), "wrrwwwww\n" * 3, w="FFFFFF", r="FF0000")
+
 
 def shown(source):
     return "\n".join(" ".join(color or "------" for color in row) for row in source.colors())

@@ -135,16 +135,15 @@ void op_gif_template(parameters &parameters, text &out) {
     return;
   }
   // Deliberate: the file is emptied before the template is read, so a template cannot be its own output.
-  // A pipe that nobody reads cannot be opened; waiting for a reader would hold up the request.
-  constexpr int flags = O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_CLOEXEC;
-  const int file = open(resolve_file(parameters[2]).c_str(), flags, 0666);
-  const bool written = file >= 0 && write_picture(parameters[0], parameters[1], font_description, file);
-  if (file >= 0) close(file);
-  if (!written) append_error(out, "gif_template", "write error");
+  const open_file file(resolve_file(parameters[2]), O_WRONLY | O_CREAT | O_TRUNC);
+  if (file < 0 || !write_picture(parameters[0], parameters[1], font_description, file)) {
+    append_error(out, "gif_template", "write error");
+  }
 }
 
 constexpr operator_definition module[] = {
-    {"gif_template", op_gif_template, 0, evaluated, "^gif_template[template;instructions;file]",
+    {"gif_template", op_gif_template, 0, evaluated,
+     "^gif_template[template;instructions] ^gif_template[template;instructions;file]",
      "A GIF picture made from a template, sent or written to a file."},
 };
 
