@@ -1,4 +1,4 @@
-"""GIF pictures for tests: written with few tricks, read exactly.
+"""GIF pictures for tests, written and read.
 
 A picture is a Picture: rows of palette indices, the palette as "RRGGBB" texts, the transparent index or None.
 """
@@ -41,10 +41,10 @@ def blocks(data):
     return b"".join(bytes([len(part)]) + part for part in parts) + b"\0"
 
 
-def pack_codes(codes, bits):
-    """Codes of `bits` bits each, lowest bits first."""
+def pack_codes(codes):
+    """Codes, each with its number of bits, lowest bits first."""
     value, size, packed = 0, 0, bytearray()
-    for code in codes:
+    for code, bits in codes:
         value |= code << size
         size += bits
         while size >= 8:
@@ -54,8 +54,31 @@ def pack_codes(codes, bits):
     return bytes(packed) + (bytes([value]) if size else b"")
 
 
+def pack(code_size, pixels):
+    """The LZW codes of pixels, each with its number of bits."""
+    clear = 1 << code_size
+    fresh = {bytes([i]): i for i in range(clear)} | {"clear": clear, "end": clear + 1}
+    table, bits, run = dict(fresh), code_size + 1, b""
+    yield clear, bits
+    for pixel in pixels:
+        longer = run + bytes([pixel])
+        if longer in table:
+            run = longer
+            continue
+        yield table[run], bits
+        run = bytes([pixel])
+        bits += len(table) == 1 << bits
+        table[longer] = len(table)
+        if len(table) == 4096:
+            yield clear, bits
+            table, bits = dict(fresh), code_size + 1
+    yield table[run], bits
+    bits += len(table) == 1 << bits
+    yield clear + 1, bits
+
+
 def encode(source):
-    """The file of a picture. A clear code stands in time before codes would become longer."""
+    """The file of a picture."""
     depth = max(1, (len(source.palette) - 1).bit_length())
     palette = b"".join(bytes.fromhex(color) for color in source.palette).ljust(3 << depth, b"\0")
     size = source.width.to_bytes(2, "little") + source.height.to_bytes(2, "little")
@@ -63,13 +86,8 @@ def encode(source):
     if source.transparent is not None:
         data += b"\x21\xf9\x04\x01\0\0" + bytes([source.transparent]) + b"\0"
     code_size = max(2, depth)
-    clear, pixels, codes = 1 << code_size, b"".join(source.rows), []
-    group = (1 << code_size) - 2
-    for at in range(0, len(pixels), group):
-        codes += [clear, *pixels[at:at + group]]
-    codes.append(clear + 1)
-    return (data + b"," + bytes(4) + size + b"\0" + bytes([code_size]) + blocks(pack_codes(codes, code_size + 1))
-            + b";")
+    codes = pack(code_size, b"".join(source.rows))
+    return data + b"," + bytes(4) + size + b"\0" + bytes([code_size]) + blocks(pack_codes(codes)) + b";"
 
 
 def unpack(code_size, data, count):

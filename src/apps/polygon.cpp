@@ -61,43 +61,31 @@ class intersections {
     if (met.is_horizontal() || !met.meets_row(y)) return;
     const int x = met.meeting(y);
     if (found_ && met.leads_down() == was_down_) {
-      // Deliberate: the corner that decides is corner 0, whichever edge was met before. The place is not
-      // counted, but ends the last span when the number of places is odd.
-      if (met.first.y == corners.front().y && met.first.x != corners.front().x) {
-        if (x > previous_) {
-          uncounted_ = x;
-          has_uncounted_ = true;
-        }
-        return;
-      }
+      // Deliberate: behind a step, a horizontal edge, the place counts once more unless the step is in the
+      // row of corner 0.
+      if (met.first.y == corners.front().y && met.first.x != corners.front().x) return;
       if (x == previous_) return;
     }
-    if (i > 0) {
-      places_.push_back(x);
-      has_uncounted_ = false;
-    }
+    if (i > 0) places_.push_back(x);
     found_ = true;
     was_down_ = met.leads_down();
     previous_ = x;
   }
 
-  // Replaces between the first place and the second, the third and the fourth, and so on.
+  // Replaces between the first place and the second, the third and the fourth, and so on. A last one that
+  // is left over ends nothing.
   void replace_between(int y, const replacement &replacement) {
     std::sort(places_.begin(), places_.end());
-    if (places_.size() % 2 != 0 && has_uncounted_) places_.push_back(uncounted_);
     for (std::size_t i = 0; i + 1 < places_.size(); i += 2) replacement.along_row(y, places_[i], places_[i + 1]);
   }
 
   void clear() {
     places_.clear();
-    has_uncounted_ = false;
     found_ = false;
   }
 
  private:
   std::vector<int> places_;
-  bool has_uncounted_ = false;
-  int uncounted_ = 0;
   bool found_ = false;  // the rest is about the edge that was met last
   bool was_down_ = false;
   int previous_ = 0;
