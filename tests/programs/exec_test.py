@@ -112,6 +112,11 @@ class Exec(PageTest):
         body = self.run_page("^for[i;1;50;^exec[bin/hi]]", limits=[(resource.RLIMIT_NOFILE, 16)])
         self.assertEqual(body, "." * 50)
 
+    def test_programs_that_have_ended_are_gone(self):
+        self.write("www/bin/zombies", "#!/bin/sh\nprintf '\\n\\n'\nset -- $(cat /proc/$PPID/stat)\n"
+                   "cat /proc/[0-9]*/stat 2>/dev/null | grep -cE \"[)] Z ($PPID|$4) \"\n", 0o755)
+        self.assertEqual(self.run_page("^exec[bin/zombies]" * 3), "0\n0\n0\n")
+
     def test_a_standard_input_that_is_closed(self):
         self.write("www/bin/cat", "#!/bin/sh\nprintf '\\n\\n'; cat\n", 0o755)
         self.assertEqual(self.run_page("(^exec[bin/cat])"), "()")
