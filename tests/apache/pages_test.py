@@ -4,16 +4,9 @@ import http.client
 import socket
 import unittest
 
-from served_site import Reply, ServedSite
+from served_site import Reply, ServedSite, multipart
 
 ENVIRONMENT = "REQUEST_METHOD SCRIPT_NAME PATH_INFO PATH_TRANSLATED REQUEST_URI DOCUMENT_ROOT QUERY_STRING".split()
-
-
-def multipart(fields, boundary="a boundary"):
-    body = b""
-    for disposition, content in fields:
-        body += f'--{boundary}\r\nContent-Disposition: form-data; {disposition}\r\n\r\n'.encode() + content + b"\r\n"
-    return body + f"--{boundary}--\r\n".encode(), f'multipart/form-data; boundary="{boundary}"'
 
 
 class Pages(ServedSite):

@@ -22,6 +22,20 @@ def free_port():
         return probe.getsockname()[1]
 
 
+def example_site():
+    """The files of examples/site by name, without what visitors of a demo left in its working folder."""
+    site = ROOT / "examples/site"
+    files = {str(path.relative_to(site)): path.read_bytes() for path in (site / "www").rglob("*") if path.is_file()}
+    return files | {"work/" + name: (site / "work" / name).read_bytes() for name in ("_macro.cfg", ".profile", "groups")}
+
+
+def multipart(fields, boundary="a boundary"):
+    body = b""
+    for disposition, content in fields:
+        body += f'--{boundary}\r\nContent-Disposition: form-data; {disposition}\r\n\r\n'.encode() + content + b"\r\n"
+    return body + f"--{boundary}--\r\n".encode(), f'multipart/form-data; boundary="{boundary}"'
+
+
 def session_members(session):
     """The processes of a session that still run."""
     members = []
@@ -106,6 +120,8 @@ class Folder:
         path = self.path / name
         path.parent.mkdir(parents=True, exist_ok=True)
         path.write_bytes(content if isinstance(content, bytes) else content.encode())
+        if path.read_bytes().startswith(b"#!"):
+            path.chmod(0o755)
         return path
 
     def remove(self):
