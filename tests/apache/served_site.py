@@ -25,8 +25,8 @@ def free_port():
 def example_site():
     """The files of examples/site by name, without what visitors of a demo left in its working folder."""
     site = ROOT / "examples/site"
-    files = {str(path.relative_to(site)): path.read_bytes() for path in (site / "www").rglob("*") if path.is_file()}
-    return files | {"work/" + name: (site / "work" / name).read_bytes() for name in ("_macro.cfg", ".profile", "groups")}
+    paths = [*(site / "www").rglob("*"), *(site / "work" / name for name in ("_macro.cfg", ".profile", "groups"))]
+    return {str(path.relative_to(site)): path.read_bytes() for path in paths if path.is_file()}
 
 
 def multipart(fields, boundary="a boundary"):

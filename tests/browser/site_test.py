@@ -1,0 +1,92 @@
+"""The demo site in a real browser: files up and down, the guest book, the gallery, the members' corner."""
+
+import pathlib
+import re
+import sys
+import unittest
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "apache"))
+from browser import Browser, missing_programs, wait_for
+from served_site import Folder, ServedSite, example_site
+
+
+class Site(ServedSite):
+    files = example_site()
+
+    @classmethod
+    def setUpClass(cls):
+        if missing_programs():
+            raise unittest.SkipTest("needs Debian's packages chromium and chromium-driver; missing here: " +
+                                    ", ".join(missing_programs()))
+        super().setUpClass()
+
+    def setUp(self):
+        folder = Folder()
+        self.addCleanup(folder.remove)
+        self.folder = folder
+        self.browser = Browser(folder.path)
+        self.addCleanup(self.browser.close)
+
+    def open(self, path, who=""):
+        self.browser.open(f"http://{who}localhost:{self.demo.port}{path}")
+
+    def await_texts(self, selector, expected):
+        wait_for(lambda: self.browser.texts(selector) == expected, f"{selector} to be {expected}")
+
+    def test_a_file_that_is_chosen_and_sent_is_downloaded_byte_for_byte(self):
+        content = bytes(range(256)) * 1000 + b"\r\n--\0"
+        chosen = self.folder.write("to send/My <letter> ü.bin", content)
+        self.open("/drop/")
+        self.browser.type("input[name=file]", chosen)
+        self.browser.click("article form button")
+        self.await_texts(".files a", ["My-letter-.bin"])
+        self.assertEqual(self.browser.texts(".files td.number"), ["250.0 KB"])
+        self.browser.click(".files a")
+        self.assertEqual(self.browser.downloaded("My-letter-.bin"), content)
+        self.browser.click(".files button")
+        self.await_texts(".nothing", ["Nothing has been left yet."])
+
+    def test_a_page_that_was_left_is_downloaded_and_not_shown(self):
+        chosen = self.folder.write("evil.html", "<script>document.title = 'broken'</script>^env[PATH]")
+        self.open("/drop/")
+        self.browser.type("input[name=file]", chosen)
+        self.browser.click("article form button")
+        self.await_texts(".files a", ["evil.html"])
+        self.browser.click(".files a")
+        self.assertEqual(self.browser.downloaded("evil.html"), chosen.read_bytes())
+        self.assertEqual(self.browser.run("return document.title"), "File drop – The Inkwell")
+        self.browser.click(".files button")
+        self.await_texts(".nothing", ["Nothing has been left yet."])
+
+    def test_a_script_in_the_guest_book_is_text_and_the_name_is_remembered(self):
+        script = "<script>document.title = \"broken\"</script><img src=x onerror=\"document.title = 'broken'\">"
+        self.open("/guestbook/")
+        self.browser.type("input[name=name]", "<b>\"Ann\"</b> & Bob")
+        self.browser.type("textarea[name=text]", script)
+        self.browser.click("input[name=remember]")
+        self.browser.click("article form button")
+        self.await_texts(".entry p:first-child", [script])
+        self.assertRegex(self.browser.texts(".entry .quiet")[0], r'^<b>"Ann"</b> & Bob, \d\d\.\d\d\.\d{4}$')
+        self.assertEqual(self.browser.run("return document.title"), "Guest book – The Inkwell")
+        self.assertEqual(self.browser.find_all("article script, article img, article b"), [])
+        self.assertEqual(self.browser.run("return document.querySelector('[name=name]').value"), '<b>"Ann"</b> & Bob')
+        self.assertIs(self.browser.run("return document.querySelector('[name=remember]').checked"), True)
+
+    def test_the_pictures_of_the_gallery_have_the_size_that_the_page_says(self):
+        self.open("/gallery/")
+        pictures = "Array.from(document.querySelectorAll('.wall img'))"
+        wait_for(lambda: self.browser.run(f"return {pictures}.every(picture => picture.complete)"), "the pictures")
+        sizes = self.browser.run(f"return {pictures}.map(p => [p.naturalWidth, p.naturalHeight, "
+                                 "Number(p.getAttribute('width')), Number(p.getAttribute('height'))])")
+        self.assertEqual(sizes, [[300, 200, 300, 200]] * 5)
+
+    def test_a_member_is_let_in_with_name_and_password(self):
+        password = re.search(r"password: (\S+)", "".join(self.demo.said))[1]
+        self.open("/members/", f"bob:{password}@")
+        self.await_texts("h1", ["Good to see you, bob"])
+        self.browser.click("aside a[href='/members/staff/']")
+        self.await_texts("h1", ["Behind the counter"])
+
+
+if __name__ == "__main__":
+    unittest.main()
