@@ -25,7 +25,8 @@ def free_port():
 def example_site():
     """The files of examples/site by name, without what visitors of a demo left in its working folder."""
     site = ROOT / "examples/site"
-    paths = [*(site / "www").rglob("*"), *(site / "work" / name for name in ("_macro.cfg", ".profile", "groups"))]
+    kept = ("_macro.cfg", ".profile", "groups", "chat/admin/password", "chat/admin/banned")
+    paths = [*(site / "www").rglob("*"), *(site / "work" / name for name in kept)]
     return {str(path.relative_to(site)): path.read_bytes() for path in paths if path.is_file()}
 
 
