@@ -88,6 +88,7 @@ class Chat(ServedSite):
         self.assertNotIn("It is me", self.visitor(2).read("ann"))
 
     def test_a_name_is_free_again_when_its_owner_is_away(self):
+        self.visitor(2).enter("ann")
         (self.site_path / "work/chat/userlist").write_text("ann 127.0.0.2 1000000000\n")
         self.assertIn("You are <strong>ann</strong>", self.visitor(3).enter("ann"))
 
