@@ -5,3 +5,5 @@ SHOP_TOWN=Salzburg
 SHOP_MAIL=shop@localhost
 # Opening hours and logs in local time: CET with its summer time.
 TZ=CET-1CEST,M3.5.0,M10.5.0/3
+# The database of the shop and the board, unless the web server says it as scripts/demo does:
+# QUILLET_DATABASE=user:password@host:port/database
