@@ -14,8 +14,9 @@ import urllib.request
 
 PATIENCE = 90  # seconds until something that should happen counts as not happening
 ELEMENT = "element-6066-11e4-a52e-4f735466cecf"  # how the protocol marks an element
-ARGUMENTS = ["--headless", "--disable-gpu", "--disable-quic", "--disable-dev-shm-usage", "--no-first-run",
-             "--disable-background-networking", "--disable-component-update", "--disable-sync"]
+# The sandbox needs what root and many containers do not have; the pages are our own.
+ARGUMENTS = ["--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "--disable-dev-shm-usage",
+             "--no-first-run", "--disable-background-networking", "--disable-component-update", "--disable-sync"]
 
 
 def missing_programs():
@@ -60,8 +61,6 @@ class Browser:
 
     def capabilities(self):
         arguments = [*ARGUMENTS, f"--user-data-dir={self.folder / 'profile'}"]
-        if os.geteuid() == 0:
-            arguments.append("--no-sandbox")
         return {"browserName": "chrome", "goog:chromeOptions": {
             "binary": shutil.which("chromium"), "args": arguments,
             "prefs": {"download.default_directory": str(self.downloads), "download.prompt_for_download": False}}}
