@@ -29,6 +29,8 @@ class Pages(ServedSite):
         "www/shop/list.html": "^macro_use[quillet.cfg]^macro[section]",
         "www/with blank.html": "^rem[]blank",
         "www/style.css": "^form[x]",
+        "www/CAPITALS.HTML": "capitals ^sum[1;2]",
+        "www/french.html.fr": "french ^sum[1;2]",
         "www/_data.html": "data",
         "www/.profile": "A=1\n",
         "www/_private/page.html": "private",
@@ -216,8 +218,13 @@ class Pages(ServedSite):
             self.assertEqual(reply.status, 404, target)
             self.assertIn("was not found on this server", reply.text())
 
+    def test_the_extension_of_a_page_counts_in_any_letter_case_and_before_a_language(self):
+        self.assertEqual(self.ask("/CAPITALS.HTML").text(), "capitals 3")
+        self.assertEqual(self.ask("/french.html.fr").text(), "french 3")
+
     def test_an_address_that_goes_on_behind_a_page_is_not_found(self):
-        for target in ("/hello.html/", "/hello.html/more", "/hello.html/more.html?x=1"):
+        for target in ("/hello.html/", "/hello.html/more", "/hello.html/more.html?x=1", "/CAPITALS.HTML/%3Cb%3E",
+                       "/french.html.fr/%3Cb%3E", "/hello.html/%0Aline"):
             self.assertEqual(self.ask(target).status, 404, target)
 
 
