@@ -48,7 +48,6 @@ text process_page(std::string_view page_path) {
   const text source = read_text_file(page_path, drop_empty_lines, lock);
   text page;
   if (define_macros(source, &page) == 0) {
-    page.clear();
     page.reserve(source.size());
     evaluate(source, page);
   }

@@ -227,6 +227,12 @@ TEST(form_string, of_an_empty_field_is_empty) {
   EXPECT_EQ(form_string("string4", 100, value), form_empty);
 }
 
+TEST(form_string, of_a_value_that_begins_with_a_nul_is_empty) {
+  decoded("string8=%00cd");
+  text value;
+  EXPECT_EQ(form_string("string8", 100, value), form_empty);
+}
+
 TEST(form_string, of_a_missing_field_is_not_found) {
   text value;
   EXPECT_EQ(form_string("never sent", 100, value), form_not_found);
