@@ -49,7 +49,9 @@ class log_line {
 };
 
 void log_list(int number, const char *format, va_list arguments) {
-  const int descriptor = open(log_files[number & 1], O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666);
+  // A log that is a pipe which nobody reads cannot be opened; no request waits for a reader.
+  const int flags = O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK;
+  const int descriptor = open(log_files[number & 1], flags, 0666);
   if (format != nullptr) {
     log_line line;
     line.append_time();

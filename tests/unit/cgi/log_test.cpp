@@ -134,6 +134,14 @@ TEST(log_message, goes_to_standard_error_when_the_log_cannot_be_opened) {
   EXPECT_EQ(child.output, "");
 }
 
+TEST(log_message, goes_to_standard_error_when_the_log_is_a_pipe_that_nobody_reads) {
+  const temporary_folder folder;
+  ASSERT_EQ(mkfifo("error_log", 0600), 0);
+  const child_result child = run_in_child([] { log_message(error_log, "message"); });
+  write_file("error", child.error);
+  EXPECT_EQ(log_content("error"), "[time] [path=null]: message\n");
+}
+
 TEST(log_message, shows_a_percent_sign_of_its_arguments_as_it_is) {
   const temporary_folder folder;
   log_message(error_log, "%s", "%s%n%d");

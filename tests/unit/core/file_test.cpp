@@ -122,6 +122,29 @@ TEST(read_text_file, of_a_folder_or_a_pipe_is_null) {
   EXPECT_TRUE(read_text_file("pipe", false, true).is_null());
 }
 
+TEST(read_text_file, waits_for_the_lock_of_another_process) {
+  const temporary_folder folder;
+  write_file("f", "half");
+  int ready[2];
+  ASSERT_EQ(pipe(ready), 0);
+  const pid_t child = fork();
+  if (child == 0) {
+    // Holds the lock until the read below is certainly waiting or done, then finishes the file.
+    const int file = open("f", O_RDONLY | O_CLOEXEC);
+    flock(file, LOCK_EX);
+    if (write(ready[1], "x", 1) != 1) _exit(2);
+    for (int i = 0; i < 1000; ++i) sched_yield();
+    write_file("f", "the whole");
+    _exit(0);
+  }
+  char byte = 0;
+  ASSERT_EQ(read(ready[0], &byte, 1), 1);
+  EXPECT_EQ(read_text_file("f", false, true).view(), "the whole");
+  waitpid(child, nullptr, 0);
+  close(ready[0]);
+  close(ready[1]);
+}
+
 TEST(read_text_file, of_an_empty_file_is_empty_and_present) {
   const temporary_folder folder;
   write_file("f", "");

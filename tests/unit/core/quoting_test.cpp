@@ -88,7 +88,7 @@ TEST(quoting, restores_the_tabs_that_sql_made_bells) {
 TEST(quoting, restoring_tabs_changes_every_bell_in_every_mode) {
   for (int number = quoting_none; number <= quoting_javascript; ++number) {
     const quoting_scope scope(static_cast<quoting_mode>(number));
-    EXPECT_EQ(escaped("a\ab", true), "a\tb") << number;
+    EXPECT_EQ(escaped("a\ab\a", true), "a\tb\t") << number;
   }
 }
 
