@@ -61,7 +61,8 @@ class PrivateServer:
         made = subprocess.run(
             [*self._as_user(), "mariadb-install-db", "--no-defaults", f"--datadir={self.folder}/data",
              "--auth-root-authentication-method=normal", "--skip-test-db", "--skip-name-resolve"],
-            stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, cwd=self.folder)
+            stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, cwd=self.folder,
+            env={**os.environ, "TMPDIR": str(self.folder)})
         if made.returncode != 0:
             raise RuntimeError("mariadb-install-db failed:\n" + made.stdout.decode(errors="replace"))
 

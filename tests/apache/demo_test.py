@@ -44,6 +44,39 @@ class DemoCommand(unittest.TestCase):
         self.folder.write("site/www/index.html", "page")
         self.assert_ends_without_a_trace(self.start(self.folder.path / "site"), signal.SIGTERM)
 
+    def start_with_database(self):
+        self.folder.write("site/www/index.html", "^server[^env[QUILLET_DATABASE];^sql[set names utf8mb4]"
+                          "^sql[select * from hats]^item[name]]")
+        self.folder.write("site/work/_macro.cfg", "@SERVER_ERROR[message]\n$message\n")
+        self.folder.write("site/database/1.sql", "create table hats (name text); insert into hats values ('cap')")
+        self.folder.write("site/database/2.sql", "update hats set name = 'Žluťoučký'")
+        return self.start(self.folder.path / "site")
+
+    def database_folders(self):
+        return list(self.folder.path.glob("quillet-mariadb.*"))
+
+    def test_a_schema_is_run_in_a_database_server_that_ends_with_the_demo(self):
+        demo = self.start_with_database()
+        self.assertEqual(self.fetch(demo).text(), "Žluťoučký")
+        self.assertEqual(len(self.database_folders()), 1)
+        self.assert_ends_without_a_trace(demo, signal.SIGINT)
+        self.assertEqual(self.database_folders(), [])
+
+    def test_pages_may_change_rows_of_the_database_and_nothing_else(self):
+        demo = self.start_with_database()
+        for statement in ("drop table hats", "create table more (n int)", "select * from mysql.global_priv",
+                          "select 'x' into outfile '/tmp/x'"):
+            self.folder.write("site/www/index.html", f"^server[^env[QUILLET_DATABASE];^sql[{statement}]]")
+            self.assertRegex(self.fetch(demo).text(), "denied", statement)
+
+    def test_a_schema_that_fails_leaves_the_pages_without_a_database(self):
+        self.folder.write("site/www/index.html", "(^env[QUILLET_DATABASE])")
+        self.folder.write("site/database/1.sql", "create nonsense")
+        demo = self.start(self.folder.path / "site")
+        self.assertIn("There is no database for the pages.", "".join(demo.said))
+        self.assertEqual(self.fetch(demo).text(), "()")
+        self.assertEqual(self.database_folders(), [])
+
     def test_a_folder_without_www_is_the_pages_themselves(self):
         self.folder.write("only pages/index.html", "^sum[1;2]")
         demo = self.start(self.folder.path / "only pages")

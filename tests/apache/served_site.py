@@ -30,6 +30,12 @@ def example_site():
     return {str(path.relative_to(site)): path.read_bytes() for path in paths if path.is_file()}
 
 
+def example_site_with_database():
+    """The same with the schema: scripts/demo starts a database server for it."""
+    schema = ROOT / "examples/site/database"
+    return example_site() | {f"database/{path.name}": path.read_bytes() for path in schema.glob("*.sql")}
+
+
 def multipart(fields, boundary="a boundary"):
     body = b""
     for disposition, content in fields:
