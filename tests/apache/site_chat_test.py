@@ -153,7 +153,7 @@ class Chat(ServedSite):
         ann.enter("ann")
         for page in (ann.say("ann", "Hello"), ann.ask("/chat/users.html?login=ann").text(), ann.ask("/chat/").text()):
             self.assertNotIn("script", page)
-        self.assertIn('<meta http-equiv="refresh" content="10; url=lines.html?login=ann#newest">', ann.read("ann"))
+        self.assertIn('<meta http-equiv="refresh" content="10; url=lines.html?login=ann">', ann.read("ann"))
         self.assertIn('<p style="color: #1F3F77">', ann.read("ann"))
 
     def test_settings_are_kept_in_cookies(self):
@@ -164,7 +164,7 @@ class Chat(ServedSite):
         page = ann.read("ann")
         self.assertEqual(re.findall(r"</b> line (\d+)", page), [str(number) for number in range(2, 12)])
         self.assertIn('content="3; url=', page)
-        self.assertIn('<div class="said">', page)
+        self.assertIn('<div class="newest-below">', page)
         self.assertIn('<option value="below" selected>', ann.ask("/chat/").text())
 
     def test_the_files_of_the_chat_are_not_served(self):

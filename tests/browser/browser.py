@@ -1,5 +1,6 @@
 """Chromium without a window, led through its driver: the WebDriver protocol, JSON over HTTP on a loopback port."""
 
+import base64
 import contextlib
 import json
 import os
@@ -120,6 +121,10 @@ class Browser:
     def texts(self, selector):
         """The texts of the elements as they are seen."""
         return self.run(f"return Array.from(document.querySelectorAll({json.dumps(selector)}), e => e.innerText)")
+
+    def screenshot(self, selector):
+        """A PNG file of the element as it is seen."""
+        return base64.b64decode(self.request("GET", f"/element/{self.find(selector)}/screenshot"))
 
     def downloaded(self, name):
         """The bytes of a file, once it is there: it gets its name when it is complete."""

@@ -1,0 +1,149 @@
+"""The demo site's chat, calendar and buttons in real browsers."""
+
+import contextlib
+import pathlib
+import select
+import socket
+import socketserver
+import sys
+import threading
+import unittest
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "apache"))
+from browser import Browser, missing_programs, wait_for
+from screenshot import decode
+from served_site import Folder, ServedSite, example_site
+
+BLUE, RED, WHITE = "1F3F77", "9C2F23", "FFFFFF"
+
+
+class FromAddress(socketserver.ThreadingTCPServer):
+    """Hands connections on to the site, so that they come from another loopback address."""
+
+    daemon_threads = True
+
+    def __init__(self, address, port):
+        self.source, self.target = address, ("127.0.0.1", port)
+        super().__init__(("127.0.0.1", 0), HandOn)
+        self.thread = threading.Thread(target=self.serve_forever)
+        self.thread.start()
+
+    def close(self):
+        self.shutdown()
+        self.thread.join()
+        self.server_close()
+
+
+class HandOn(socketserver.BaseRequestHandler):
+    def handle(self):
+        with contextlib.suppress(OSError), \
+                socket.create_connection(self.server.target, source_address=(self.server.source, 0)) as site:
+            other = {self.request: site, site: self.request}
+            while True:
+                for stream in select.select(list(other), [], [])[0]:
+                    data = stream.recv(65536)
+                    if not data:
+                        return
+                    other[stream].sendall(data)
+
+
+class Pages(ServedSite):
+    files = example_site() | {"work/chat/admin/banned": b"127.0.9.\n"}
+
+    @classmethod
+    def setUpClass(cls):
+        if missing_programs():
+            raise unittest.SkipTest("needs Debian's packages chromium and chromium-driver; missing here: " +
+                                    ", ".join(missing_programs()))
+        super().setUpClass()
+
+    def browser(self):
+        folder = Folder()
+        self.addCleanup(folder.remove)
+        browser = Browser(folder.path)
+        self.addCleanup(browser.close)
+        return browser
+
+    def enter(self, name, ink="blue", address=None):
+        """A browser that asked to come in under the name."""
+        port = self.demo.port
+        if address:
+            server = FromAddress(address, port)
+            self.addCleanup(server.close)
+            port = server.server_address[1]
+        browser = self.browser()
+        browser.open(f"http://localhost:{port}/chat/")
+        browser.type("input[name=login]", name)
+        for field, value in (("color", ink), ("refresh_chat", "3"), ("refresh_userlist", "5")):
+            browser.click(f"select[name={field}] option[value='{value}']")
+        browser.click("article form button")
+        # Of what is written at the same moment one may be lost: the others wait for the answer.
+        browser.find("iframe.lines, .complaints")
+        return browser
+
+    def said(self, browser):
+        """The lines of the room as they are seen, the oldest first, without their times."""
+        lines = browser.run("return Array.from(frames.lines.document.querySelectorAll('.said p[style]'), "
+                            "line => [getComputedStyle(line).color, line.innerText])")
+        return [(color, text[:-len(" 12:00")]) for color, text in lines]
+
+    def say(self, browser, text):
+        browser.type("input[name=message]", text)
+        browser.click("form.search button")
+        wait_for(lambda: browser.run("return document.querySelector('[name=message]').value === ''"), "an empty field")
+
+    def await_said(self, browser, expected):
+        wait_for(lambda: self.said(browser) == expected, f"the lines {expected}")
+
+    def test_two_browsers_chat_and_a_third_cannot_take_their_name(self):
+        ann, bob = self.enter("ann lee", "red"), self.enter("bob")
+        self.say(ann, "Is the <b>glue</b> dry? :-)")
+        first = ("rgb(156, 47, 35)", "ann lee Is the <b>glue</b> dry? ☺")
+        self.await_said(bob, [first])
+        self.say(bob, "Not yet.")
+        second = ("rgb(31, 63, 119)", "bob Not yet.")
+        self.await_said(ann, [first, second])
+        wait_for(lambda: ann.run("return Array.from(frames.users.document.querySelectorAll('li'), e => e.innerText)") ==
+                 ["ann lee", "bob"], "both names in the list")
+
+        third = self.enter("bob", address="127.0.0.3")
+        self.assertEqual(third.texts(".complaints"), ["Somebody in the room has that name. Please take another one."])
+        self.assertEqual(third.find_all("iframe"), [])
+        self.await_said(bob, [first, second])
+
+    def test_a_banned_address_stays_outside(self):
+        banned = self.enter("cleo", address="127.0.9.1")
+        self.assertEqual(banned.texts(".complaints"), ["You cannot come in."])
+        self.assertEqual(banned.find_all("iframe"), [])
+
+    def test_the_calendar_leads_from_a_day_to_its_week(self):
+        browser = self.browser()
+        browser.open(f"http://localhost:{self.demo.port}/workshops/calendar.html?day=2026.2.1")
+        self.assertEqual(browser.texts("h1"), ["February 2026"])
+        self.assertEqual(len(browser.find_all(".month td a")), 28)
+        browser.click("a:has(img[alt=Later])")
+        wait_for(lambda: browser.texts("h1") == ["March 2026"], "the next month")
+        self.assertEqual(browser.texts(".month .busy"), ["7", "12", "14", "26"])
+        browser.click(".month .busy a[href$='2026.03.12']")
+        wait_for(lambda: browser.texts(".month .chosen") == ["12"], "the chosen day")
+        self.assertEqual(browser.texts(".week td")[3:6], ["Italic hand", "–", "Hard covers"])
+
+    def test_a_button_is_shown_in_its_size_and_colors(self):
+        browser = self.browser()
+        browser.open(f"http://localhost:{self.demo.port}/buttons/?text=HI")
+        for ink, color in (("blue", BLUE), ("red", RED)):
+            selector = f".labels img[src$='ink={ink}']"
+            wait_for(lambda: browser.run(f'return document.querySelector("{selector}").complete'), "the picture")
+            pixels = decode(browser.screenshot(selector))
+            self.assertEqual((len(pixels[0]), len(pixels)), (168, 32))
+            # Inside of its edge the plate has two colors: that of the ink, and white where the letters are. At their
+            # top the "H" has its two stems, the "I" its bar; all strokes are two pixels wide.
+            self.assertEqual({pixel for row in pixels[2:-2] for pixel in row[2:-2]}, {color, WHITE})
+            stems = [x for x in range(168) if pixels[11][x] == WHITE][:4]
+            self.assertEqual([x - stems[0] for x in stems], [0, 1, 8, 9])
+            rows = [y for y in range(2, 30) if WHITE in pixels[y]]
+            self.assertEqual(rows, list(range(9, 23)))
+
+
+if __name__ == "__main__":
+    unittest.main()
