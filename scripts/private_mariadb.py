@@ -14,6 +14,7 @@ Packages: mariadb-server-core (which starts no service) and mariadb-client-core.
 import os
 import pathlib
 import shutil
+import signal
 import socket
 import subprocess
 import tempfile
@@ -58,13 +59,19 @@ class PrivateServer:
         return command
 
     def _make_data(self):
-        made = subprocess.run(
+        making = subprocess.Popen(
             [*self._as_user(), "mariadb-install-db", "--no-defaults", f"--datadir={self.folder}/data",
              "--auth-root-authentication-method=normal", "--skip-test-db", "--skip-name-resolve"],
             stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, cwd=self.folder,
-            env={**os.environ, "TMPDIR": str(self.folder)})
-        if made.returncode != 0:
-            raise RuntimeError("mariadb-install-db failed:\n" + made.stdout.decode(errors="replace"))
+            env={**os.environ, "TMPDIR": str(self.folder)}, start_new_session=True)
+        with making:
+            try:
+                said = making.communicate()[0]
+            except BaseException:
+                os.killpg(making.pid, signal.SIGKILL)  # it is a script: what it started, too
+                raise
+        if making.returncode != 0:
+            raise RuntimeError("mariadb-install-db failed:\n" + said.decode(errors="replace"))
 
     def _start(self, attempts=5):
         """The port may be taken between asking for it and binding: then another one."""

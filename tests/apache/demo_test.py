@@ -5,6 +5,7 @@ import pathlib
 import signal
 import socket
 import subprocess
+import time
 import unittest
 
 from served_site import Demo, Folder, PROGRAM, ROOT, ServedSite
@@ -61,6 +62,16 @@ class DemoCommand(unittest.TestCase):
         self.assertEqual(len(self.database_folders()), 1)
         self.assert_ends_without_a_trace(demo, signal.SIGINT)
         self.assertEqual(self.database_folders(), [])
+
+    def test_the_database_server_ends_when_the_demo_is_killed(self):
+        demo = self.start_with_database()
+        os.kill(demo.process.pid, signal.SIGKILL)
+        while self.database_folders():
+            time.sleep(0.05)
+        os.kill(demo.httpd, signal.SIGTERM)  # a killed demo cannot do it
+        while demo.left_processes():
+            time.sleep(0.05)
+        demo.stop()
 
     def test_pages_may_change_rows_of_the_database_and_nothing_else(self):
         demo = self.start_with_database()
