@@ -48,7 +48,7 @@ class DemoCommand(unittest.TestCase):
     def start_with_database(self):
         self.folder.write("site/www/index.html", "^server[^env[QUILLET_DATABASE];^sql[set names utf8mb4]"
                           "^sql[select * from hats]^item[name]]")
-        self.folder.write("site/work/_macro.cfg", "@SERVER_ERROR[message]\n$message\n")
+        self.folder.write("site/run/_macro.cfg", "@SERVER_ERROR[message]\n$message\n")
         self.folder.write("site/database/1.sql", "create table hats (name text); insert into hats values ('cap')")
         self.folder.write("site/database/2.sql", "update hats set name = 'Žluťoučký'")
         return self.start(self.folder.path / "site")
@@ -96,15 +96,15 @@ class DemoCommand(unittest.TestCase):
 
     def test_a_path_with_blanks_and_quotes(self):
         self.folder.write("Ann's  site/www/index.html", "^macro[who]")
-        self.folder.write("Ann's  site/work/_macro.cfg", "@who[]\nAnn\n")
+        self.folder.write("Ann's  site/run/_macro.cfg", "@who[]\nAnn\n")
         self.assertEqual(self.fetch(self.start(self.folder.path / "Ann's  site")).text(), "Ann")
 
     @unittest.skipIf(os.geteuid() == 0, "root gives the folder to the user of httpd")
     def test_a_working_folder_that_cannot_be_written_is_copied(self):
         self.folder.write("site/www/index.html", "^macro[who]")
-        self.folder.write("site/work/_macro.cfg", "@who[]\nAnn\n")
-        (self.folder.path / "site/work").chmod(0o555)
-        self.addCleanup(lambda: (self.folder.path / "site/work").chmod(0o755))
+        self.folder.write("site/run/_macro.cfg", "@who[]\nAnn\n")
+        (self.folder.path / "site/run").chmod(0o555)
+        self.addCleanup(lambda: (self.folder.path / "site/run").chmod(0o755))
         demo = self.start(self.folder.path / "site")
         self.assertIn("working in a copy", "".join(demo.said))
         self.assertEqual(self.fetch(demo).text(), "Ann")
@@ -112,7 +112,7 @@ class DemoCommand(unittest.TestCase):
     @unittest.skipUnless(os.geteuid() == 0, "an ordinary user serves what the user can read")
     def test_root_serves_a_copy_of_a_folder_that_httpd_cannot_read(self):
         page = self.folder.write("private/site/www/index.html", "^sum[1;2]")
-        self.folder.write("private/site/work/_macro.cfg", "")
+        self.folder.write("private/site/run/_macro.cfg", "")
         (self.folder.path / "private").chmod(0o700)
         demo = self.start(self.folder.path / "private/site")
         self.assertIn("serving a copy", "".join(demo.said))
@@ -122,9 +122,9 @@ class DemoCommand(unittest.TestCase):
     @unittest.skipUnless(os.geteuid() == 0, "only root changes to another user")
     def test_root_serves_pages_as_an_unprivileged_user(self):
         self.folder.write("site/www/index.html", "^rem[]")
-        self.folder.write("site/work/_macro.cfg", "")
+        self.folder.write("site/run/_macro.cfg", "")
         self.fetch(self.start(self.folder.path / "site"))
-        self.assertEqual(pathlib.Path(self.folder.path / "site/work/error_log").owner(), "www-data")
+        self.assertEqual(pathlib.Path(self.folder.path / "site/run/error_log").owner(), "www-data")
 
     def test_a_port_in_use_is_said(self):
         with socket.create_server(("127.0.0.1", 0)) as other:

@@ -11,8 +11,8 @@ ENVIRONMENT = "REQUEST_METHOD SCRIPT_NAME PATH_INFO PATH_TRANSLATED REQUEST_URI 
 
 class Pages(ServedSite):
     files = {
-        "work/_macro.cfg": "@greet[who]\n<p>Hello, $who!</p>\n",
-        "work/.profile": "SITE_NAME=The Quill\n",
+        "run/_macro.cfg": "@greet[who]\n<p>Hello, $who!</p>\n",
+        "run/.profile": "SITE_NAME=The Quill\n",
         "www/index.html": "the front page\n",
         "www/hello.html": "^macro[greet;^form[name]]",
         "www/variables.html": "^var[a;one]^var[b;two]^var[b] ^var[a]",
@@ -119,7 +119,7 @@ class Pages(ServedSite):
 
     def test_the_error_page_leaves_two_lines_in_the_error_log(self):
         self.ask("/empty.html")
-        log = (self.site_path / "work/error_log").read_text()
+        log = (self.site_path / "run/error_log").read_text()
         page = f"{self.site_path}/www/empty.html"
         self.assertIn(f"] {page}: script error by host 127.0.0.1\n", log)
         self.assertIn(f"] {page}: unable to print {page}\n", log)
@@ -209,8 +209,8 @@ class Pages(ServedSite):
             self.assert_refused(target)
 
     def test_the_working_folder_is_out_of_reach(self):
-        self.assertIn(self.ask_raw("/../work/_macro.cfg").status, (400, 403))
-        self.assertIn(self.ask_raw("/%2e%2e/work/error_log").status, (400, 404))
+        self.assertIn(self.ask_raw("/../run/_macro.cfg").status, (400, 403))
+        self.assertIn(self.ask_raw("/%2e%2e/run/error_log").status, (400, 404))
 
     def test_a_missing_page_is_not_found_by_the_server_itself(self):
         for target in ("/missing.html", "/missing.html?x=1", "/shop/missing/page.html"):

@@ -26,7 +26,7 @@ def example_site():
     """The files of examples/site by name, without what visitors of a demo left in its working folder."""
     site = ROOT / "examples/site"
     kept = ("_macro.cfg", ".profile", "groups", "chat/admin/password", "chat/admin/banned")
-    paths = [*(site / "www").rglob("*"), *(site / "work" / name for name in kept)]
+    paths = [*(site / "www").rglob("*"), *(site / "run" / name for name in kept)]
     return {str(path.relative_to(site)): path.read_bytes() for path in paths if path.is_file()}
 
 

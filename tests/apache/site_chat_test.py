@@ -53,7 +53,7 @@ class Chat(ServedSite):
     files = example_site()
 
     def setUp(self):
-        chat = self.site_path / "work/chat"
+        chat = self.site_path / "run/chat"
         (chat / "admin/banned").write_text("nobody\n" + BANNED_ADDRESS + "\n")
         for name in ("index", "index.log", "userlist"):
             (chat / name).unlink(missing_ok=True)
@@ -89,7 +89,7 @@ class Chat(ServedSite):
 
     def test_a_name_is_free_again_when_its_owner_is_away(self):
         self.visitor(2).enter("ann")
-        (self.site_path / "work/chat/userlist").write_text("ann 127.0.0.2 1000000000\n")
+        (self.site_path / "run/chat/userlist").write_text("ann 127.0.0.2 1000000000\n")
         self.assertIn("You are <strong>ann</strong>", self.visitor(3).enter("ann"))
 
     def test_a_banned_address_is_refused(self):
@@ -130,7 +130,7 @@ class Chat(ServedSite):
         ann = self.visitor(2)
         ann.enter("ann")
         ann.say("ann", "one\r\nbob: two\n\n# three")
-        lines = (self.site_path / "work/chat/index").read_text().splitlines()
+        lines = (self.site_path / "run/chat/index").read_text().splitlines()
         self.assertEqual(len(lines), 2)
         self.assertIn("</b> one bob: two # three <small>", lines[1])
 
@@ -139,9 +139,9 @@ class Chat(ServedSite):
         ann.enter("ann")
         ann.say("ann", " \t ")
         self.assertIn("That was too long.", ann.say("ann", "word " * 61))
-        self.assertEqual((self.site_path / "work/chat/index").read_text().count("\n"), 1)
+        self.assertEqual((self.site_path / "run/chat/index").read_text().count("\n"), 1)
         ann.say("ann", "word " * 59 + "words")
-        self.assertEqual((self.site_path / "work/chat/index").read_text().count("\n"), 2)
+        self.assertEqual((self.site_path / "run/chat/index").read_text().count("\n"), 2)
 
     def test_nothing_is_said_by_following_a_link(self):
         self.visitor(2).enter("ann")
@@ -169,7 +169,7 @@ class Chat(ServedSite):
 
     def test_the_files_of_the_chat_are_not_served(self):
         self.visitor(2).enter("ann")
-        for path in ("/chat/index", "/chat/userlist", "/chat/admin/password", "/work/chat/index", "/../work/chat/index"):
+        for path in ("/chat/index", "/chat/userlist", "/chat/admin/password", "/run/chat/index", "/../run/chat/index"):
             self.assertIn(self.ask_raw(path).status, (400, 403, 404), path)
 
 

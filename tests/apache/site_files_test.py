@@ -45,7 +45,7 @@ class Visit(ServedSite):
                 shutil.rmtree(left) if left.is_dir() else left.unlink()
 
     def work(self):
-        return self.site_path / "work"
+        return self.site_path / "run"
 
     def article(self, reply):
         self.assertEqual(reply.status, 200)
@@ -183,7 +183,7 @@ class GuestBook(Visit):
 
     def test_what_is_kept_is_not_served(self):
         self.sign()
-        for path in ("/_guestbook-1", "/work/_guestbook-1", "/%2e%2e/work/_guestbook-1", "/guestbook/_guestbook-1"):
+        for path in ("/_guestbook-1", "/run/_guestbook-1", "/%2e%2e/run/_guestbook-1", "/guestbook/_guestbook-1"):
             self.assertIn(self.ask_raw(path).status, (400, 403, 404), path)
 
 
@@ -297,7 +297,7 @@ class FileDrop(Visit):
             before = self.everything()
             self.assert_sent_on(self.leave(b"content", name), "/drop/")
             stored = f"{number}-{kept}"
-            self.assertEqual(self.everything() - before, {f"work/drop/{stored}"}, name)
+            self.assertEqual(self.everything() - before, {f"run/drop/{stored}"}, name)
             self.assertEqual(self.ask("/drop/?get=" + stored).body, b"content", name)
 
     def everything(self):
@@ -312,7 +312,7 @@ class FileDrop(Visit):
     def test_names_that_are_not_in_the_list_are_neither_sent_nor_removed(self):
         self.leave(b"content")
         before = self.everything()
-        for name in ("../_macro.cfg", "../../work/_macro.cfg", "/etc/passwd", "..", ".", "1-notes.tx", "1-notes.txt/",
+        for name in ("../_macro.cfg", "../../run/_macro.cfg", "/etc/passwd", "..", ".", "1-notes.tx", "1-notes.txt/",
                      "1-notes.txt\n", "x" * 10_000, "\x01", "<b>", "*"):
             self.assertIn("<h1>File drop</h1>", self.page("/drop/?get=" + urllib.parse.quote(name[:8000])), name)
             self.assert_sent_on(self.send("/drop/", remove=name), "/drop/")
@@ -350,7 +350,7 @@ class FileDrop(Visit):
 
     def test_what_is_left_is_not_served_by_the_web_server(self):
         self.leave(b"content")
-        for path in ("/drop/1-notes.txt", "/work/drop/1-notes.txt", "/%2e%2e/work/drop/1-notes.txt"):
+        for path in ("/drop/1-notes.txt", "/run/drop/1-notes.txt", "/%2e%2e/run/drop/1-notes.txt"):
             self.assertIn(self.ask_raw(path).status, (400, 403, 404), path)
 
 
@@ -447,7 +447,7 @@ class Members(Visit):
     def test_passwords_groups_and_rules_are_not_served(self):
         for path in ("/members/.htaccess", "/members/_places", "/members/staff/.htaccess"):
             self.assertEqual(self.ask_as("bob", path).status, 403, path)
-        for path in ("/groups", "/work/groups", "/passwords", "/%2e%2e/work/groups"):
+        for path in ("/groups", "/run/groups", "/passwords", "/%2e%2e/run/groups"):
             self.assertIn(self.ask_raw(path).status, (400, 404), path)
 
     def test_the_passwords_are_kept_as_hashes(self):

@@ -29,7 +29,7 @@ class Visit(ServedSite):
         return self.post(path, urllib.parse.urlencode(fields))
 
     def log(self):
-        log = self.site_path / "work/error_log"
+        log = self.site_path / "run/error_log"
         return log.read_text(errors="replace") if log.exists() else ""
 
 
@@ -256,7 +256,7 @@ class NoDatabase(Visit):
 
 class NoServer(Visit):
     files = example_site()
-    files["work/.profile"] += b"QUILLET_DATABASE=ann:secret@127.0.0.1:1/shop\n"
+    files["run/.profile"] += b"QUILLET_DATABASE=ann:secret@127.0.0.1:1/shop\n"
 
     def test_the_message_of_the_connection_is_in_the_log_only(self):
         for path in ("/shop/", "/board/"):

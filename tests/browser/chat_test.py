@@ -48,7 +48,7 @@ class HandOn(socketserver.BaseRequestHandler):
 
 
 class Pages(ServedSite):
-    files = example_site() | {"work/chat/admin/banned": b"127.0.9.\n"}
+    files = example_site() | {"run/chat/admin/banned": b"127.0.9.\n"}
 
     @classmethod
     def setUpClass(cls):

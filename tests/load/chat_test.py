@@ -75,8 +75,8 @@ class Clients:
     def __init__(self):
         self.folder = served_site.Folder()
         self.folder.write("site/www/index.html", PAGE)
-        self.folder.write("site/work/chat/admin/password", "")
-        self.chat = self.folder.path / "site/work/chat"
+        self.folder.write("site/run/chat/admin/password", "")
+        self.chat = self.folder.path / "site/run/chat"
         self.chat.chmod(0o777)
         self.demo = served_site.Demo(self.folder.path / "site", self.folder.path)
 

@@ -52,7 +52,7 @@ def by_processes(processes, calls):
 def by_clients(clients, requests):
     folder = served_site.Folder()
     folder.write("site/www/index.html", "^counter[visits]")
-    folder.write("site/work/_macro.cfg", "")
+    folder.write("site/run/_macro.cfg", "")
     (folder.path / "site/www").chmod(0o777)
     demo = served_site.Demo(folder.path / "site", folder.path)
 

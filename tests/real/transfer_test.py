@@ -38,7 +38,7 @@ def measured_program(folder):
 @unittest.skipUnless(shutil.which("curl"), "needs the package curl")
 class Transfer(ServedSite):
     files = {
-        "work/_macro.cfg": "@MIME_TYPES[]\nbin\tx/bin\n",
+        "run/_macro.cfg": "@MIME_TYPES[]\nbin\tx/bin\n",
         "www/upload.html": "^optimize[no]^upload[file;/drop/received]^upload[file;name] ^upload[file;size]",
         "www/download.html": "^download[/large.bin;^form[name]]ok",
         "www/missing.html": "^download[/missing.bin]",
