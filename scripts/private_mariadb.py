@@ -61,7 +61,8 @@ class PrivateServer:
     def _make_data(self):
         making = subprocess.Popen(
             [*self._as_user(), "mariadb-install-db", "--no-defaults", f"--datadir={self.folder}/data",
-             "--auth-root-authentication-method=normal", "--skip-test-db", "--skip-name-resolve"],
+             "--auth-root-authentication-method=normal", "--skip-test-db", "--skip-name-resolve",
+             "--force"],  # also where the machine cannot look up its own name
             stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, cwd=self.folder,
             env={**os.environ, "TMPDIR": str(self.folder)}, start_new_session=True)
         with making:
