@@ -89,6 +89,13 @@ class GifTemplateTest(unittest.TestCase):
             wkwwwwwwwkww
             wkkwwwwwwkww""", w="FFFFFF", k="000000")
 
+    def test_a_blank_moves_by_the_advance_of_the_text_too(self):
+        self.put("t.gif", picture("wwwwwwwwwwww\n" * 3, w="FFFFFF"))
+        self.assert_looks(self.made("4\t0\t0\tI I"), """
+            wkwwwwwwwkww
+            wkwwwwwwwkww
+            wkwwwwwwwkww""", w="FFFFFF", k="000000")
+
     def test_an_advance_may_lead_to_the_left(self):
         self.put("t.gif", picture("wwwwwwwwww\n" * 3, w="FFFFFF"))
         self.assert_looks(self.made("-4\t6\t0\tLI"), """
@@ -219,6 +226,11 @@ class GifTemplateTest(unittest.TestCase):
     def test_a_color_that_is_not_in_the_template_is_not_replaced(self):
         self.put("t.gif", picture("wb\nww", w="FFFFFF", b="0000FF"))
         self.assert_looks(self.made("replace_color\tFFFFFE\tFF0000\t0,0,1,0,1,1,0,1"), "wb ww", w="FFFFFF", b="0000FF")
+
+    def test_the_new_color_joins_the_palette_also_where_nothing_is_replaced(self):
+        self.put("t.gif", picture("wb\nww", w="FFFFFF", b="0000FF"))
+        self.assertIn("FF0000", self.made("replace_color\tFFFFFE\tFF0000\t0,0,1,0,1,1,0,1").palette)
+        self.assertIn("FF0000", self.made("replace_color\tFFFFFF\tFF0000\t").palette)
 
     def test_a_full_palette_takes_no_new_color_and_nothing_is_replaced(self):
         palette = [f"0000{i:02X}" for i in range(256)]

@@ -39,7 +39,7 @@ void append_failure(const text &path, std::string_view missing, text &out) {
 // ^counter[name]
 //
 // Adds 1 to the count in the file `name.count`, which is made when it is missing, and gives the new
-// count. A file without a number starts at 1; a count of 2147483647 stays.
+// count. A file without a number in its first 1,024 bytes starts at 1; a count of 2147483647 stays.
 //
 // [counter: count file "path" not writable or non-existant.]
 // [counter: count file "path" not readable or non-existant.]

@@ -49,6 +49,25 @@ TEST(cookie, of_negative_days_has_ended) {
   expect_days("^cookie[a;b;-10000]", -10000);
 }
 
+TEST(cookie, names_days_and_months_in_english) {
+  constexpr const char *week_days[] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
+  constexpr const char *months[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun", "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
+  const auto child = quillet_tests::run_in_child([] {
+    register_cookie_operator();
+    text out;
+    for (int day = 1; day <= 366; ++day) evaluate("^cookie[a;b;" + std::to_string(day) + "]", out);
+  });
+  std::size_t lines = 0;
+  for (std::size_t at = 0; (at = child.output.find("expires=", at)) != std::string::npos; ++lines) {
+    at += std::string("expires=").size();
+    std::tm end{};
+    ASSERT_NE(strptime(child.output.c_str() + at, "%a, %d-%b-%Y", &end), nullptr);
+    EXPECT_EQ(child.output.substr(at, 3), week_days[end.tm_wday]);
+    EXPECT_EQ(child.output.substr(at + 8, 3), months[end.tm_mon]);
+  }
+  EXPECT_EQ(lines, 366U);
+}
+
 TEST(cookie, ends_at_a_time_of_the_same_zone_everywhere) {
   setenv("TZ", "XYZ-5", 1);
   expect_days("^cookie[a;b;1]", 1);
