@@ -28,7 +28,8 @@ bool find_functions(void *library, mysql_client &client) {
          find_function(library, "mysql_fetch_field", client.fetch_field) &&
          find_function(library, "mysql_fetch_row", client.fetch_row) &&
          find_function(library, "mysql_free_result", client.free_result) &&
-         find_function(library, "mysql_error", client.error) && find_function(library, "mysql_close", client.close);
+         find_function(library, "mysql_error", client.error) && find_function(library, "mysql_close", client.close) &&
+         find_function(library, "mysql_options", client.options);
 }
 
 // The library's own calls are resolved as they are made: most never are.
@@ -58,6 +59,9 @@ mysql_connection *new_connection(const mysql_client &client) {
   sigaction(SIGPIPE, nullptr, &before);
   mysql_connection *made = client.init(nullptr);
   sigaction(SIGPIPE, &before, nullptr);
+  constexpr int local_infile_option = 8;  // MYSQL_OPT_LOCAL_INFILE in both libraries' headers
+  const unsigned off = 0;
+  if (made != nullptr) client.options(made, local_infile_option, &off);
   return made;
 }
 

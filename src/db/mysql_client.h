@@ -18,6 +18,7 @@ using mysql_row = char **;  // a value for each field; null for NULL
 // Its functions, named and declared as in its own header, less "mysql_" in front.
 struct mysql_client {
   mysql_connection *(*init)(mysql_connection *);
+  int (*options)(mysql_connection *, int option, const void *value);
   mysql_connection *(*real_connect)(mysql_connection *, const char *host, const char *user, const char *password,
                                     const char *database, unsigned port, const char *socket, unsigned long flags);
   int (*query)(mysql_connection *, const char *statement);
@@ -36,7 +37,8 @@ struct mysql_client {
 // functions; `reason` then says why, in the words of the system.
 [[nodiscard]] const mysql_client *load_mysql_client(text &reason);
 
-// A new connection, not connected yet; null without memory. The library would have the whole process
+// A new connection, not connected yet; null without memory. It sends no file of this machine to the
+// server, neither for a statement nor because the server asks for one. The library would have the whole process
 // ignore SIGPIPE from its first use on: what was said about the signal is said again. Its own writes do
 // not raise it.
 [[nodiscard]] mysql_connection *new_connection(const mysql_client &client);
