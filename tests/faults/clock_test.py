@@ -1,0 +1,73 @@
+"""Time stamps while the clock of the machine stands still, at a time of the test's choice or at one that is no date."""
+
+import os
+import subprocess
+import sys
+import tempfile
+import unittest
+from pathlib import Path
+
+FOLDER = Path(__file__).resolve().parent
+sys.path.insert(0, str(FOLDER.parent))
+from page_runner import PageTest  # noqa: E402
+
+CENTRAL_EUROPE = "CET-1CEST,M3.5.0,M10.5.0/3"
+STAMP = "^item[year].^item[month].^item[day] ^item[hour]:^item[min]"
+PAST_ALL_YEARS = 67768036191676800  # the year 2147485548, one more than a date of the C library holds
+
+
+class Clock(PageTest):
+    @classmethod
+    def setUpClass(cls):
+        cls.folder = tempfile.TemporaryDirectory()
+        cls.addClassCleanup(cls.folder.cleanup)
+        cls.library = Path(cls.folder.name) / "clock.so"
+        subprocess.run([os.environ.get("QUILLET_C_COMPILER", "cc"), "-shared", "-fPIC", "-o", cls.library,
+                        FOLDER / "clock.c"], check=True)
+
+    def at(self, seconds, page, zone="UTC"):
+        return self.run_page(page, {"LD_PRELOAD": str(self.library), "CLOCK": str(seconds), "TZ": zone,
+                                    "ASAN_OPTIONS": "detect_leaks=0:verify_asan_link_order=0"})
+
+    def test_a_time_stamp_is_the_local_time(self):
+        for seconds, zone, stamp in (
+                (0, "UTC", "1970.01.01 00:00"),
+                (59, "UTC", "1970.01.01 00:00"),
+                (60, "UTC", "1970.01.01 00:01"),
+                (-1, "UTC", "1969.12.31 23:59"),
+                (951782399, "UTC", "2000.02.28 23:59"),
+                (951782400, "UTC", "2000.02.29 00:00"),
+                (951868800, "UTC", "2000.03.01 00:00"),
+                (1735689599, "UTC", "2024.12.31 23:59"),
+                (1735689599, "XXX-5:30", "2025.01.01 05:29"),
+                (1735689600, "XXX8", "2024.12.31 16:00"),
+                (1711846799, CENTRAL_EUROPE, "2024.03.31 01:59"),
+                (1711846800, CENTRAL_EUROPE, "2024.03.31 03:00"),
+                (1729990799, CENTRAL_EUROPE, "2024.10.27 02:59"),
+                (1729990800, CENTRAL_EUROPE, "2024.10.27 02:00"),
+                (-2208988801, "UTC", "1899.12.31 23:59"),
+                (-62135596800, "UTC", "0001.01.01 00:00"),
+                (PAST_ALL_YEARS - 1, "UTC", "2147485547.12.31 23:59")):
+            with self.subTest(seconds=seconds, zone=zone):
+                self.assertEqual(self.at(seconds, f"^loadtimestamp[]{STAMP}", zone), stamp)
+
+    def test_a_date_takes_the_parts_that_it_lacks_from_the_local_time(self):
+        for date, stamp in (("2001", "2001.03.31 03:07"), ("2001.02", "2001.02.31 03:07"),
+                            ("2001.02.03", "2001.02.03 03:07"), ("2001.02.03 04", "2001.02.03 04:07"),
+                            ("2001.02.03 04:05", "2001.02.03 04:05"), ("2001.02.03 ", "2001.02.03 00:07"),
+                            (" ", "0000.03.31 03:07"), ("", "2024.03.31 03:07"), ("^var[none]", "2024.03.31 03:07"),
+                            ("2001.02.03 04:05;", "2024.03.31 03:07")):
+            with self.subTest(date):
+                page = f"^loadtimestamp[{date}]{STAMP}"
+                self.assertEqual(self.at(1711847220, page, CENTRAL_EUROPE), stamp)
+
+    def test_a_time_that_is_no_date_is_a_bad_date_and_leaves_the_table_as_it_was(self):
+        for seconds in (PAST_ALL_YEARS, 2**63 - 1, -2**63):
+            for date in ("", "2001.02.03 04:05"):
+                with self.subTest(seconds=seconds, date=date):
+                    page = f"^config[kept]^loadtimestamp[{date}] ^item[0]"
+                    self.assertEqual(self.at(seconds, page), "[loadtimestamp: bad input date] kept")
+
+
+if __name__ == "__main__":
+    unittest.main()
