@@ -40,8 +40,10 @@ class PageTest(unittest.TestCase):
         path.chmod(mode or 0o666)
         return path
 
-    def start(self, page, environment=None, limits=(), unprivileged=False, stdin=subprocess.DEVNULL, **options):
-        """A process that answers the page. `limits`: (resource, value) pairs; `unprivileged`: not as root."""
+    def start(self, page, environment=None, limits=(), unprivileged=False, stdin=subprocess.DEVNULL, wrapper=(),
+              **options):
+        """A process that answers the page. `limits`: (resource, value) pairs; `unprivileged`: not as root;
+        `wrapper`: the command line of a program that runs it."""
         program = PROGRAM
         if unprivileged and os.getuid() == 0:
             program = self.root / "program"  # the folder of the build may be closed to others
@@ -59,7 +61,7 @@ class PageTest(unittest.TestCase):
             for kind, value in limits:
                 resource.setrlimit(kind, (value, value))
 
-        return subprocess.Popen([program], cwd=self.site, env=variables, stdin=stdin,
+        return subprocess.Popen([*wrapper, program], cwd=self.site, env=variables, stdin=stdin,
                                 stdout=subprocess.PIPE, stderr=subprocess.PIPE, preexec_fn=limit if limits else None,
                                 **options)
 
