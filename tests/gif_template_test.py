@@ -5,6 +5,7 @@ The program is named by the environment variable QUILLET_PROGRAM.
 """
 
 import os
+import resource
 import subprocess
 import tempfile
 import unittest
@@ -46,19 +47,26 @@ class GifTemplateTest(unittest.TestCase):
         self.macros(FONT_MACRO)
         self.put("font.gif", FONT)
 
-    def macros(self, source):
-        (self.root / "site/_macro.cfg").write_text(source)
+    def macros(self, source, encoding="utf-8"):
+        (self.root / "site/_macro.cfg").write_text(source, encoding)
 
     def put(self, name, content):
         data = gif.encode(content) if isinstance(content, Picture) else content
         (self.root / "www" / name).write_bytes(data)
 
-    def run_page(self, page):
+    def run_page(self, page, files=None):
+        """What the page sends. `files`: how many the program may have open at once."""
         (self.root / "www/page.html").write_text(page, "latin-1")
         environment = {"REQUEST_METHOD": "GET", "REQUEST_URI": "/page.html", "DOCUMENT_ROOT": f"{self.root}/www",
                        "PATH_TRANSLATED": f"{self.root}/www/page.html", "TZ": "UTC"}
+        if files is not None:
+            environment["ASAN_OPTIONS"] = "detect_leaks=0"  # it needs more open files than the limit leaves
+
+        def limit():
+            resource.setrlimit(resource.RLIMIT_NOFILE, (files, files))
+
         done = subprocess.run([PROGRAM], cwd=self.root / "site", env=environment, capture_output=True, timeout=60,
-                              check=False)
+                              check=False, preexec_fn=limit if files is not None else None)
         self.assertEqual(done.returncode, 0, done.stderr)
         self.assertNotIn(b"Sanitizer", done.stderr)
         return done.stdout
@@ -164,6 +172,45 @@ class GifTemplateTest(unittest.TestCase):
         self.put("t.gif", picture("wwwwwwww\n" * 4, w="FFFFFF"))
         self.assert_looks(self.made("0\t1\t0\t?I"), "wkkkkkwk wkkkkkwk wkkkkkwk wwwwwwww", w="FFFFFF", k="000000")
 
+    def test_a_font_without_characters_has_the_blank_alone(self):
+        for characters in ("", "\n"):
+            self.macros(f"@font\nfont.gif\n4\t2\n{characters}")
+            self.put("t.gif", picture("www\n" * 3, w="FFFFFF"))
+            self.assert_looks(self.made("0\t0\t0\tI.L"), "www\n" * 3, w="FFFFFF", k="000000")
+
+    def test_a_fourth_line_of_the_font_counts_for_nothing(self):
+        self.macros("@font\nfont.gif\n4\t2\tmore\n .I\nL\n")
+        self.put("t.gif", picture("wwww\n" * 3, w="FFFFFF"))
+        self.assert_looks(self.made("0\t0\t0\tL"), "wwww wwww wkww", w="FFFFFF", k="000000")
+
+    def test_a_character_may_be_any_byte(self):
+        self.macros("@font\nfont.gif\n4\t2\n .\u00ff;\n", "latin-1")
+        self.put("t.gif", picture("wwwwwww\n" * 3, w="FFFFFF"))
+        self.assert_looks(self.made("0\t0\t0\t^;\xff"), """
+            wkwwwkw
+            wkwwwkw
+            wkkwwkw""", w="FFFFFF", k="000000")
+
+    def test_a_blank_may_move_back_or_not_at_all(self):
+        self.put("t.gif", picture("wwwwwwww\n" * 3, w="FFFFFF"))
+        for advance, art in (("-1", "wkwkwwww"), ("", "wkwwkwww"), ("x", "wkwwkwww"), ("+1", "wkwwwkww")):
+            with self.subTest(advance):
+                self.macros(f"@font\nfont.gif\n4\t{advance}\n .IL\n")
+                self.assert_looks(self.made("0\t0\t0\tI I"), f"{art}\n" * 3, w="FFFFFF", k="000000")
+
+    def test_what_is_no_number_in_front_of_a_text_is_0(self):
+        self.put("t.gif", picture("wwwwwww\n" * 3, w="FFFFFF"))
+        for fields in ("0\t0\t0", "x\ty\tz", "\t\t", "0x4\t0\t0", " 0\t 0\t 0", "-0\t+0\t0z"):
+            with self.subTest(fields):
+                self.assert_looks(self.made(f"{fields}\tII"), "wkwwkww\n" * 3, w="FFFFFF", k="000000")
+        self.assert_looks(self.made("4px\t1px\t0\tII"), "wwkwwwk\n" * 3, w="FFFFFF", k="000000")
+
+    def test_a_text_that_is_missing_draws_nothing(self):
+        self.put("t.gif", picture("wwww\n" * 3, w="FFFFFF"))
+        for line in ("0", "0\t", "0\t0\t0", "0\t0\t0\t"):
+            with self.subTest(line):
+                self.assert_looks(self.made(line), "wwww\n" * 3, w="FFFFFF")
+
     def test_the_transparent_color_of_the_font_is_not_drawn(self):
         self.put("t.gif", picture("abc\n" * 3, a="FFFFFF", b="123456", c="00FF00"))
         self.assert_looks(self.made("0\t0\t0\tI"), "akc\n" * 3, a="FFFFFF", k="000000", c="00FF00")
@@ -249,6 +296,50 @@ class GifTemplateTest(unittest.TestCase):
             with self.subTest(digits):
                 self.assert_looks(self.made(f"replace_color\tAbCdEf\t{digits}\t1,0,2,0"), "wrrw", w="ABCDEF", r=color)
 
+    def test_a_color_that_is_the_transparent_one_joins_the_palette_anew(self):
+        self.put("t.gif", picture("w.w.", w="FFFFFF"))  # the transparent color is FF00FF
+        made = self.made("replace_color\tFFFFFF\tFF00FF\t0,0,0,0", "replace_color\tFFFFFF\tFF00FF\t2,0,2,0")
+        self.assertEqual((made.rows, made.transparent), ([b"\2\1\2\1"], 1))
+        self.assertEqual(made.palette[:3], ["FFFFFF", "FF00FF", "FF00FF"])
+
+    def test_digits_may_have_blanks_or_a_sign_in_front(self):
+        self.put("t.gif", picture("wwww", w="FFFFFF"))
+        for digits, color in (("+1+2+3", "010203"), (" 12 34  56", "123456"), ("-f-f-f", "F1F1F1"),
+                              ("12-34", "12FD04"), ("1 2 3", "010203")):
+            with self.subTest(digits):
+                self.assert_looks(self.made(f"replace_color\tFFFFFF\t{digits}\t1,0,2,0"), "wrrw", w="FFFFFF", r=color)
+
+    def test_what_is_no_digit_ends_the_color(self):
+        self.put("t.gif", picture("wwww", w="FFFFFF"))
+        for digits, color in (("1g2233", "010000"), ("12,34,56", "120000"), ("1122zz", "112200"), ("zz1122", "000000")):
+            with self.subTest(digits):
+                self.assert_looks(self.made(f"replace_color\tFFFFFF\t{digits}\t1,0,2,0"), "wrrw", w="FFFFFF", r=color)
+
+    def test_a_color_below_0_is_none_of_the_template_but_one_that_can_be_replaced(self):
+        self.put("t.gif", picture("wwww", w="FFFFFF"))
+        made = self.made("replace_color\t-1-1-1\t00FF00\t0,0,3,0")
+        self.assertEqual(made.rows, [b"\0\0\0\0"])
+        made = self.made("replace_color\tFFFFFF\t-1-1-1\t1,0,2,0", "replace_color\t-1-1-1\t00FF00\t2,0,3,0",
+                         "replace_color\tFFFFFF\t-1-1-1\t0,0,0,0")
+        self.assertEqual((made.rows, made.palette[:3]), ([b"\1\1\2\0"], ["FFFFFF", "FFFFFF", "00FF00"]))
+
+    def test_the_last_place_of_the_palette_takes_a_color_and_the_next_one_is_left_out(self):
+        palette = [f"0000{i:02X}" for i in range(255)]
+        self.put("t.gif", Picture([bytes(range(255))], palette))
+        made = self.made("replace_color\t000005\tFF0000\t0,0,254,0", "replace_color\t000006\t00FF00\t0,0,254,0",
+                         "replace_color\t000007\tFF0000\t0,0,254,0")
+        self.assertEqual(made.palette, palette + ["FF0000"])
+        self.assertEqual(made.rows, [bytes(255 if i in (5, 7) else i for i in range(255))])
+
+    def test_a_polygon_that_crosses_itself(self):
+        self.put("t.gif", picture("wwwww\n" * 5, w="FFFFFF"))
+        self.assert_looks(self.made("replace_color\tFFFFFF\tFF0000\t0,0,4,4,4,0,0,4"), """
+            rwwwr
+            rrwrr
+            rrrrr
+            rrwrr
+            rwwwr""", w="FFFFFF", r="FF0000")
+
     def test_an_odd_last_number_of_the_corners_is_ignored(self):
         self.put("t.gif", picture("wwww", w="FFFFFF"))
         for corners in ("1,0,2,0", "1,0,2,0,3", "1,0,2,0,", " 1, 0, 2, 0", "1,,2,0", "1x,0,2y,0", "1,0,2,0\tmore"):
@@ -288,8 +379,11 @@ class GifTemplateTest(unittest.TestCase):
     def test_a_line_of_other_text_needs_the_font_and_draws_nothing(self):
         self.put("t.gif", picture("www\n" * 3, w="FFFFFF"))
         self.assert_looks(self.made("replace_colour\tFFFFFF\tFF0000\t"), "www\n" * 3, w="FFFFFF")
+        self.assert_looks(self.made("\t"), "www\n" * 3, w="FFFFFF")
         (self.root / "www/font.gif").unlink()
-        self.assertEqual(self.run_page("^gif_template[t.gif;x]page"), HEADER + FALLBACK)
+        for line in ("x", "\t", " ", "replace_color ", "REPLACE_COLOR\tFFFFFF\tFF0000\t"):
+            with self.subTest(line):
+                self.assertEqual(self.run_page(f"^gif_template[t.gif;{line}]page"), HEADER + FALLBACK)
 
     def test_a_picture_written_to_a_file_is_the_one_that_would_be_sent(self):
         self.put("t.gif", picture("wwww\n" * 3, w="FFFFFF"))
@@ -335,6 +429,37 @@ class GifTemplateTest(unittest.TestCase):
             output = self.run_page("^gif_template[t.gif;replace_color\tFFFFFF\tFF0000\t0,0,2,1]page")
             if output != HEADER + FALLBACK:
                 self.assertEqual(gif.decode(output.removeprefix(HEADER)).width, 3)
+
+    def test_a_damaged_byte_gives_a_picture_or_the_fallback(self):
+        pattern = bytes(i * 7 % 4 for i in range(48))
+        source = Picture([pattern[at:at + 6] for at in range(0, 48, 6)], ["FFFFFF", "0000FF", "000000", "FF00FF"], 3)
+        data = gif.encode(source)
+        self.macros("@font\n^var[font].gif\n3\t2\n .AB\n")
+        instructions = "replace_color\tFFFFFF\tFF0000\t0,0,5,0,2,7\n0\t1\t1\tAB .A"
+        values = [(at, value) for at in range(len(data)) for value in (0, 255, data[at] ^ 128, data[at] ^ 1)]
+        page = []
+        for number, (at, value) in enumerate(values):
+            self.put(f"bad-{number}.gif", data[:at] + bytes([value]) + data[at + 1:])
+            page += [f"^var[font;good]^gif_template[bad-{number}.gif;{instructions};template-{number}.gif]",
+                     f"^var[font;bad-{number}]^gif_template[good.gif;{instructions};font-{number}.gif]"]
+        self.put("good.gif", source)
+        self.assertTrue(self.run_page("x" + "".join(page)).endswith(b"\n\nx"))
+        fallbacks = 0
+        for number, damage in enumerate(values):
+            with self.subTest(damage):
+                made = (self.root / f"www/template-{number}.gif").read_bytes()
+                fallbacks += made == FALLBACK
+                gif.decode(made)
+                made = (self.root / f"www/font-{number}.gif").read_bytes()
+                self.assertEqual(len(gif.decode(made).rows), 1 if made == FALLBACK else 8)
+        self.assertTrue(0 < fallbacks < len(values) / 2, fallbacks)  # most damage leaves a picture
+
+    def test_no_file_stays_open(self):
+        self.put("t.gif", picture("wwww\n" * 3, w="FFFFFF"))
+        page = "^gif_template[t.gif;0\t0\t0\tI;made.gif]^gif_template[none.gif;;other.gif]" * 40
+        output = self.run_page("x" + page, files=12)
+        self.assertTrue(output.endswith(b"\n\nx"), output)
+        self.assertEqual(gif.decode((self.root / "www/made.gif").read_bytes()).width, 4)
 
     # The font that the repository draws.
 

@@ -62,7 +62,8 @@ class intersections {
     const int x = met.meeting(y);
     if (found_ && met.leads_down() == was_down_) {
       // Deliberate: behind a step, a horizontal edge, the place counts once more unless the step is in the
-      // row of corner 0.
+      // row of corner 0. Noted behind the last place without being counted it would change nothing: where
+      // one is left over, a later one has always taken that room.
       if (met.first.y == corners.front().y && met.first.x != corners.front().x) return;
       if (x == previous_) return;
     }

@@ -24,7 +24,8 @@ drawing replaced(const corner_list &corners, int width, int height) {
   return picture;
 }
 
-// The rules one by one, as slow as they are plain: every row of the polygon, every edge again for each.
+// The rules one by one, as slow as they are plain: every row of the polygon, every edge again for each. A place
+// behind a step in the row of corner 0 is noted behind the others, uncounted, to show that nothing comes of it.
 class reference {
  public:
   reference(corner_list corners, int width, int height)
