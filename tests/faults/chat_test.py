@@ -1,9 +1,8 @@
-"""The chat's files: which of them are locked when, what is in their place, the times that are written into them."""
+"""The chat's files: which of them are locked when, and what is in their place."""
 
 import os
 import re
 import sys
-import time
 import unittest
 from pathlib import Path
 
@@ -103,33 +102,6 @@ class Locks(ChatTest):
     def test_nothing_else_opens_a_file(self):
         self.assertEqual(self.steps("^login[]^login[x]^message[]^log[t]^cookie[login]", message="hi"), [])
         self.assertEqual(self.steps("^message[line]"), [])
-
-
-class Times(ChatTest):
-    def listed_times(self, page, environment):
-        """The times in the list afterwards, as seconds from now."""
-        before = int(time.time())
-        self.run_page("x" + page, environment)
-        after = int(time.time())
-        times = [int(line.split(" ")[2]) for line in (self.chat / "userlist").read_text().splitlines()]
-        return [0 if before <= t <= after else t - after for t in times]
-
-    def test_those_who_join_are_listed_with_the_time(self):
-        self.assertEqual(self.listed_times("^startup[line]", self.visitor()), [0])
-        (self.chat / "userlist").unlink()
-        self.assertEqual(self.listed_times("^message[line]", self.visitor(message="hi")), [0])
-
-    def test_refreshing_notes_the_time(self):
-        for page in ("^userlist[]", "^chat[1]"):
-            self.write("site/chat/userlist", "ann 127.0.0.1 1\n")
-            self.assertEqual(self.listed_times(page, self.visitor()), [0])
-
-    def test_refreshing_drops_by_the_time(self):
-        for page in ("^userlist[]", "^chat[1]"):
-            now = int(time.time())
-            self.write("site/chat/userlist", f"gone 1 {now - 180}\nhere 2 {now + 1000}\n")
-            self.run_page("x" + page)
-            self.assertEqual((self.chat / "userlist").read_text(), f"here 2 {now + 1000}\n")
 
 
 class Kinds(ChatTest):

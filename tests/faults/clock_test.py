@@ -16,7 +16,7 @@ STAMP = "^item[year].^item[month].^item[day] ^item[hour]:^item[min]"
 PAST_ALL_YEARS = 67768036191676800  # the year 2147485548, one more than a date of the C library holds
 
 
-class Clock(PageTest):
+class FixedClock(PageTest):
     @classmethod
     def setUpClass(cls):
         cls.folder = tempfile.TemporaryDirectory()
@@ -25,9 +25,14 @@ class Clock(PageTest):
         subprocess.run([os.environ.get("QUILLET_C_COMPILER", "cc"), "-shared", "-fPIC", "-o", cls.library,
                         FOLDER / "clock.c"], check=True)
 
+    def clock(self, seconds):
+        return {"LD_PRELOAD": str(self.library), "CLOCK": str(seconds),
+                "ASAN_OPTIONS": "detect_leaks=0:verify_asan_link_order=0"}
+
+
+class Stamps(FixedClock):
     def at(self, seconds, page, zone="UTC"):
-        return self.run_page(page, {"LD_PRELOAD": str(self.library), "CLOCK": str(seconds), "TZ": zone,
-                                    "ASAN_OPTIONS": "detect_leaks=0:verify_asan_link_order=0"})
+        return self.run_page(page, self.clock(seconds) | {"TZ": zone})
 
     def test_a_time_stamp_is_the_local_time(self):
         for seconds, zone, stamp in (
@@ -67,6 +72,50 @@ class Clock(PageTest):
                 with self.subTest(seconds=seconds, date=date):
                     page = f"^config[kept]^loadtimestamp[{date}] ^item[0]"
                     self.assertEqual(self.at(seconds, page), "[loadtimestamp: bad input date] kept")
+
+
+class Chat(FixedClock):
+    """The times of its user list, and the cookies of its settings."""
+
+    ANN = {"QUERY_STRING": "login=ann&message=hi", "HTTP_COOKIE": "login=ann"}
+    REFRESHING = ("^userlist[]", "^chat[10]")
+
+    def list_at(self, seconds, page, old=""):
+        """The user list after a page of "ann"."""
+        self.write("site/chat/userlist", old)
+        self.assertEqual(self.run_page(page + "x", self.clock(seconds) | self.ANN), "x")
+        return (self.site / "chat/userlist").read_text()
+
+    def test_those_who_join_are_listed_with_the_time(self):
+        for page in ("^startup[line]", "^message[line]"):
+            for seconds in (0, 1735689599, 2**33, -5):
+                with self.subTest(page=page, seconds=seconds):
+                    self.assertEqual(self.list_at(seconds, page, "bob 10.0.0.8 7\n"),
+                                     f"bob 10.0.0.8 7\nann 127.0.0.1 {seconds}\n")
+
+    def test_those_who_have_joined_keep_their_time(self):
+        for page in ("^startup[line]", "^message[line]", "^userlist[^rem[each]]", "^validate[^rem[any]]"):
+            with self.subTest(page=page):
+                self.assertEqual(self.list_at(1735689599, page, "ann 127.0.0.1 7\n"), "ann 127.0.0.1 7\n")
+
+    def test_a_user_stays_listed_for_179_seconds(self):
+        for page in self.REFRESHING:
+            for age, listed in ((0, True), (1, True), (178, True), (179, True), (180, False), (181, False), (-1, True)):
+                with self.subTest(page=page, age=age):
+                    line = f"bob 10.0.0.8 {1735689599 - age}\n"
+                    self.assertEqual(self.list_at(1735689599, page, line), line if listed else "")
+
+    def test_refreshing_notes_the_time_of_the_visitor(self):
+        for page in self.REFRESHING:
+            with self.subTest(page=page):
+                self.assertEqual(self.list_at(1735689599, page, "ann 127.0.0.1 1735689000\nann 10.0.0.8 1735689500\n"),
+                                 "ann 127.0.0.1 1735689599\nann 10.0.0.8 1735689500\n")
+
+    def test_a_setting_is_kept_for_90_days(self):
+        with self.start("x", self.clock(1709251199) | {"QUERY_STRING": "color=red"}) as process:
+            output = process.communicate()[0]
+        self.assertEqual(output, b"Set-Cookie: color=red; path=/; expires=Wed, 29-May-2024 23:59:59 GMT\n"
+                                 b"Content-type: text/html\nContent-length: 1\n\nx")
 
 
 if __name__ == "__main__":
