@@ -30,7 +30,10 @@ class child_pipes {
     errno = error;
   }
 
-  bool make(int number) { return pipe2(ends_[number], O_CLOEXEC) == 0; }
+  bool make(int number) {
+    if (pipe2(ends_[number], O_CLOEXEC) != 0) return false;
+    return number != STDERR_FILENO || fcntl(child_end(number), F_SETFL, O_NONBLOCK) == 0;
+  }
 
   // In the child: puts each pipe in the place of the descriptor it stands for.
   bool connect() {

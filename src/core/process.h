@@ -14,7 +14,8 @@ namespace quillet {
 // that is given gets the parent's end of a pipe connected to the child's standard input, output or
 // error. The child gets back the default handling of the child-exit signal, and only descriptors 0 to
 // 2. Gives the child's process id; 0 when a pipe or the fork fails, with errno set and no pipe left
-// open. A program that cannot be started ends the child with status 127.
+// open. A program that cannot be started ends the child with status 127. What no longer fits into the
+// error pipe is an error of the child's write: a child never waits there for a parent that does not read.
 [[nodiscard]] pid_t run_with_pipes(const char *program, char *const arguments[], int *stdin_slot, int *stdout_slot,
                                    int *stderr_slot);
 

@@ -78,6 +78,21 @@ void store(const form_entry &file, std::string_view field, std::string_view name
   if (!failure.is_null()) report_upload(field, path, failure, out);
 }
 
+// Appends what the operator gives, not yet recoded.
+void answer_upload(const parameters &parameters, text &out) {
+  constexpr std::string_view no_file = "(no file)";
+  const std::string_view field = parameters[0];
+  const form_entry *file = find_form_entry(field);
+  if (file == nullptr) return report_upload(field, no_file, "no such field", out);
+  if (!file->is_file()) {
+    return report_upload(field, no_file, "field is not of file type/wrong method/enctype", out);
+  }
+  for (const question &asked : questions) {
+    if (asked.what == parameters[1]) return asked.append_answer(*file, parameters, out);
+  }
+  store(*file, field, parameters[1], out);
+}
+
 // ^upload[field;file]
 // ^upload[field;name]
 // ^upload[field;size]
@@ -89,30 +104,18 @@ void store(const form_entry &file, std::string_view field, std::string_view name
 // Stores the file that a visitor sent in a form field, making directories on its way; no text. Or tells
 // about it: its name on the visitor's computer, its size in bytes, its bytes up to the first NUL, or the
 // file as an attachment of a mail message, "noname.dat" when no name is given. With `text` as the last
-// parameter the result is recoded from the page's charset to that of the files, with `sql` to that of the
-// database, KOI8-R, and its line ends become line feeds.
+// parameter the result, be it a message, is recoded from the page's charset to that of the files, with `sql`
+// to that of the database, KOI8-R, and its line ends become line feeds; the error log has the message as it was.
 //
 // [upload field 'field' to '(no file)' failed: no such field]
 // [upload field 'field' to '(no file)' failed: field is not of file type/wrong method/enctype]
 // [upload field 'field' to '' failed: no filename specified]
 // [upload field 'field' to 'path' failed: the system's description(#error number)]
 void op_upload(parameters &parameters, text &out) {
-  constexpr std::string_view no_file = "(no file)";
-  const std::string_view field = parameters[0];
-  const form_entry *file = find_form_entry(field);
-  if (file == nullptr) return report_upload(field, no_file, "no such field", out);
-  if (!file->is_file()) {
-    return report_upload(field, no_file, "field is not of file type/wrong method/enctype", out);
-  }
-  for (const question &asked : questions) {
-    if (asked.what != parameters[1]) continue;
-    const std::size_t start = out.size();
-    asked.append_answer(*file, parameters, out);
-    if (parameters.last() == "text") make_text(source_charset(), start, out);
-    if (parameters.last() == "sql") make_text(charset_koi8_r, start, out);
-    return;
-  }
-  store(*file, field, parameters[1], out);
+  const std::size_t start = out.size();
+  answer_upload(parameters, out);
+  if (parameters.last() == "text") make_text(source_charset(), start, out);
+  if (parameters.last() == "sql") make_text(charset_koi8_r, start, out);
 }
 
 // ^unlink[file]

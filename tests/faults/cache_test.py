@@ -1,16 +1,20 @@
-"""A process that is killed while it writes a cache entry: what it leaves at each of its steps, as docs/cache.md tells."""
+"""A process that is killed while it writes a cache entry: what it leaves at each of its steps, as docs/cache.md tells.
+And one that meets an entry locked by another: it waits, or has no need to.
+"""
 
+import fcntl
 import os
 import signal
 import subprocess
 import sys
 import tempfile
+import time
 import unittest
 from pathlib import Path
 
 FOLDER = Path(__file__).resolve().parent
 sys.path.insert(0, str(FOLDER.parent))
-from page_runner import PageTest  # noqa: E402
+from page_runner import TIMEOUT, PageTest  # noqa: E402
 
 OLD = "o" * 9000
 NEW = "n" * 12000
@@ -96,6 +100,80 @@ class KilledWhileWriting(PageTest):
                 self.assertEqual(self.entry(), NEW[:bytes_written])
                 self.check_recovery(NEW[:bytes_written])
                 self.run_page("^cache[k]x")
+
+
+class Locked(PageTest):
+    """The test holds the lock of the entry."""
+
+    def lock(self, content):
+        entry = open(self.write("site/cache/k_", content), "r+")
+        self.addCleanup(entry.close)
+        fcntl.flock(entry, fcntl.LOCK_EX)
+        return entry
+
+    def wait_for_waiting(self, process, entry):
+        """Until the system lists the process among those that wait for an exclusive lock of the entry."""
+        waiting = f"-> FLOCK  ADVISORY  WRITE {process.pid} "
+        file = f":{os.fstat(entry.fileno()).st_ino} "
+        deadline = time.monotonic() + TIMEOUT
+        while not any(waiting in lock and file in lock for lock in Path("/proc/locks").read_text().splitlines()):
+            if process.poll() is not None or time.monotonic() > deadline:
+                process.kill()
+                self.fail(f"it does not wait: {process.communicate()}")
+
+    def body(self, process):
+        output, errors = process.communicate(timeout=TIMEOUT)
+        self.assertEqual(process.returncode, 0, (output, errors))
+        return output.partition(b"\n\n")[2].decode()
+
+    def test_a_reader_waits_for_the_lock_and_then_reads_all_there_is(self):
+        entry = self.lock("old")
+        with self.start("(^cache[k;body])") as process:
+            self.wait_for_waiting(process, entry)
+            entry.write("a text that is longer than the old one")
+            entry.flush()
+            fcntl.flock(entry, fcntl.LOCK_UN)
+            self.assertEqual(self.body(process), "(a text that is longer than the old one)")
+
+    def test_a_reader_that_waited_for_a_shorter_text_reads_no_more_than_that(self):
+        entry = self.lock("an old text")
+        with self.start("(^cache[k;body])") as process:
+            self.wait_for_waiting(process, entry)
+            entry.write("new")
+            entry.truncate()
+            fcntl.flock(entry, fcntl.LOCK_UN)
+            self.assertEqual(self.body(process), "(new)")
+
+    def rewrite(self, new, check):
+        """A page whose entry is made by another while its body is evaluated, and locked then."""
+        os.mkfifo(self.www / "made")
+        self.write("www/wait", "#!/bin/sh\ncat made\nprintf '\\n\\n'\n", 0o755)
+        with self.start(f"(^cache[k;{new}^exec[wait]])") as process:
+            with open(self.www / "made", "w"):  # the body is being evaluated, there was no entry
+                entry = self.lock(OLD)
+            self.wait_for_waiting(process, entry)
+            check()
+            fcntl.flock(entry, fcntl.LOCK_UN)
+            self.assertEqual(self.body(process), f"({new})")
+        self.assertEqual((self.site / "cache" / "k_").read_text(), new)
+
+    def test_a_writer_waits_for_the_lock_before_it_changes_anything(self):
+        self.rewrite(NEW, lambda: self.assertEqual((self.site / "cache" / "k_").read_text(), OLD))
+
+    def test_a_writer_of_a_shorter_text_cuts_nothing_before_it_has_the_lock(self):
+        self.rewrite(SHORT, lambda: self.assertEqual((self.site / "cache" / "k_").read_text(), OLD))
+
+    def test_an_entry_is_removed_without_waiting(self):
+        self.lock("old")
+        self.assertEqual(self.run_page("(^cache[k])^cache[k;new]"), "()new")
+        self.assertEqual((self.site / "cache" / "k_").read_text(), "new")
+
+    def test_no_lock_is_held_while_the_body_is_evaluated(self):
+        self.write("www/lock", f"#!/bin/sh\ncd '{self.site}/cache' && flock -n k_ echo locked > outcome\n"
+                               "printf '\\n\\n'\n", 0o755)
+        page = "^cache[other;x]^cache[k;^cache[k;inner]^exec[lock]outer]"
+        self.assertEqual(self.run_page(page), "xinnerouter")
+        self.assertEqual((self.site / "cache" / "outcome").read_text(), "locked\n")
 
 
 if __name__ == "__main__":

@@ -102,6 +102,33 @@ class StandIn(MailTest):
         self.stand_in("cat > message; echo complaint >&2")
         self.assertEqual(self.send(), "()")
 
+    def test_the_error_stream_never_makes_the_program_wait(self):
+        self.stand_in("cat > message; head -c 1000000 /dev/zero >&2; printf done; exit 3")
+        self.assertEqual(self.send(), "([sendmail reported error: done, #3])")
+
+    def test_only_what_a_single_read_gives_is_shown(self):
+        self.wait_for_the_end_of(1, 'os.write(1, b"b")')
+        self.assertEqual(self.send(), "([sendmail reported error: a, #5])")
+
+    def test_the_error_stream_is_closed_before_the_program_ends(self):
+        self.wait_for_the_end_of(2, 'os.write(2, b"b")')
+        self.assertEqual(self.send(), "([sendmail reported error: a, #5])")
+
+    def wait_for_the_end_of(self, descriptor, then):
+        """A mail program that says "a", waits until nobody reads the descriptor any more, and ends with status 5
+        when it can no longer do what comes then."""
+        self.stand_in(f"""cat > message; exec '{sys.executable}' -c '
+import os, select, sys
+os.write(1, b"a")
+closed = select.poll()
+closed.register({descriptor}, 0)
+closed.poll()
+try:
+    {then}
+except BrokenPipeError:
+    sys.exit(5)
+'""")
+
     def test_a_signal_is_status_minus_2(self):
         self.stand_in("cat > message; kill -9 $$")
         self.assertEqual(self.send(), "([sendmail reported error: UNKNOWN, #-2])")
@@ -152,6 +179,20 @@ class StandIn(MailTest):
         self.assertEqual(self.send(limits=[(resource.RLIMIT_NOFILE, 6)]), "([sendmail pipe error])")
         self.assertRegex(self.error_log(), r"^\[.*\] .*/page.html: sendmail: /usr/lib/sendmail pipe error\n$")
 
+    def test_after_a_pipe_error_no_pipe_is_left_open(self):
+        self.write("www/part", "included")
+        page = "^sendmail[x]^include[part]"  # there are four free descriptors, and three pipes need six
+        self.assertEqual(self.run_page(page, limits=[(resource.RLIMIT_NOFILE, 7)]), "[sendmail pipe error]included")
+        self.assertRegex(self.error_log(), r"^\[.*\] .*/page.html: sendmail: /usr/sbin/sendmail pipe error\n$")
+
+    @unittest.skipUnless(private_mounts.is_root(), "needs another user than root, whom limits of processes stop")
+    def test_without_another_process_there_is_a_pipe_error(self):
+        self.stand_in("touch called")
+        body = self.send(limits=[(resource.RLIMIT_NPROC, 0)], unprivileged=True)
+        self.assertEqual(body, "([sendmail pipe error])")
+        self.assertRegex(self.error_log(), r"^\[.*\] .*/page.html: sendmail: /usr/lib/sendmail pipe error\n$")
+        self.assertFalse((self.root / "called").exists())
+
     def test_a_value_begins_no_header_line(self):
         self.stand_in("cat > message")
         self.send("To: ^form[to]\n\nbody", {"QUERY_STRING": "to=a%0aBcc:%09b%3Cc%3E"})
@@ -162,6 +203,13 @@ class StandIn(MailTest):
         page = "^sendmail[x]^form[x]^level[none;^sendmail[x]^form[x]]"
         error = "[sendmail reported error: UNKNOWN, #75]"
         self.assertEqual(self.run_page(page, {"QUERY_STRING": "x=%3C"}), f"{error}&lt;{error}<")
+
+    def test_the_quoting_mode_is_as_before_when_the_walk_ends_within_the_message(self):
+        self.stand_in("touch called")
+        page = "^config[a\nb]^menu[^item[0]^sendmail[x^config[c]]; ]^form[x]"
+        body = self.run_page(page, {"QUERY_STRING": "x=%3C"})
+        self.assertEqual(body, "[table lock violation in menu macro]&lt;")
+        self.assertFalse((self.root / "called").exists())
 
     def test_the_message_is_recoded_to_koi8_r_whatever_the_page_is(self):
         self.stand_in("cat > message")
