@@ -375,6 +375,8 @@ class GifTemplateTest(unittest.TestCase):
     def test_a_template_without_instructions_comes_out_as_it_is(self):
         self.put("t.gif", picture("w.b\n.bw", w="FFFFFF", b="0000FF"))
         self.assert_looks(self.made(), "w.b .bw", w="FFFFFF", b="0000FF")
+        sent = self.run_page("^gif_template[t.gif]page")
+        self.assertEqual(sent, self.run_page("^gif_template[t.gif;]page"))
 
     def test_a_line_of_other_text_needs_the_font_and_draws_nothing(self):
         self.put("t.gif", picture("www\n" * 3, w="FFFFFF"))
@@ -429,6 +431,23 @@ class GifTemplateTest(unittest.TestCase):
             output = self.run_page("^gif_template[t.gif;replace_color\tFFFFFF\tFF0000\t0,0,2,1]page")
             if output != HEADER + FALLBACK:
                 self.assertEqual(gif.decode(output.removeprefix(HEADER)).width, 3)
+
+    def test_of_several_frames_the_first_one_counts(self):
+        first, second = gif.encode(picture("wb\nbw", w="FFFFFF", b="0000FF")), gif.encode(picture("ww\nww", w="FFFFFF"))
+        self.put("t.gif", first[:-1] + second[second.index(b",\0\0\0\0"):])
+        self.assert_looks(self.made(), "wb bw", w="FFFFFF", b="0000FF")
+
+    def test_of_a_file_that_ends_early_the_missing_pixels_are_of_color_0(self):
+        row = bytes(1 + at * at // 7 % 3 for at in range(2500))
+        data = gif.encode(Picture([row], ["FFFFFF", "0000FF", "00FF00", "FF0000"]))
+        start = data.index(b",\0\0\0\0") + 11  # the first block of pixels: its length, 255 bytes
+        self.assertEqual(data[start], 255)
+        self.put("t.gif", data[:start + 256])
+        made = self.made().rows[0]
+        self.assertTrue(0 < made.index(0) < 2500)
+        self.assertEqual(made, row[:made.index(0)].ljust(2500, b"\0"))
+        self.put("t.gif", data[:start + 255])
+        self.assertEqual(self.run_page("^gif_template[t.gif;]page"), HEADER + FALLBACK)
 
     def test_a_damaged_byte_gives_a_picture_or_the_fallback(self):
         pattern = bytes(i * 7 % 4 for i in range(48))
