@@ -11,7 +11,7 @@ import unittest
 from pathlib import Path
 
 sys.path.insert(0, str(Path(__file__).resolve().parent.parent))
-from page_runner import PageTest  # noqa: E402
+from page_runner import TIMEOUT, PageTest  # noqa: E402
 
 # Every operator that reads the file `x`, beside the page.
 READERS = {
@@ -19,6 +19,10 @@ READERS = {
     "^exec[x]": "", "^macro_use[x]": "", "^cache[x;made]": "made", "^auth[ann;y/]": "", "^imgsize[x.gif]": None,
     "^download[x]": None,
 }
+
+# What a program is given in place of these must be gone when it has ended.
+OWN_VARIABLES = {"QUERY_STRING": "own=1", "PATH_INFO": "/own", "DOCUMENT_URI": "own", "QUERY_STRING_UNESCAPED": "also"}
+VARIABLES = "^env[QUERY_STRING] ^env[PATH_INFO] ^env[DOCUMENT_URI] ^env[QUERY_STRING_UNESCAPED]"
 
 
 def answer_of(page):
@@ -100,6 +104,26 @@ class Kinds(PageTest):
                          f"[save to '{self.www}/_x' failed: No space left on device(#28)]")
 
 
+class Status(PageTest):
+    def test_the_three_times_are_told_apart(self):
+        path = self.write("www/a", "x")
+        for accessed, modified in ((978307200, 4102444800), (4102444800, -1)):  # 2001, 2100; 2100, before 1970
+            os.utime(path, (accessed, modified))
+            self.assertEqual(self.run_page("^stat[atime;a] ^stat[mtime;a] ^stat[ctime;a]"),
+                             f"{accessed} {modified} {int(path.stat().st_ctime)}")
+
+    def test_files_of_more_than_2_and_4_gigabytes(self):
+        for size, megabytes in (((1 << 31) + 1, "2048.0"), ((5 << 30) + 7, "5120.0")):
+            os.truncate(self.write("www/a", "x"), size)  # without taking room on the disk
+            self.assertEqual(self.run_page("^stat[size;a] ^stat[fsize;a;;;M] (^-f[a])"), f"{size} {megabytes}M (a)")
+
+    def test_a_link_is_what_it_names(self):
+        os.utime(self.write("www/a", "abc"), (978307200, 978307201))
+        (self.www / "link").symlink_to("a")
+        self.assertEqual(self.run_page("^stat[size;link] ^stat[mtime;link] ^stat[atime;link]"),
+                         "3 978307201 978307200")
+
+
 class Permissions(PageTest):
     """Not as root, whom permissions do not stop."""
 
@@ -162,14 +186,43 @@ class Limits(PageTest):
         self.write("www/part", "included")
         self.write("www/prog", "#!/bin/sh\nprintf '\\n\\nhi'", 0o755)
         # Two free descriptors are enough to read a file, but not for a program.
-        body = self.run_page("^include[part](^exec[prog])^cache[k;made]^cache[k;again]^include[part]",
-                             limits=[(resource.RLIMIT_NOFILE, 5)])
-        self.assertEqual(body, "included()mademadeincluded")
+        body = self.run_page("^include[part](^exec[prog;changed;/changed])^cache[k;made]^cache[k;again]^include[part] "
+                             + VARIABLES, OWN_VARIABLES, limits=[(resource.RLIMIT_NOFILE, 5)])
+        self.assertEqual(body, "included()mademadeincluded own=1 /own own also")
 
     def test_without_another_process_a_program_gives_nothing(self):
-        self.write("www/prog", "#!/bin/sh\nprintf '\\n\\nhi'", 0o755)
-        body = self.run_page("(^exec[prog])^cache[k;kept]", limits=[(resource.RLIMIT_NPROC, 0)], unprivileged=True)
-        self.assertEqual(body, "()kept")
+        self.write("www/sub/prog", "#!/bin/sh\nprintf '\\n\\nhi'", 0o755)
+        body = self.run_page(f"(^exec[sub/prog;changed;/changed])^cache[k;kept] {VARIABLES}", OWN_VARIABLES,
+                             limits=[(resource.RLIMIT_NPROC, 0)], unprivileged=True)
+        self.assertEqual(body, "()kept own=1 /own own also")
+
+    def test_descriptors_that_run_out_in_the_middle_of_a_page(self):
+        for path in ("www/part", "www/sub/x", "www/x.count"):
+            self.write(path, "1")
+        self.write("www/wait", "#!/bin/sh\n: >ready\nread line <go\nprintf '\\n\\n|'\n", 0o755)
+        for path in ("ready", "go"):
+            os.mkfifo(self.www / path)
+        calls = "(^include[part])(^-f[part])(^stat[size;part])(^find[part])(^index[sub]^item[count])^counter[x]"
+        # The calls come before, too: what the sanitizers know already, they need no descriptor for.
+        page = (f"{calls * 2}^exec[wait]{calls}^counter[new]^exec[wait;changed;/changed]{VARIABLES}^save[x;new]"
+                + "x" * 300000)
+        with self.start(page, OWN_VARIABLES) as process:
+            with open(self.www / "ready", "rb"):  # the program runs now
+                resource.prlimit(process.pid, resource.RLIMIT_NOFILE, (3, 100))
+            (self.www / "go").write_text("\n")
+            log = process.stderr.readline()  # its own file cannot be opened
+            # To end, the sanitizers need descriptors again. The process waits until its output is read.
+            resource.prlimit(process.pid, resource.RLIMIT_NOFILE, (100, 100))
+            output, errors = process.communicate(timeout=TIMEOUT)
+        self.assertEqual((process.returncode, errors), (0, b""))
+        self.assertEqual(output.partition(b"\n\n")[2].decode().rstrip("x"), (
+            "(1)(part)(1)(part)(1)2(1)(part)(1)(part)(1)3|()(part)(1)(part)(0)"
+            f'[counter: count file "{self.www}/x.count" not readable or non-existant.]'
+            f'[counter: count file "{self.www}/new.count" not writable or non-existant.]'
+            "own=1 /own own also"
+            f"[save to '{self.www}/_x' failed: Too many open files(#24)]"))
+        self.assertIn(b"Too many open files(#24)", log)
+        self.assertEqual(self.error_log(), "")
 
     def test_a_file_beyond_the_size_limit_stays_whole(self):
         old = "old content\n" * 1000

@@ -1,8 +1,11 @@
 """counter, download, upload, unlink and imgsize where files and folders are not what they should be: a message or
 an empty result, never a crash, a page that hangs, or a whole file that is whole no more."""
 
+import fcntl
 import os
+import re
 import resource
+import subprocess
 import sys
 import unittest
 from pathlib import Path
@@ -204,6 +207,52 @@ class Descriptors(FaultTest):
         limits = [(resource.RLIMIT_NOFILE, 6)]  # the sanitizers need two for themselves
         self.assertEqual(self.count("visits", limits=limits) + self.upload("a", limits=limits)
                          + self.size("a.gif", limits=limits), "1()120 40")
+
+
+class Locks(FaultTest):
+    """The lock of a count file: exclusive, on the whole file, of the kind that flock takes."""
+
+    def waits_for_lock(self, process, path):
+        """Looks until the process waits for a lock on the file; false when it ends without."""
+        waiting = re.compile(rf"^\d+: -> FLOCK +ADVISORY +WRITE {process.pid} [^ ]*:{path.stat().st_ino} 0 EOF$", re.M)
+        while process.poll() is None:
+            if waiting.search(Path("/proc/locks").read_text()):
+                return True
+            os.sched_yield()
+        return False
+
+    def count_while_locked(self, kind):
+        """The page's output, when the lock was held until it waited, and the count was changed meanwhile."""
+        path = self.write("www/visits.count", "0000000001")
+        with open(path, "rb") as lock:
+            fcntl.flock(lock, kind)
+            with self.start("^counter[visits]") as process:
+                self.assertTrue(self.waits_for_lock(process, path))
+                path.write_text("0000000041")
+                fcntl.flock(lock, fcntl.LOCK_UN)
+                output = process.communicate(timeout=TIMEOUT)[0]
+        self.assertEqual(path.read_text(), "0000000042")
+        return output.partition(b"\n\n")[2]
+
+    def test_a_count_waits_for_the_lock_and_is_read_behind_it(self):
+        self.assertEqual(self.count_while_locked(fcntl.LOCK_EX), b"42")
+
+    def test_a_count_waits_for_a_shared_lock_too(self):
+        self.assertEqual(self.count_while_locked(fcntl.LOCK_SH), b"42")
+
+    def test_a_lock_of_the_other_kind_does_not_matter(self):
+        with open(self.write("www/visits.count", "0000000041"), "rb+") as lock:
+            fcntl.lockf(lock, fcntl.LOCK_EX)
+            self.assertEqual(self.count("visits"), "42")
+
+    def test_the_lock_is_held_from_before_the_reading_until_after_the_writing_and_not_longer(self):
+        if subprocess.run(["strace", "-o", "/dev/null", "true"], check=False).returncode != 0:
+            self.skipTest("strace does not work here")
+        calls, path = self.root / "calls", self.write("www/visits.count", "0000000041")
+        self.assertEqual(self.count("visits", wrapper=["strace", "-o", calls, "-P", path]), "42")
+        steps = re.findall(r"^(?:openat|read|pwrite64|close|flock\(\d+, \w+)", calls.read_text(), re.M)
+        self.assertEqual([re.sub(r"\d+, ", "", step) for step in dict.fromkeys(steps)],
+                         ["openat", "flock(LOCK_EX", "read", "pwrite64", "close"])
 
 
 class ChangingFiles(FaultTest):
