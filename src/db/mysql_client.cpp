@@ -28,6 +28,7 @@ bool find_functions(void *library, mysql_client &client) {
          find_function(library, "mysql_fetch_field", client.fetch_field) &&
          find_function(library, "mysql_fetch_row", client.fetch_row) &&
          find_function(library, "mysql_free_result", client.free_result) &&
+         find_function(library, "mysql_next_result", client.next_result) &&
          find_function(library, "mysql_error", client.error) && find_function(library, "mysql_close", client.close) &&
          find_function(library, "mysql_options", client.options);
 }

@@ -29,6 +29,7 @@ struct mysql_client {
   mysql_field *(*fetch_field)(mysql_result *);
   mysql_row (*fetch_row)(mysql_result *);
   void (*free_result)(mysql_result *);
+  int (*next_result)(mysql_connection *);  // 0: there is one, below 0: none, above 0: it failed
   const char *(*error)(mysql_connection *);
   void (*close)(mysql_connection *);
 };

@@ -157,19 +157,35 @@ std::unique_ptr<table> read_table(mysql_result *result) {
   return made;
 }
 
+// Takes in what came of the statement, in `made` when that is a table. False when it did not arrive whole.
+bool take_result(std::unique_ptr<table> &made) {
+  const result_pointer result(client->store_result(connection));
+  if (result != nullptr) {
+    made = read_table(result.get());
+    return true;
+  }
+  // A connection that was lost on the way has no fields any more, only an error.
+  return client->field_count(connection) == 0 && *client->error(connection) == '\0';
+}
+
+// Takes in what a stored procedure sends behind its first result: the connection takes no other statement
+// before. False when the procedure failed there.
+bool drop_further_results() {
+  int status = 0;
+  while ((status = client->next_result(connection)) == 0) {
+    const result_pointer dropped(client->store_result(connection));
+  }
+  return status < 0;
+}
+
 // Sends the statement, recoded in place. Null and, when there is a result set, its table in `made`, or
 // the text of the failure.
 text execute(text &statement, std::unique_ptr<table> &made) {
   if (connection == nullptr) return failure("query", failure_reason());
   recode(statement, source_charset(), database_charset);
   if (client->query(connection, statement.c_str()) != 0) return failure("query", failure_reason());
-  const result_pointer result(client->store_result(connection));
-  if (result != nullptr) {
-    made = read_table(result.get());
-  } else if (client->field_count(connection) != 0 || *client->error(connection) != '\0') {
-    // A connection that was lost on the way has no fields any more, only an error.
-    return failure("store query result", failure_reason());
-  }
+  if (!take_result(made)) return failure("store query result", failure_reason());
+  if (!drop_further_results()) return failure("query", failure_reason());
   return {};
 }
 
@@ -187,7 +203,8 @@ void append_limit(int count, int offset, text &statement) {
 //
 // Sends the statement, evaluated under the quoting mode `sql`, to the server. Its result becomes the
 // current table, with the names of its columns; a statement without one leaves the current table as it
-// is. `count`, `offset`: at most so many rows, from that row on, counted from 0. No text.
+// is. Of the results of a stored procedure only the first one counts. `count`, `offset`: at most so many
+// rows, from that row on, counted from 0. No text.
 //
 // [query "statement" [sql query error: reason]]
 // [query "statement" [sql store query result error: reason]]
