@@ -7,10 +7,12 @@ import re
 import resource
 import subprocess
 import sys
+import tempfile
 import unittest
 from pathlib import Path
 
-sys.path.insert(0, str(Path(__file__).resolve().parent.parent))
+FOLDER = Path(__file__).resolve().parent
+sys.path.insert(0, str(FOLDER.parent))
 import private_mounts
 from page_runner import TIMEOUT, PageTest
 
@@ -209,8 +211,23 @@ class Descriptors(FaultTest):
                          + self.size("a.gif", limits=limits), "1()120 40")
 
 
+class BrokenDisk(FaultTest):
+    """A file that opens and cannot be read."""
+
+    def test_no_download(self):
+        with tempfile.TemporaryDirectory() as folder:
+            library = Path(folder) / "read_error.so"
+            subprocess.run([os.environ.get("QUILLET_C_COMPILER", "cc"), "-shared", "-fPIC", "-o", library,
+                            FOLDER / "read_error.c"], check=True)
+            variables = {"LD_PRELOAD": str(library), "ASAN_OPTIONS": "detect_leaks=0:verify_asan_link_order=0"}
+            for size in (1, 1_000_000):
+                self.write("www/broken", b"x" * size)
+                self.assertEqual(self.run_page("^download[broken]", variables),
+                                 "[download error: Input/output error(#5)]")
+
+
 class Locks(FaultTest):
-    """The lock of a count file: exclusive, on the whole file, of the kind that flock takes."""
+    """The lock of a count file: exclusive, on the whole file, of the kind that flock takes. No other file has one."""
 
     def waits_for_lock(self, process, path):
         """Looks until the process waits for a lock on the file; false when it ends without."""
@@ -254,6 +271,12 @@ class Locks(FaultTest):
         self.assertEqual([re.sub(r"\d+, ", "", step) for step in dict.fromkeys(steps)],
                          ["openat", "flock(LOCK_EX", "read", "pwrite64", "close"])
 
+    def test_an_upload_waits_for_nobody(self):
+        with open(self.write("www/a", "old")) as file:
+            fcntl.flock(file, fcntl.LOCK_EX)
+            self.assertEqual(self.upload("a"), "()")
+        self.assertEqual((self.www / "a").read_text(), "new")
+
 
 class ChangingFiles(FaultTest):
     """A file that changes while a download of it waits for its client."""
@@ -283,6 +306,15 @@ class ChangingFiles(FaultTest):
         self.assertEqual(length, self.SIZE)
         self.assertLess(len(body), self.SIZE)
         self.assertEqual(body.strip(b"x"), b"")
+
+    def test_a_file_shorter_than_its_size_is_announced_by_its_length(self):
+        file = "/sys/devices/system/cpu/online"  # has the size of a page of memory, and a few bytes
+        content = Path(file).read_bytes()
+        with self.start(f"^download[{'/..' * 20}{file}]ok") as process:
+            output = process.communicate(timeout=TIMEOUT)[0]
+        head, _, body = output.partition(b"\n\n")
+        self.assertIn(b"\nContent-length: %d\n" % len(content), head)
+        self.assertEqual(body, content)
 
     def test_a_file_that_is_deleted_is_sent_whole(self):
         self.assertEqual(self.download(Path.unlink), (self.SIZE, b"x" * self.SIZE))
