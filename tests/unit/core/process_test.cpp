@@ -61,6 +61,13 @@ TEST(run_with_pipes, leaves_what_has_no_slot_as_it_is) {
   EXPECT_EQ(run.error, "error\n");
 }
 
+TEST(run_with_pipes, lets_no_child_wait_for_room_in_the_error_pipe) {
+  int error = -1;
+  const pid_t child = run_script("head -c 1000000 /dev/zero >&2; exit 5", nullptr, nullptr, &error);
+  EXPECT_EQ(wait_child(child), 5);
+  EXPECT_FALSE(read_whole(error).empty());
+}
+
 TEST(run_with_pipes, gives_the_program_its_arguments) {
   const std::array<char *, 4> arguments = {const_cast<char *>("own name"), const_cast<char *>("-c"),
                                            const_cast<char *>("echo $0"), nullptr};
