@@ -72,6 +72,11 @@ class StandIn(MailTest):
         self.assertEqual(self.send(), "()")
         self.assertEqual(self.read("arguments"), b"1 -t\n")
 
+    def test_the_program_is_called_by_its_name(self):
+        # Mail programs do different things under different names. With -t, bash runs one command of its input.
+        shutil.copy("/bin/bash", LIBRARY)
+        self.assertEqual(self.send("echo $0\n"), "([sendmail reported error: sendmail\n, #0])")
+
     def test_a_message_of_a_megabyte_arrives_whole(self):
         self.stand_in("cat > message")
         message = MESSAGE + "0123456789abcde\n" * 65536
