@@ -5,6 +5,7 @@ The program is that of the variable QUILLET_PROGRAM.
 """
 
 import os
+import re
 import resource
 import shutil
 import subprocess
@@ -77,6 +78,15 @@ class PageTest(unittest.TestCase):
         head, _, body = output.partition(b"\n\n")
         self.assertEqual(head, b"Content-type: text/html\nContent-length: %d" % len(body))
         return body.decode("latin-1")
+
+    def waits_for_lock(self, process, path):
+        """Looks until the process waits for a lock on the file; false when it ends without."""
+        waiting = re.compile(rf"^\d+: -> FLOCK +ADVISORY +WRITE {process.pid} [^ ]*:{path.stat().st_ino} 0 EOF$", re.M)
+        while process.poll() is None:
+            if waiting.search(Path("/proc/locks").read_text()):
+                return True
+            os.sched_yield()
+        return False
 
     def error_log(self):
         log = self.site / "error_log"

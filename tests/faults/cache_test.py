@@ -8,7 +8,6 @@ import signal
 import subprocess
 import sys
 import tempfile
-import time
 import unittest
 from pathlib import Path
 
@@ -111,15 +110,9 @@ class Locked(PageTest):
         fcntl.flock(entry, fcntl.LOCK_EX)
         return entry
 
-    def wait_for_waiting(self, process, entry):
-        """Until the system lists the process among those that wait for an exclusive lock of the entry."""
-        waiting = f"-> FLOCK  ADVISORY  WRITE {process.pid} "
-        file = f":{os.fstat(entry.fileno()).st_ino} "
-        deadline = time.monotonic() + TIMEOUT
-        while not any(waiting in lock and file in lock for lock in Path("/proc/locks").read_text().splitlines()):
-            if process.poll() is not None or time.monotonic() > deadline:
-                process.kill()
-                self.fail(f"it does not wait: {process.communicate()}")
+    def wait_for_waiting(self, process):
+        if not self.waits_for_lock(process, self.site / "cache" / "k_"):
+            self.fail(f"it does not wait: {process.communicate()}")
 
     def body(self, process):
         output, errors = process.communicate(timeout=TIMEOUT)
@@ -129,7 +122,7 @@ class Locked(PageTest):
     def test_a_reader_waits_for_the_lock_and_then_reads_all_there_is(self):
         entry = self.lock("old")
         with self.start("(^cache[k;body])") as process:
-            self.wait_for_waiting(process, entry)
+            self.wait_for_waiting(process)
             entry.write("a text that is longer than the old one")
             entry.flush()
             fcntl.flock(entry, fcntl.LOCK_UN)
@@ -138,7 +131,7 @@ class Locked(PageTest):
     def test_a_reader_that_waited_for_a_shorter_text_reads_no_more_than_that(self):
         entry = self.lock("an old text")
         with self.start("(^cache[k;body])") as process:
-            self.wait_for_waiting(process, entry)
+            self.wait_for_waiting(process)
             entry.write("new")
             entry.truncate()
             fcntl.flock(entry, fcntl.LOCK_UN)
@@ -151,7 +144,7 @@ class Locked(PageTest):
         with self.start(f"(^cache[k;{new}^exec[wait]])") as process:
             with open(self.www / "made", "w"):  # the body is being evaluated, there was no entry
                 entry = self.lock(OLD)
-            self.wait_for_waiting(process, entry)
+            self.wait_for_waiting(process)
             check()
             fcntl.flock(entry, fcntl.LOCK_UN)
             self.assertEqual(self.body(process), f"({new})")

@@ -229,15 +229,6 @@ class BrokenDisk(FaultTest):
 class Locks(FaultTest):
     """The lock of a count file: exclusive, on the whole file, of the kind that flock takes. No other file has one."""
 
-    def waits_for_lock(self, process, path):
-        """Looks until the process waits for a lock on the file; false when it ends without."""
-        waiting = re.compile(rf"^\d+: -> FLOCK +ADVISORY +WRITE {process.pid} [^ ]*:{path.stat().st_ino} 0 EOF$", re.M)
-        while process.poll() is None:
-            if waiting.search(Path("/proc/locks").read_text()):
-                return True
-            os.sched_yield()
-        return False
-
     def count_while_locked(self, kind):
         """The page's output, when the lock was held until it waited, and the count was changed meanwhile."""
         path = self.write("www/visits.count", "0000000001")
