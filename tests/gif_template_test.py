@@ -229,6 +229,15 @@ class GifTemplateTest(unittest.TestCase):
             with self.subTest(place):
                 self.assert_looks(self.made(f"0\t{place}\tL"), art, w="FFFFFF", k="000000")
 
+    def test_a_text_reaches_every_row_of_a_high_picture_and_every_column_of_a_wide_one(self):
+        self.put("t.gif", picture("ww\n" * 6, w="FFFFFF"))
+        self.assert_looks(self.made("0\t0\t3\tI"), "ww ww ww wk wk wk", w="FFFFFF", k="000000")
+        self.put("font.gif", strip(".... .... ....", DOT, "kk.. k.k. k...", k="000000"))
+        self.put("t.gif", picture("wwwwww\nwwwwww", w="FFFFFF"))
+        self.assert_looks(self.made("0\t3\t0\tI"), "wwwkkw wwwkwk", w="FFFFFF", k="000000")
+        self.assert_looks(self.made("0\t5\t0\tI"), "wwwwwk wwwwwk", w="FFFFFF", k="000000")
+        self.assert_looks(self.made("0\t0\t1\tI"), "wwwwww kkwwww", w="FFFFFF", k="000000")
+
     def test_a_text_goes_on_behind_the_border_and_comes_back(self):
         self.put("t.gif", picture("wwwwww\n" * 3, w="FFFFFF"))
         self.assert_looks(self.made("0\t-4\t0\tLI"), "wkwwww\n" * 3, w="FFFFFF", k="000000")
@@ -269,6 +278,14 @@ class GifTemplateTest(unittest.TestCase):
         made = self.made("replace_color\tFFFFFF\t0000FF\t0,1,1,1")
         self.assertEqual(made.rows, [b"\0\1", b"\1\1"])
         self.assertEqual(made.palette, ["FFFFFF", "0000FF"])
+        made = self.made("replace_color\t0000FF\tFFFFFF\t0,0,1,0")
+        self.assertEqual((made.rows, made.palette), ([b"\0\0", b"\0\0"], ["FFFFFF", "0000FF"]))
+
+    def test_a_polygon_reaches_every_row_of_a_high_picture_and_every_column_of_a_wide_one(self):
+        replace = "replace_color\tFFFFFF\tFF0000\t-9,-9,9,-9,9,9,-9,9"
+        for art in ("w\n" * 6, "wwwwww"):
+            self.put("t.gif", picture(art, w="FFFFFF"))
+            self.assert_looks(self.made(replace), art, w="FF0000")
 
     def test_a_color_that_is_not_in_the_template_is_not_replaced(self):
         self.put("t.gif", picture("wb\nww", w="FFFFFF", b="0000FF"))
