@@ -193,8 +193,10 @@ std::string evaluated(std::string_view page) {
 
 TEST_F(chat, cookie_of_its_own_gives_settings_but_no_password) {
   request.http_cookie = "login=ann; color=dark_red; password=secret; other=x";
+  static_cast<void>(add_form_entry({"message", "color", ""}));
   register_chat_operators();
   EXPECT_EQ(evaluated("^cookie[login] ^cookie[color]<^cookie[password]><^cookie[other]>"), "ann dark red<><>");
+  EXPECT_EQ(evaluated("^cookie[^message[]]"), "dark red");
   EXPECT_EQ(evaluated("^cookie[a;b]"), "[invalid parameters to operator cookie]");
 }
 
