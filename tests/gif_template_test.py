@@ -359,7 +359,7 @@ class GifTemplateTest(unittest.TestCase):
 
     def test_an_odd_last_number_of_the_corners_is_ignored(self):
         self.put("t.gif", picture("wwww", w="FFFFFF"))
-        for corners in ("1,0,2,0", "1,0,2,0,3", "1,0,2,0,", " 1, 0, 2, 0", "1,,2,0", "1x,0,2y,0", "1,0,2,0\tmore"):
+        for corners in ("1,0,2,0", "1,0,2,0,3", "1,0,2,0,", " 1, 0, 2, 0", "1,,2,0", "1x,0,2y,0", "1,0,2,0\tmore,0,0"):
             with self.subTest(corners):
                 made = self.made(f"replace_color\tFFFFFF\tFF0000\t{corners}")
                 self.assert_looks(made, "wrrw", w="FFFFFF", r="FF0000")
