@@ -2,6 +2,7 @@
 hangs, and a file that was whole stays whole.
 """
 
+import fcntl
 import os
 import resource
 import shutil
@@ -181,6 +182,28 @@ class Permissions(PageTest):
         self.assertEqual((self.site / "cache" / "k_").read_text(), "kept")
 
 
+class Locks(PageTest):
+    def test_a_file_is_included_whoever_holds_its_lock(self):
+        with open(self.write("www/part", "included"), "rb") as lock:
+            fcntl.flock(lock, fcntl.LOCK_EX)
+            self.assertEqual(self.run_page("^include[part] ^include[asis;part]"), "included included")
+
+
+class Matching(PageTest):
+    """A C library that cannot match a name."""
+
+    def test_an_error_of_matching_keeps_the_current_table(self):
+        source = self.write("fail.c", "#include <regex.h>\nint regexec(const regex_t *expression, const char *subject, "
+                            "size_t count, regmatch_t *pieces, int flags) { return REG_ESPACE; }\n")
+        library = self.root / "fail.so"
+        compiler = os.environ.get("QUILLET_C_COMPILER", "cc")
+        subprocess.run([compiler, "-shared", "-fPIC", "-o", library, source], check=True)
+        self.write("www/sub/.hidden", "x")
+        preload = {"LD_PRELOAD": str(library), "ASAN_OPTIONS": "detect_leaks=0:verify_asan_link_order=0"}
+        self.assertEqual(self.run_page("^config[kept]^index[.;.] ^item[0] ^index[sub;.]^item[count]", preload),
+                         "[regex error: Memory exhausted] kept 0")
+
+
 class Limits(PageTest):
     def test_without_a_free_descriptor_operators_give_nothing(self):
         self.write("www/part", "included")
@@ -199,13 +222,14 @@ class Limits(PageTest):
     def test_descriptors_that_run_out_in_the_middle_of_a_page(self):
         for path in ("www/part", "www/sub/x", "www/x.count"):
             self.write(path, "1")
+        self.write("site/cache/k_", "removed in this working folder alone")
         self.write("www/wait", "#!/bin/sh\n: >ready\nread line <go\nprintf '\\n\\n|'\n", 0o755)
         for path in ("ready", "go"):
             os.mkfifo(self.www / path)
         calls = "(^include[part])(^-f[part])(^stat[size;part])(^find[part])(^index[sub]^item[count])^counter[x]"
         # The calls come before, too: what the sanitizers know already, they need no descriptor for.
-        page = (f"{calls * 2}^exec[wait]{calls}^counter[new]^exec[wait;changed;/changed]{VARIABLES}^save[x;new]"
-                + "x" * 300000)
+        page = (f"{calls * 2}^exec[wait]{calls}^counter[new]^exec[wait;changed;/changed]{VARIABLES}^cache[k]"
+                "^save[x;new]" + "x" * 300000)
         with self.start(page, OWN_VARIABLES) as process:
             with open(self.www / "ready", "rb"):  # the program runs now
                 resource.prlimit(process.pid, resource.RLIMIT_NOFILE, (3, 100))
@@ -223,6 +247,7 @@ class Limits(PageTest):
             f"[save to '{self.www}/_x' failed: Too many open files(#24)]"))
         self.assertIn(b"Too many open files(#24)", log)
         self.assertEqual(self.error_log(), "")
+        self.assertFalse((self.site / "cache" / "k_").exists())
 
     def test_a_file_beyond_the_size_limit_stays_whole(self):
         old = "old content\n" * 1000
