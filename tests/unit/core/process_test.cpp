@@ -68,6 +68,18 @@ TEST(run_with_pipes, lets_no_child_wait_for_room_in_the_error_pipe) {
   EXPECT_FALSE(read_whole(error).empty());
 }
 
+TEST(run_with_pipes, connects_a_pipe_that_sits_where_it_belongs) {
+  const auto run = quillet_tests::run_in_child([] {
+    const int report = dup(STDOUT_FILENO);
+    close(STDOUT_FILENO);
+    close(STDERR_FILENO);
+    int error = -1;
+    const pid_t child = run_script("echo error >&2", nullptr, nullptr, &error);
+    write_all(report, read_whole(error) + std::to_string(wait_child(child)));
+  });
+  EXPECT_EQ(run.output, "error\n0");
+}
+
 TEST(run_with_pipes, gives_the_program_its_arguments) {
   const std::array<char *, 4> arguments = {const_cast<char *>("own name"), const_cast<char *>("-c"),
                                            const_cast<char *>("echo $0"), nullptr};
@@ -145,6 +157,25 @@ TEST(run_with_pipes, that_gets_no_pipe_is_0_with_the_error_number_and_no_pipe_le
   EXPECT_EQ(run.status, 0) << run.output;
 }
 
+TEST(run_with_pipes, that_gets_no_process_is_0_with_the_error_number_and_no_pipe_left_open) {
+  const auto run = quillet_tests::run_in_child([] {
+    const int next = dup(STDERR_FILENO);
+    close(next);
+    const rlimit none = {0, 0};
+    setrlimit(RLIMIT_NPROC, &none);
+    constexpr uid_t nobody = 65534;  // root is not limited
+    EXPECT_TRUE(getuid() != 0 || setuid(nobody) == 0);
+    int out = -1;
+    errno = 0;
+    EXPECT_EQ(run_script("true", nullptr, &out, nullptr), 0);
+    EXPECT_EQ(errno, EAGAIN);
+    EXPECT_EQ(out, -1);
+    const int again = dup(STDERR_FILENO);
+    EXPECT_EQ(again, next);
+  });
+  EXPECT_EQ(run.status, 0) << run.output;
+}
+
 TEST(wait_child, gives_the_exit_status) {
   EXPECT_EQ(wait_child(run_script("exit 7", nullptr, nullptr, nullptr)), 7);
 }
@@ -157,6 +188,22 @@ TEST(wait_child, is_minus_1_when_there_is_nothing_to_wait_for) {
   const pid_t child = run_script("true", nullptr, nullptr, nullptr);
   wait_child(child);
   EXPECT_EQ(wait_child(child), -1);
+}
+
+int interrupted_input = -1;
+
+TEST(wait_child, goes_on_waiting_behind_a_signal) {
+  struct sigaction action {};  // which interrupts
+  struct sigaction before {};
+  action.sa_handler = [](int) { write_all(interrupted_input, "\n"); };
+  sigaction(SIGUSR1, &action, &before);
+  // Sends the signal once this process waits, and ends when it has come.
+  const pid_t child =
+      run_script("until grep -q '^State:.S' /proc/$PPID/status; do :; done; kill -USR1 $PPID; read line; exit 7",
+                 &interrupted_input, nullptr, nullptr);
+  EXPECT_EQ(wait_child(child), 7);
+  close(interrupted_input);
+  sigaction(SIGUSR1, &before, nullptr);
 }
 
 TEST(run_shell, gives_the_status_of_the_shell) {
