@@ -35,8 +35,8 @@ void append_expiry(int days, text &line) {
   std::tm utc{};
   if (gmtime_r(&end, &utc) == nullptr) return;
   char expiry[80];
-  const int size = std::snprintf(expiry, sizeof expiry, "; expires=%s, %.2d-%s-%.4d %.2d:%.2d:%.2d GMT",
-                                 week_days[utc.tm_wday], utc.tm_mday, months[utc.tm_mon], utc.tm_year + 1900,
+  const int size = std::snprintf(expiry, sizeof expiry, "; expires=%s, %.2d-%s-%.4ld %.2d:%.2d:%.2d GMT",
+                                 week_days[utc.tm_wday], utc.tm_mday, months[utc.tm_mon], utc.tm_year + 1900L,
                                  utc.tm_hour, utc.tm_min, utc.tm_sec);
   line.append({expiry, static_cast<std::size_t>(size)});
 }

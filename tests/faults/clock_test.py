@@ -118,5 +118,30 @@ class Chat(FixedClock):
                                  b"Content-type: text/html\nContent-length: 1\n\nx")
 
 
+class Cookies(FixedClock):
+    def sent(self, seconds, call, zone="UTC"):
+        """The header line that the call sends."""
+        with self.start(call + "x", self.clock(seconds) | {"TZ": zone}) as process:
+            return process.communicate()[0].decode().partition("\n")[0]
+
+    def test_a_cookie_ends_so_many_days_ahead_in_utc(self):
+        for seconds, days, zone, end in (
+                (0, ";1", "UTC", "Fri, 02-Jan-1970 00:00:00"),
+                (0, ";1", "XXX-5:30", "Fri, 02-Jan-1970 00:00:00"),
+                (0, ";-1", "XXX8", "Wed, 31-Dec-1969 00:00:00"),
+                (1709251199, "", "UTC", "Wed, 29-May-2024 23:59:59"),
+                (1711803599, ";1", CENTRAL_EUROPE, "Sun, 31-Mar-2024 12:59:59"),  # a day of 23 hours there
+                (1735689599, ";2", "XXX-5:30", "Thu, 02-Jan-2025 23:59:59"),
+                (-62135596800, ";1", "UTC", "Tue, 02-Jan-0001 00:00:00")):
+            with self.subTest(seconds=seconds, days=days, zone=zone):
+                self.assertEqual(self.sent(seconds, f"^cookie[a;b{days}]", zone),
+                                 f"Set-Cookie: a=b; path=/; expires={end} GMT")
+
+    def test_a_cookie_that_would_end_past_all_years_is_sent_without_an_end(self):
+        self.assertEqual(self.sent(PAST_ALL_YEARS - 86401, "^cookie[a;b;1]"),
+                         "Set-Cookie: a=b; path=/; expires=Wed, 31-Dec-2147485547 23:59:59 GMT")
+        self.assertEqual(self.sent(PAST_ALL_YEARS - 86400, "^cookie[a;b;1]"), "Set-Cookie: a=b; path=/")
+
+
 if __name__ == "__main__":
     unittest.main()
