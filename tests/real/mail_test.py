@@ -20,7 +20,7 @@ from pathlib import Path
 
 sys.path.insert(0, str(Path(__file__).resolve().parent.parent))
 import private_mounts
-from page_runner import PageTest
+from page_runner import TIMEOUT, PageTest
 from private_mounts import mount, unmount
 
 LIBRARY, SYSTEM = Path("/usr/lib/sendmail"), Path("/usr/sbin/sendmail")
@@ -156,6 +156,15 @@ except BrokenPipeError:
     def test_a_program_that_reads_nothing_does_not_end_the_page(self):
         self.stand_in("exec <&-; echo no input; exit 4")
         self.assertEqual(self.send("x" * 1_000_000), "([sendmail reported error: no input\n, #4])")
+
+    def test_a_visitor_who_goes_away_ends_the_page_after_a_message_as_before_it(self):
+        self.stand_in("cat > message")
+        self.write("www/large", "x" * 4_000_000)
+        process = self.start("^sendmail[x]^download[large]ok")
+        process.stdout.readline()
+        process.stdout.close()
+        process.stderr.close()
+        self.assertEqual(process.wait(TIMEOUT), -signal.SIGPIPE)
 
     def test_without_a_program_the_status_is_127(self):
         self.assertEqual(self.send(), "([sendmail reported error: UNKNOWN, #127])")
