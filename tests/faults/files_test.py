@@ -256,6 +256,11 @@ class Limits(PageTest):
         self.assertEqual(body, f"[save to '{self.www}/_x' failed: File too large(#27)]")
         self.assertEqual((self.www / "_x").read_text(), old)
 
+    def test_a_file_of_the_size_limit_is_written(self):
+        body = self.run_page(f"(^save[x;{'y' * 16384}])", limits=[(resource.RLIMIT_FSIZE, 16384)])
+        self.assertEqual(body, "()")
+        self.assertEqual((self.www / "_x").read_text(), "y" * 16384)
+
     def test_a_cache_entry_beyond_the_size_limit_is_not_kept(self):
         body = self.run_page(f"^cache[k;{'y' * 20000}]", limits=[(resource.RLIMIT_FSIZE, 16384)])
         self.assertEqual(body, "y" * 20000)

@@ -155,6 +155,15 @@ class Links(FaultTest):
         self.assertEqual(self.run_page("(^unlink[a.gif])"), "()")
 
 
+    def test_unlink_deletes_a_link_and_not_what_it_names(self):
+        self.write("www/target", "kept")
+        (self.www / "link").symlink_to("target")
+        (self.www / "dangling").symlink_to("missing")
+        (self.www / "folder").symlink_to(".")
+        self.assertEqual(self.run_page("(^unlink[link])(^unlink[dangling])(^unlink[folder])"), "()()()")
+        self.assertEqual(sorted(path.name for path in self.www.iterdir()), ["page.html", "target"])
+
+
 @unittest.skipUnless(private_mounts.available(), "no mount namespace can be made here")
 class Disks(FaultTest):
     def disk(self, options):
