@@ -10,6 +10,7 @@ import resource
 import shutil
 import subprocess
 import tempfile
+import time
 import unittest
 from pathlib import Path
 
@@ -80,9 +81,10 @@ class PageTest(unittest.TestCase):
         return body.decode("latin-1")
 
     def waits_for_lock(self, process, path):
-        """Looks until the process waits for a lock on the file; false when it ends without."""
+        """Looks until the process waits for a lock on the file; false when it ends without, or does neither."""
         waiting = re.compile(rf"^\d+: -> FLOCK +ADVISORY +WRITE {process.pid} [^ ]*:{path.stat().st_ino} 0 EOF$", re.M)
-        while process.poll() is None:
+        deadline = time.monotonic() + TIMEOUT
+        while process.poll() is None and time.monotonic() < deadline:
             if waiting.search(Path("/proc/locks").read_text()):
                 return True
             os.sched_yield()

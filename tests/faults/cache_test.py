@@ -112,6 +112,7 @@ class Locked(PageTest):
 
     def wait_for_waiting(self, process):
         if not self.waits_for_lock(process, self.site / "cache" / "k_"):
+            process.kill()
             self.fail(f"it does not wait: {process.communicate()}")
 
     def body(self, process):
