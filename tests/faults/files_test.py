@@ -213,6 +213,12 @@ class Limits(PageTest):
                              + VARIABLES, OWN_VARIABLES, limits=[(resource.RLIMIT_NOFILE, 5)])
         self.assertEqual(body, "included()mademadeincluded own=1 /own own also")
 
+    def test_many_calls_leave_no_descriptor_open(self):
+        self.write("www/sub/x", "1")
+        calls = "^include[sub/x]^index[sub]^item[count]^counter[sub/.hidden]^save[x;text] "
+        self.assertEqual(self.run_page(calls * 50, limits=[(resource.RLIMIT_NOFILE, 16)]),
+                         "".join(f"11{number} " for number in range(1, 51)))
+
     def test_without_another_process_a_program_gives_nothing(self):
         self.write("www/sub/prog", "#!/bin/sh\nprintf '\\n\\nhi'", 0o755)
         body = self.run_page(f"(^exec[sub/prog;changed;/changed])^cache[k;kept] {VARIABLES}", OWN_VARIABLES,

@@ -502,5 +502,21 @@ TEST(directory_reader, can_be_opened_again) {
   EXPECT_TRUE(next_entry(reader));
 }
 
+TEST(directory_reader, leaves_no_descriptor_open) {
+  const temporary_folder folder;
+  const auto next_descriptor = [] {
+    const int next = dup(STDERR_FILENO);
+    close(next);
+    return next;
+  };
+  const int before = next_descriptor();
+  {
+    directory_reader reader;
+    EXPECT_FALSE(open_directory(".", reader));
+    EXPECT_FALSE(open_directory(".", reader));
+  }
+  EXPECT_EQ(next_descriptor(), before);
+}
+
 }  // namespace
 }  // namespace quillet
