@@ -36,9 +36,9 @@ def write_connection(server, folder):
         f"<?php $database = new mysqli('127.0.0.1', 'bench', 'secret', 'shop', {server.port});\n")
 
 
-def peak_memory(program, folder, rows):
-    """What a page takes for a result of so many rows of 5 times 40 bytes."""
-    columns = ",".join(f"repeat('{c}', 40) as {c}" for c in "abcde")
+def peak_memory(program, folder, rows, size):
+    """What a page takes for a result of so many rows of 5 cells of that size."""
+    columns = ",".join(f"repeat('{c}', {size}) as {c}" for c in "abcde")
     page = folder / "memory.html"
     page.write_text(f"^server[^macro[database];^sql[select {columns} from seq_1_to_{rows}]^item[count]]")
     process = subprocess.Popen([program], cwd=folder, stdout=subprocess.DEVNULL, stdin=subprocess.DEVNULL, env={
@@ -50,9 +50,13 @@ def peak_memory(program, folder, rows):
 
 
 def print_memory(program, folder):
-    """Of two sizes, so that what a process takes in any case does not count."""
-    small, large = (peak_memory(program, folder, rows) for rows in (100_000, 300_000))
-    print(f"\nmemory for a result of rows of 5 columns of 40 bytes: {(large - small) / (200_000 * 200):.2f} times its bytes")
+    """Of two numbers of rows, so that what a process takes in any case does not count. Most of what small cells
+    take is the client library's own: some 80 bytes for each of these rows beside its values."""
+    print()
+    for size in (10, 20, 40, 100):
+        small, large = (peak_memory(program, folder, rows, size) for rows in (100_000, 300_000))
+        print(f"memory for a result of rows of 5 cells of {size} bytes: "
+              f"{(large - small) / (200_000 * 5 * size):.2f} times its bytes")
 
 
 def main():

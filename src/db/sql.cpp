@@ -45,7 +45,7 @@ text failure(const char *what, const char *reason) {
 // one, and the outer one's own is never closed.
 class connection_scope {
  public:
-  connection_scope() { connection = nullptr; }
+  connection_scope() = default;
   connection_scope(const connection_scope &) = delete;
   connection_scope &operator=(const connection_scope &) = delete;
   ~connection_scope() {

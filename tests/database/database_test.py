@@ -236,11 +236,12 @@ class ClientLibrary(unittest.TestCase):
 
     WITHOUT_LEAKS = {"ASAN_OPTIONS": "detect_leaks=0"}  # which the sanitizer cannot look for in a traced process
 
-    def traced(self, page, calls):
+    def traced(self, page, calls, *wrapper):
         """The system calls that the page makes. The files that it has open show in it, too."""
         with tempfile.TemporaryDirectory() as folder:
             trace = pathlib.Path(folder, "trace")
-            asked = Question(SERVER, page, self.WITHOUT_LEAKS, wrapper=["strace", "-f", "-o", trace, "-e", calls])
+            asked = Question(SERVER, page, self.WITHOUT_LEAKS,
+                             wrapper=["strace", "-f", "-o", trace, "-e", calls, *wrapper])
             return asked.body, trace.read_text(errors="replace")
 
     def test_a_page_without_server_opens_none_of_it(self):
@@ -260,11 +261,16 @@ class ClientLibrary(unittest.TestCase):
                          {"site/.my.cnf": options, "site/my.cnf": options})
         self.assertEqual(asked.body, b"ann@localhost")
 
+    def handled_signals(self, page, *wrapper):
+        trace = self.traced(page, "trace=rt_sigaction", *wrapper)[1]
+        actions = dict(re.findall(r"rt_sigaction\((\w+), \{sa_handler=(\w+)", trace))  # the last one for each
+        ignored = {signal for signal, action in actions.items() if action == "SIG_IGN"}
+        return ignored, {signal for signal, action in actions.items() if action != "SIG_DFL"} - ignored
+
     def test_signals_are_handled_as_in_any_page(self):
-        def handled(page):
-            actions = re.findall(r"rt_sigaction\((\w+), \{sa_handler=(\w+)", self.traced(page, "trace=rt_sigaction")[1])
-            return {signal for signal, action in dict(actions).items() if action != "SIG_DFL"}
-        self.assertEqual(handled(on_server("x")), handled("x"))
+        for wrapper in ((), ("env", "--ignore-signal=PIPE")):
+            with self.subTest(wrapper=wrapper):
+                self.assertEqual(self.handled_signals(on_server("x"), *wrapper), self.handled_signals("x", *wrapper))
 
     def test_nothing_is_printed(self):
         for page in (on_server("^sql[select 1]^sql[bad]x"), "^server[ann:wrong@localhost;x]x"):
