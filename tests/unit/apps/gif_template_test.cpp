@@ -1,6 +1,9 @@
 #include "apps/gif_template.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
 #include <string>
 #include <string_view>
@@ -65,6 +68,27 @@ TEST(gif_template, damaged_files_give_a_picture_or_the_fallback) {
   EXPECT_LT(read, 2700);
   define_macro("font", text());
   request.page_path = text();
+}
+
+// Reads a file while the process may open no more than `files` others.
+gif_picture read_with_files_left(rlim_t files, std::string_view path) {
+  const int next = open("/dev/null", O_RDONLY | O_CLOEXEC);
+  close(next);
+  rlimit kept{};
+  getrlimit(RLIMIT_NOFILE, &kept);
+  const rlimit few{static_cast<rlim_t>(next) + files, kept.rlim_max};
+  setrlimit(RLIMIT_NOFILE, &few);
+  gif_picture picture = read_gif(path);
+  setrlimit(RLIMIT_NOFILE, &kept);
+  return picture;
+}
+
+TEST(read_gif, gives_none_when_no_more_files_can_be_open) {
+  const quillet_tests::temporary_folder folder;
+  write_file("t.gif", seed);
+  EXPECT_EQ(read_with_files_left(0, "t.gif"), nullptr);
+  EXPECT_EQ(read_with_files_left(1, "t.gif"), nullptr);
+  EXPECT_NE(read_with_files_left(2, "t.gif"), nullptr);
 }
 
 }  // namespace
