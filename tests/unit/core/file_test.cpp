@@ -67,6 +67,12 @@ TEST(filter_lines, cuts_the_bytes_at_the_first_nul) {
   EXPECT_EQ(filtered("\0abc"sv, false), "");
 }
 
+TEST(filter_lines, leaves_absent_text_absent) {
+  text t;
+  filter_lines(t, true);
+  EXPECT_TRUE(t.is_null());
+}
+
 // The rule as it is told, one step after the other.
 std::string plainly_filtered(const std::string &bytes, bool drop_empty_lines) {
   std::string without_returns;
@@ -440,7 +446,9 @@ TEST(make_directories, makes_every_folder_on_the_way) {
   const temporary_folder folder;
   const mode_t mask = umask(2);
   make_directories("./a/b//c/file");
+  make_directories("d/file");
   umask(mask);
+  EXPECT_TRUE(std::filesystem::is_directory("d"));
   EXPECT_TRUE(std::filesystem::is_directory("a/b/c"));
   EXPECT_FALSE(std::filesystem::exists("a/b/c/file"));
   EXPECT_EQ(std::filesystem::status("a/b").permissions(), static_cast<std::filesystem::perms>(0775));
