@@ -2,6 +2,7 @@
 
 import os
 import re
+import resource
 import sys
 import unittest
 from pathlib import Path
@@ -170,6 +171,15 @@ class Permissions(ChatTest):
         self.write("site/chat/admin/password", "ann:x\n", 0o200)
         self.write("site/chat/admin/banned", "ann\n", 0o200)
         self.assertEqual(self.run_page(VALIDATE, self.visitor(), unprivileged=True), "accepted")
+
+
+class Descriptors(ChatTest):
+    def test_every_file_and_log_is_closed_again(self):
+        page = f"{VALIDATE}^message[line]^startup[came]^userlist[]^userlist[.]^chat[1]^log[x]" * 20
+        body = self.run_page(page, self.visitor(message="hi"), limits=[(resource.RLIMIT_NOFILE, 5)])
+        self.assertEqual(body, "accepted.\n" * 20)
+        self.assertEqual((self.chat / "index.log").read_text(), "line\n" * 20)
+        self.assertEqual((self.site / "access_log").read_text().count("as ann: x\n"), 20)
 
 
 if __name__ == "__main__":

@@ -74,6 +74,31 @@ class Stamps(FixedClock):
                     self.assertEqual(self.at(seconds, page), "[loadtimestamp: bad input date] kept")
 
 
+class Logs(FixedClock):
+    def line_at(self, seconds, zone):
+        self.run_page("^log[text]x", self.clock(seconds) | {"TZ": zone})
+        log = self.site / "access_log"
+        line = log.read_text()
+        log.unlink()
+        return line
+
+    def test_a_line_begins_with_the_local_time(self):
+        for seconds, zone, stamp in (
+                (0, "UTC", "01/Jan/1970 00:00:00"),
+                (1735689599, "UTC", "31/Dec/2024 23:59:59"),
+                (1735689599, "XXX-5:30", "01/Jan/2025 05:29:59"),
+                (1735689599, "XXX8", "31/Dec/2024 15:59:59"),
+                (1711846800, CENTRAL_EUROPE, "31/Mar/2024 03:00:00"),
+                (-1, "UTC", "31/Dec/1969 23:59:59")):
+            with self.subTest(seconds=seconds, zone=zone):
+                self.assertEqual(self.line_at(seconds, zone),
+                                 f"[{stamp}] {self.www}/page.html: 127.0.0.1 as anonymous: text\n")
+
+    def test_a_time_that_is_no_date_is_left_out(self):
+        for seconds in (PAST_ALL_YEARS, 2**63 - 1, -2**63):
+            self.assertEqual(self.line_at(seconds, "UTC"), f"{self.www}/page.html: 127.0.0.1 as anonymous: text\n")
+
+
 class Chat(FixedClock):
     """The times of its user list, and the cookies of its settings."""
 
