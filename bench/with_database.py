@@ -9,6 +9,7 @@ quillet's memory for a large result is measured.
 
 import os
 import pathlib
+import re
 import subprocess
 import sys
 
@@ -37,26 +38,30 @@ def write_connection(server, folder):
 
 
 def peak_memory(program, folder, rows, size):
-    """What a page takes for a result of so many rows of 5 cells of that size."""
+    """What a page takes that prints a result of so many rows of 5 cells of that size."""
     columns = ",".join(f"repeat('{c}', {size}) as {c}" for c in "abcde")
     page = folder / "memory.html"
-    page.write_text(f"^server[^macro[database];^sql[select {columns} from seq_1_to_{rows}]^item[count]]")
-    process = subprocess.Popen([program], cwd=folder, stdout=subprocess.DEVNULL, stdin=subprocess.DEVNULL, env={
+    page.write_text(f"^server[^macro[database];^sql[select {columns} from seq_1_to_{rows}]"
+                    "^menu[^item[a] ^item[b] ^item[c] ^item[d] ^item[e]\n]]")
+    process = subprocess.Popen([program], cwd=folder, stdout=subprocess.PIPE, stdin=subprocess.DEVNULL, env={
         "PATH": os.environ["PATH"], "REQUEST_METHOD": "GET", "REQUEST_URI": "/page", "SCRIPT_NAME": "/cgi-bin/program",
         "PATH_TRANSLATED": str(page), "DOCUMENT_ROOT": str(folder)})
-    _, status, usage = os.wait4(process.pid, 0)
-    process.returncode = os.waitstatus_to_exitcode(status)
-    return usage.ru_maxrss * 1024
+    with process:
+        # The page is made when its first byte comes, and larger than the pipe: the process is still there.
+        process.stdout.read(1)
+        status = pathlib.Path(f"/proc/{process.pid}/status").read_text()
+        process.kill()
+    return int(re.search(r"VmHWM:\s+(\d+) kB", status).group(1)) * 1024
 
 
 def print_memory(program, folder):
-    """Of two numbers of rows, so that what a process takes in any case does not count. Most of what small cells
-    take is the client library's own: some 80 bytes for each of these rows beside its values."""
+    """Of two numbers of rows, so that what a process takes in any case does not count."""
     print()
+    few, many = 2_000, 22_000
     for size in (10, 20, 40, 100):
-        small, large = (peak_memory(program, folder, rows, size) for rows in (100_000, 300_000))
-        print(f"memory for a result of rows of 5 cells of {size} bytes: "
-              f"{(large - small) / (200_000 * 5 * size):.2f} times its bytes")
+        taken = peak_memory(program, folder, many, size) - peak_memory(program, folder, few, size)
+        print(f"memory for a printed result of rows of 5 cells of {size} bytes: "
+              f"{taken / ((many - few) * 5 * size):.2f} times its bytes")
 
 
 def main():

@@ -21,10 +21,9 @@ bool find_functions(void *library, mysql_client &client) {
   return find_function(library, "mysql_init", client.init) &&
          find_function(library, "mysql_real_connect", client.real_connect) &&
          find_function(library, "mysql_query", client.query) &&
-         find_function(library, "mysql_store_result", client.store_result) &&
+         find_function(library, "mysql_use_result", client.use_result) &&
          find_function(library, "mysql_field_count", client.field_count) &&
          find_function(library, "mysql_num_fields", client.num_fields) &&
-         find_function(library, "mysql_num_rows", client.num_rows) &&
          find_function(library, "mysql_fetch_field", client.fetch_field) &&
          find_function(library, "mysql_fetch_row", client.fetch_row) &&
          find_function(library, "mysql_free_result", client.free_result) &&

@@ -22,10 +22,9 @@ struct mysql_client {
   mysql_connection *(*real_connect)(mysql_connection *, const char *host, const char *user, const char *password,
                                     const char *database, unsigned port, const char *socket, unsigned long flags);
   int (*query)(mysql_connection *, const char *statement);
-  mysql_result *(*store_result)(mysql_connection *);
+  mysql_result *(*use_result)(mysql_connection *);
   unsigned (*field_count)(mysql_connection *);
   unsigned (*num_fields)(mysql_result *);
-  unsigned long long (*num_rows)(mysql_result *);
   mysql_field *(*fetch_field)(mysql_result *);
   mysql_row (*fetch_row)(mysql_result *);
   void (*free_result)(mysql_result *);

@@ -142,12 +142,11 @@ text header_line(mysql_result *result, cell_list &names) {
   return line;
 }
 
+// Reads the rows as they arrive: held back in the library first, they would take twice the memory.
 std::unique_ptr<table> read_table(mysql_result *result) {
   cell_list cells(client->num_fields(result));
   auto made = std::make_unique<table_named>(header_line(result, cells));
-  for (unsigned long long left = client->num_rows(result); left > 0; --left) {
-    char *const *row = client->fetch_row(result);
-    if (row == nullptr) continue;
+  while (char *const *row = client->fetch_row(result)) {
     for (std::string_view &cell : cells) {
       const char *value = *row++;
       cell = value == nullptr ? std::string_view() : value;
@@ -157,15 +156,15 @@ std::unique_ptr<table> read_table(mysql_result *result) {
   return made;
 }
 
+bool has_error() { return *client->error(connection) != '\0'; }
+
 // Takes in what came of the statement, in `made` when that is a table. False when it did not arrive whole.
 bool take_result(std::unique_ptr<table> &made) {
-  const result_pointer result(client->store_result(connection));
-  if (result != nullptr) {
-    made = read_table(result.get());
-    return true;
-  }
+  const result_pointer result(client->use_result(connection));
   // A connection that was lost on the way has no fields any more, only an error.
-  return client->field_count(connection) == 0 && *client->error(connection) == '\0';
+  if (result == nullptr) return client->field_count(connection) == 0 && !has_error();
+  made = read_table(result.get());
+  return !has_error();
 }
 
 // Takes in what a stored procedure sends behind its first result: the connection takes no other statement
@@ -173,7 +172,7 @@ bool take_result(std::unique_ptr<table> &made) {
 bool drop_further_results() {
   int status = 0;
   while ((status = client->next_result(connection)) == 0) {
-    const result_pointer dropped(client->store_result(connection));
+    const result_pointer dropped(client->use_result(connection));
   }
   return status < 0;
 }

@@ -300,8 +300,8 @@ class ClientLibrary(unittest.TestCase):
                          b"[sql connect error: /lib/libmariadb.so.3: file too short]")
 
     def test_a_library_without_a_function_is_a_failed_connection(self):
-        for function in ("init", "options", "real_connect", "query", "store_result", "field_count", "num_fields",
-                         "num_rows", "fetch_field", "fetch_row", "free_result", "next_result", "error", "close"):
+        for function in ("init", "options", "real_connect", "query", "use_result", "field_count", "num_fields",
+                         "fetch_field", "fetch_row", "free_result", "next_result", "error", "close"):
             with self.subTest(function):
                 library = stub_library(f"-Dmysql_{function}=other_function")
                 self.assertRegex(self.failed_connection({"libmariadb.so.3": library}),

@@ -1,11 +1,12 @@
 /* A client library for databases that are not there. It writes the calls that matter into the file "calls" of the
  * current folder, a line each, with the number of the connection, and answers as its environment says:
  *
- *   STUB_FAILS    which calls fail, of init, real_connect, query and store_result
- *   STUB_ERROR    the message of the connection
+ *   STUB_FAILS    which calls fail, of init, real_connect, query, use_result and fetch_row behind
+ *                 the last row
+ *   STUB_ERROR    the message of the connection behind a call that failed
  *   STUB_FIELDS   the number that field_count answers
  *   STUB_NAMES    the columns of a result, "a,b"; "?" for one without a description
- *   STUB_ROWS     its rows, "1,2/3,4"; "?" for a NULL, "-" for a row that does not come
+ *   STUB_ROWS     its rows, "1,2/3,4"; "?" for a NULL
  *   STUB_FURTHER  what next_result answers: one digit for each call, "-" for below 0 and behind the last one
  */
 #include <stdarg.h>
@@ -26,13 +27,19 @@ struct field {
 static char connections[most_connections]; /* known by their address */
 static int connection_count;
 static char result;
+static int next_row;
+static int has_failed;
 
 static const char *setting(const char *name) {
   const char *value = getenv(name);
   return value == NULL ? "" : value;
 }
 
-static int fails(const char *call) { return strstr(setting("STUB_FAILS"), call) != NULL; }
+static int fails(const char *call) {
+  const int failing = strstr(setting("STUB_FAILS"), call) != NULL;
+  has_failed |= failing;
+  return failing;
+}
 
 static void write_call(const char *format, ...) {
   FILE *file = fopen("calls", "a");
@@ -89,9 +96,10 @@ int mysql_query(void *connection, const char *statement) {
   return fails("query");
 }
 
-void *mysql_store_result(void *connection) {
-  write_call("store_result %d", number(connection));
-  return fails("store_result") ? NULL : &result;
+void *mysql_use_result(void *connection) {
+  write_call("use_result %d", number(connection));
+  next_row = 0;
+  return fails("use_result") ? NULL : &result;
 }
 
 unsigned mysql_field_count(void *connection) {
@@ -103,12 +111,6 @@ unsigned mysql_num_fields(void *of) {
   (void)of;
   char *found[most_cells];
   return (unsigned)names(found);
-}
-
-unsigned long long mysql_num_rows(void *of) {
-  (void)of;
-  char *found[most_cells];
-  return (unsigned long long)rows(found);
 }
 
 struct field *mysql_fetch_field(void *of) {
@@ -123,15 +125,16 @@ struct field *mysql_fetch_field(void *of) {
 }
 
 char **mysql_fetch_row(void *of) {
-  static int next;
   static char *cells[most_cells];
   char *found[most_cells];
   (void)of;
   const int count = rows(found);
   write_call("fetch_row");
-  char *row = found[next++ % count];
-  if (strcmp(row, "-") == 0) return NULL;
-  const int cell_count = split(row, ",", cells);
+  if (next_row == count) {
+    fails("fetch_row");
+    return NULL;
+  }
+  const int cell_count = split(found[next_row++], ",", cells);
   for (int i = 0; i < cell_count; ++i) {
     if (strcmp(cells[i], "?") == 0) cells[i] = NULL;
   }
@@ -144,12 +147,14 @@ int mysql_next_result(void *connection) {
   static unsigned next;
   write_call("next_result %d", number(connection));
   const char *answers = setting("STUB_FURTHER");
-  return next >= strlen(answers) || answers[next] == '-' ? -1 : answers[next++] - '0';
+  const int answer = next >= strlen(answers) || answers[next] == '-' ? -1 : answers[next++] - '0';
+  has_failed |= answer > 0;
+  return answer;
 }
 
 const char *mysql_error(void *connection) {
   (void)connection;
-  return setting("STUB_ERROR");
+  return has_failed ? setting("STUB_ERROR") : "";
 }
 
 void mysql_close(void *connection) { write_call("close %d", number(connection)); }
