@@ -49,6 +49,20 @@ std::size_t open_file::read_some(char *buffer, std::size_t size) const {
   }
 }
 
+text open_file::read_all() const {
+  text bytes;
+  const long long file_size = size();
+  if (file_size < 0) return bytes;
+  const auto whole = static_cast<std::size_t>(file_size);
+  bytes.reserve(whole);
+  while (bytes.size() < whole) {
+    const std::size_t n = read_some(bytes.data() + bytes.size(), whole - bytes.size());
+    if (n == 0) break;
+    bytes.commit(n);
+  }
+  return bytes;
+}
+
 void lock_file(int descriptor) {
   while (flock(descriptor, LOCK_EX) != 0 && errno == EINTR) {
   }
@@ -57,20 +71,11 @@ void lock_file(int descriptor) {
 // --- reading and writing whole files ---
 
 text read_text_file(std::string_view path, bool drop_empty_lines, bool lock) {
-  text bytes;
-  if (path.empty()) return bytes;
+  if (path.empty()) return {};
   const open_file file(path, O_RDONLY);
-  if (file < 0) return bytes;
+  if (file < 0) return {};
   if (lock) lock_file(file);
-  const long long file_size = file.size();
-  if (file_size < 0) return bytes;
-  const auto size = static_cast<std::size_t>(file_size);
-  bytes.reserve(size);
-  while (bytes.size() < size) {
-    const std::size_t n = file.read_some(bytes.data() + bytes.size(), size - bytes.size());
-    if (n == 0) break;
-    bytes.commit(n);
-  }
+  text bytes = file.read_all();
   filter_lines(bytes, drop_empty_lines);
   return bytes;
 }

@@ -54,6 +54,8 @@ class open_file {
   [[nodiscard]] long long size() const;
   // Reads at most `size` bytes, fewer at the end; through interruptions. 0 on an error, too, with errno set.
   std::size_t read_some(char *buffer, std::size_t size) const;
+  // The bytes of the regular file, NUL bytes among them; null for anything else.
+  [[nodiscard]] text read_all() const;
 
  private:
   int descriptor_;

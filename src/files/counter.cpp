@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <climits>
 
 #include "core/file.h"
@@ -14,36 +13,11 @@ namespace quillet {
 
 namespace {
 
-// The count at the front of the file, read as the C library reads a number; 0 without one. A number beyond
-// the range of an int counts as the nearest that is in it.
-int read_count(const open_file &file) {
-  long long number = 0;
-  bool begun = false;
-  bool negative = false;
-  const auto take = [&](char c) {
-    if (!begun && is_white_space(c)) return true;
-    if (is_digit(c)) {
-      number = std::min(number * 10 + (c - '0'), 1LL + INT_MAX);
-    } else if (!begun && (c == '-' || c == '+')) {
-      negative = c == '-';
-    } else {
-      return false;
-    }
-    begun = true;
-    return true;
-  };
-  char piece[1024];
-  for (std::size_t n; (n = file.read_some(piece, sizeof piece)) > 0;) {
-    if (!std::all_of(piece, piece + n, take)) break;
-  }
-  return static_cast<int>(negative ? -number : std::min<long long>(number, INT_MAX));
-}
-
 // Reads the count, adds 1 and writes it back, so that no other process comes between. False when it
 // cannot be written.
 bool count_one_more(const open_file &file, int &count) {
   lock_file(file);
-  count = read_count(file);
+  count = parse_int(file.read_all());
   if (count < INT_MAX) ++count;
   const text digits = format_signed(count, 10);
   // Deliberate: the file is not cut, what stands behind the tenth byte stays.
