@@ -220,6 +220,35 @@ class Descriptors(FaultTest):
                          + self.size("a.gif", limits=limits), "1()120 40")
 
 
+    def without(self, path):
+        """A wrapper in which this file, and no other, meets a process without a free descriptor."""
+        if subprocess.run(["strace", "-o", "/dev/null", "true"], check=False).returncode != 0:
+            self.skipTest("strace does not work here")
+        return ["strace", "-o", "/dev/null", "-P", path, "-e", "trace=openat", "-e", "inject=openat:error=EMFILE"]
+
+    def test_no_download_without_a_free_descriptor(self):
+        path = self.write("www/a", "old")
+        self.assertEqual(self.run_page("^download[a]", wrapper=self.without(path)),
+                         "[download error: Too many open files(#24)]")
+
+    def test_no_upload_without_a_free_descriptor(self):
+        path = self.write("www/a", "old")
+        self.assertEqual(self.upload("a", wrapper=self.without(path)),
+                         self.upload_failed("a", "Too many open files(#24)"))
+        self.assertEqual(path.read_text(), "old")
+        self.assertIn("upload field 'f' to '", self.error_log())
+
+    def test_no_count_without_a_free_descriptor(self):
+        path = self.write("www/visits.count", "0000000041")
+        self.assertEqual(self.count("visits", wrapper=self.without(path)), self.not_readable("visits"))
+        self.assertEqual(path.read_text(), "0000000041")
+
+    def test_unlink_needs_no_descriptor(self):
+        path = self.write("www/a", "old")
+        self.assertEqual(self.run_page("(^unlink[a])", wrapper=self.without(path)), "()")
+        self.assertFalse(path.exists())
+
+
 class BrokenDisk(FaultTest):
     """A file that opens and cannot be read."""
 
