@@ -19,6 +19,11 @@ TIMEOUT = 60  # seconds for one page: long, so that only what hangs meets it
 NOBODY = 65534
 
 
+def compile_c(source, made, *flags):
+    """Compiles a C file by the compiler of the build."""
+    subprocess.run([os.environ.get("QUILLET_C_COMPILER", "cc"), *flags, "-o", made, source], check=True)
+
+
 class PageTest(unittest.TestCase):
     """A test with its own folder: `self.www`, `self.site`."""
 
@@ -93,3 +98,18 @@ class PageTest(unittest.TestCase):
     def error_log(self):
         log = self.site / "error_log"
         return log.read_text() if log.exists() else ""
+
+
+class PreloadTest(PageTest):
+    """Tests under a library of their own, made of the C file SOURCE: its functions take the place of the C library's."""
+
+    @classmethod
+    def setUpClass(cls):
+        folder = tempfile.TemporaryDirectory()
+        cls.addClassCleanup(folder.cleanup)
+        cls.library = Path(folder.name) / "preloaded.so"
+        compile_c(cls.SOURCE, cls.library, "-shared", "-fPIC")
+
+    def preloading(self, **more):
+        """The environment of a page."""
+        return {"LD_PRELOAD": str(self.library), "ASAN_OPTIONS": "detect_leaks=0:verify_asan_link_order=0"} | more

@@ -12,6 +12,7 @@ import unittest
 import urllib.parse
 
 from server_pages import PROGRAM, Question, ServerRun, TESTS, run_cases, section, start_server
+from page_runner import compile_c  # in the folder that server_pages has put into the path
 
 HERE = pathlib.Path(__file__).resolve().parent
 
@@ -194,7 +195,7 @@ def stub_library(*flags):
     """The library beside this file, which answers as the environment says and writes the calls into site/calls."""
     with tempfile.TemporaryDirectory() as folder:
         made = pathlib.Path(folder, "library.so")
-        subprocess.run(["cc", "-shared", "-fPIC", *flags, "-o", made, HERE / "stub_library.c"], check=True)
+        compile_c(HERE / "stub_library.c", made, "-shared", "-fPIC", *flags)
         return made.read_bytes()
 
 

@@ -2,7 +2,6 @@
 
 import fcntl
 import os
-import subprocess
 import sys
 import tempfile
 import unittest

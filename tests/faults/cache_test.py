@@ -5,15 +5,13 @@ And one that meets an entry locked by another: it waits, or has no need to.
 import fcntl
 import os
 import signal
-import subprocess
 import sys
-import tempfile
 import unittest
 from pathlib import Path
 
 FOLDER = Path(__file__).resolve().parent
 sys.path.insert(0, str(FOLDER.parent))
-from page_runner import TIMEOUT, PageTest  # noqa: E402
+from page_runner import TIMEOUT, PageTest, PreloadTest  # noqa: E402
 
 OLD = "o" * 9000
 NEW = "n" * 12000
@@ -29,20 +27,11 @@ def rewriting(old, new):
     return f"^cache[k;{new}^var[other;^cache[k;{old}]]]"
 
 
-class KilledWhileWriting(PageTest):
-    @classmethod
-    def setUpClass(cls):
-        cls.folder = tempfile.TemporaryDirectory()
-        cls.addClassCleanup(cls.folder.cleanup)
-        cls.library = Path(cls.folder.name) / "die_in_cache.so"
-        subprocess.run([os.environ.get("QUILLET_C_COMPILER", "cc"), "-shared", "-fPIC", "-o", cls.library,
-                        FOLDER / "die_in_cache.c"], check=True)
-
-    def variables(self, **more):
-        return {"LD_PRELOAD": str(self.library), "ASAN_OPTIONS": "detect_leaks=0:verify_asan_link_order=0"} | more
+class KilledWhileWriting(PreloadTest):
+    SOURCE = FOLDER / "die_in_cache.c"
 
     def kill(self, page, die_at, **more):
-        with self.start(page, self.variables(DIE_AT=die_at, **more)) as process:
+        with self.start(page, self.preloading(DIE_AT=die_at, **more)) as process:
             self.assertEqual((process.communicate()[0], process.wait()), (b"", -signal.SIGKILL))
 
     def entry(self):
@@ -89,7 +78,7 @@ class KilledWhileWriting(PageTest):
 
     def test_without_nameless_files_entries_are_kept_all_the_same(self):
         page = first_version(NEW) + "|^cache[k;again]"
-        self.assertEqual(self.run_page(page, self.variables(NAMELESS_FILES="no")), NEW + "|" + NEW)
+        self.assertEqual(self.run_page(page, self.preloading(NAMELESS_FILES="no")), NEW + "|" + NEW)
         self.assertEqual(self.entry(), NEW)
 
     def test_without_nameless_files_a_first_version_may_be_empty_or_in_part(self):

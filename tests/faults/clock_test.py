@@ -1,33 +1,23 @@
 """Time stamps while the clock of the machine stands still, at a time of the test's choice or at one that is no date."""
 
-import os
-import subprocess
 import sys
-import tempfile
 import unittest
 from pathlib import Path
 
 FOLDER = Path(__file__).resolve().parent
 sys.path.insert(0, str(FOLDER.parent))
-from page_runner import PageTest  # noqa: E402
+from page_runner import PreloadTest  # noqa: E402
 
 CENTRAL_EUROPE = "CET-1CEST,M3.5.0,M10.5.0/3"
 STAMP = "^item[year].^item[month].^item[day] ^item[hour]:^item[min]"
 PAST_ALL_YEARS = 67768036191676800  # the year 2147485548, one more than a date of the C library holds
 
 
-class FixedClock(PageTest):
-    @classmethod
-    def setUpClass(cls):
-        cls.folder = tempfile.TemporaryDirectory()
-        cls.addClassCleanup(cls.folder.cleanup)
-        cls.library = Path(cls.folder.name) / "clock.so"
-        subprocess.run([os.environ.get("QUILLET_C_COMPILER", "cc"), "-shared", "-fPIC", "-o", cls.library,
-                        FOLDER / "clock.c"], check=True)
+class FixedClock(PreloadTest):
+    SOURCE = FOLDER / "clock.c"
 
     def clock(self, seconds):
-        return {"LD_PRELOAD": str(self.library), "CLOCK": str(seconds),
-                "ASAN_OPTIONS": "detect_leaks=0:verify_asan_link_order=0"}
+        return self.preloading(CLOCK=str(seconds))
 
 
 class Stamps(FixedClock):

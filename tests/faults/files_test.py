@@ -11,8 +11,9 @@ import sys
 import unittest
 from pathlib import Path
 
-sys.path.insert(0, str(Path(__file__).resolve().parent.parent))
-from page_runner import TIMEOUT, PageTest  # noqa: E402
+FOLDER = Path(__file__).resolve().parent
+sys.path.insert(0, str(FOLDER.parent))
+from page_runner import TIMEOUT, PageTest, PreloadTest  # noqa: E402
 
 # Every operator that reads the file `x`, beside the page.
 READERS = {
@@ -189,19 +190,15 @@ class Locks(PageTest):
             self.assertEqual(self.run_page("^include[part] ^include[asis;part]"), "included included")
 
 
-class Matching(PageTest):
+class Matching(PreloadTest):
     """A C library that cannot match a name."""
 
+    SOURCE = FOLDER / "match_error.c"
+
     def test_an_error_of_matching_keeps_the_current_table(self):
-        source = self.write("fail.c", "#include <regex.h>\nint regexec(const regex_t *expression, const char *subject, "
-                            "size_t count, regmatch_t *pieces, int flags) { return REG_ESPACE; }\n")
-        library = self.root / "fail.so"
-        compiler = os.environ.get("QUILLET_C_COMPILER", "cc")
-        subprocess.run([compiler, "-shared", "-fPIC", "-o", library, source], check=True)
         self.write("www/sub/.hidden", "x")
-        preload = {"LD_PRELOAD": str(library), "ASAN_OPTIONS": "detect_leaks=0:verify_asan_link_order=0"}
-        self.assertEqual(self.run_page("^config[kept]^index[.;.] ^item[0] ^index[sub;.]^item[count]", preload),
-                         "[regex error: Memory exhausted] kept 0")
+        self.assertEqual(self.run_page("^config[kept]^index[.;.] ^item[0] ^index[sub;.]^item[count]",
+                                       self.preloading()), "[regex error: Memory exhausted] kept 0")
 
 
 class Limits(PageTest):

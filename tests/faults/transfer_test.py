@@ -7,14 +7,13 @@ import re
 import resource
 import subprocess
 import sys
-import tempfile
 import unittest
 from pathlib import Path
 
 FOLDER = Path(__file__).resolve().parent
 sys.path.insert(0, str(FOLDER.parent))
 import private_mounts
-from page_runner import TIMEOUT, PageTest
+from page_runner import TIMEOUT, PageTest, PreloadTest
 
 FORM = {"REQUEST_METHOD": "POST", "CONTENT_TYPE": "multipart/form-data; boundary=limit"}
 
@@ -249,19 +248,16 @@ class Descriptors(FaultTest):
         self.assertFalse(path.exists())
 
 
-class BrokenDisk(FaultTest):
+class BrokenDisk(FaultTest, PreloadTest):
     """A file that opens and cannot be read."""
 
+    SOURCE = FOLDER / "read_error.c"
+
     def test_no_download(self):
-        with tempfile.TemporaryDirectory() as folder:
-            library = Path(folder) / "read_error.so"
-            subprocess.run([os.environ.get("QUILLET_C_COMPILER", "cc"), "-shared", "-fPIC", "-o", library,
-                            FOLDER / "read_error.c"], check=True)
-            variables = {"LD_PRELOAD": str(library), "ASAN_OPTIONS": "detect_leaks=0:verify_asan_link_order=0"}
-            for size in (1, 1_000_000):
-                self.write("www/broken", b"x" * size)
-                self.assertEqual(self.run_page("^download[broken]", variables),
-                                 "[download error: Input/output error(#5)]")
+        for size in (1, 1_000_000):
+            self.write("www/broken", b"x" * size)
+            self.assertEqual(self.run_page("^download[broken]", self.preloading()),
+                             "[download error: Input/output error(#5)]")
 
 
 class Locks(FaultTest):

@@ -2,13 +2,12 @@
 
 import os
 import resource
-import subprocess
 import sys
 import unittest
 from pathlib import Path
 
 sys.path.insert(0, str(Path(__file__).resolve().parent.parent))
-from page_runner import PageTest  # noqa: E402
+from page_runner import PageTest, compile_c  # noqa: E402
 
 PROBE = r"""
 #include <dirent.h>
@@ -64,9 +63,7 @@ class Exec(PageTest):
         super().setUp()
         folder = self.www / "bin"
         folder.mkdir()
-        source = self.write("probe.c", PROBE)
-        compiler = os.environ.get("QUILLET_C_COMPILER", "cc")
-        subprocess.run([compiler, "-o", folder / "probe", source], check=True)
+        compile_c(self.write("probe.c", PROBE), folder / "probe")
 
     def test_a_program_in_c_gets_its_folder_and_its_environment(self):
         body = self.run_page("^exec[bin/probe;a=1&b=2;/path]", {
