@@ -38,11 +38,11 @@ class Root(PageTest):
                 place.mkdir()
                 mount("--rbind", entry, place)
 
-    def answer(self, page, access_file):
+    def answer(self, page, access_file, environment=None):
         """The page's body when the root has that access file."""
         (self.own_root / ".htaccess").write_text(access_file)
         wrapper = ["unshare", "--root", self.own_root, "--wd", self.site]
-        with self.start("^optimize[no]" + page, wrapper=wrapper) as process:
+        with self.start("^optimize[no]" + page, environment, wrapper=wrapper) as process:
             output, errors = process.communicate(timeout=TIMEOUT)
         self.assertEqual(process.returncode, 0, (output, errors))
         return output.partition(b"\n\n")[2].decode()
@@ -56,6 +56,10 @@ class Root(PageTest):
 
     def test_without_a_decision_in_the_root_the_result_is_empty(self):
         self.assertEqual(self.answer("(^auth[ann;/x])", "require user ann\n"), "()")
+
+    def test_the_root_is_not_asked_for_a_path_that_does_not_begin_there(self):
+        environment = {"PATH_TRANSLATED": "../www/page.html", "DOCUMENT_ROOT": "../www"}
+        self.assertEqual(self.answer("(^auth[ann;/x])(^auth[ann;x])", "require valid-user\n", environment), "()()")
 
 
 if __name__ == "__main__":

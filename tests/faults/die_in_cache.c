@@ -4,6 +4,7 @@
  *   DIE_AT="linkat 1 0"        before the first time that an entry gets its name; "linkat 1 1": after it
  *   DIE_AT="ftruncate 1 0"     before the first time that an entry is cut
  *   NAMELESS_FILES=no          the file system knows no files without a name
+ *   REMOVE_TAKEN=yes           an entry is removed as soon as its name was found taken
  */
 #define _GNU_SOURCE
 #include <dlfcn.h>
@@ -63,6 +64,10 @@ int linkat(int old_folder, const char *old_name, int new_folder, const char *new
   if (when == 0) die();
   int result = real(old_folder, old_name, new_folder, new_name, flags);
   if (when > 0) die();
+  if (result != 0 && errno == EEXIST && getenv("REMOVE_TAKEN")) {
+    unlink(new_name);
+    errno = EEXIST;
+  }
   return result;
 }
 

@@ -103,6 +103,10 @@ class StandIn(MailTest):
         self.stand_in(r"cat > message; printf 'a\0b'")
         self.assertEqual(self.send(), "([sendmail reported error: a, #0])")
 
+    def test_output_that_begins_with_a_nul_byte_is_reported_without_a_word(self):
+        self.stand_in(r"cat > message; printf '\0a'")
+        self.assertEqual(self.send(), "([sendmail reported error: , #0])")
+
     def test_what_goes_to_the_error_stream_does_not_count(self):
         self.stand_in("cat > message; echo complaint >&2")
         self.assertEqual(self.send(), "()")
