@@ -172,7 +172,8 @@ bool take_result(std::unique_ptr<table> &made) {
 bool drop_further_results() {
   int status = 0;
   while ((status = client->next_result(connection)) == 0) {
-    const result_pointer dropped(client->use_result(connection));
+    result_pointer(client->use_result(connection)).reset();
+    if (has_error()) return false;
   }
   return status < 0;
 }
