@@ -134,7 +134,13 @@ class Shop(Visit):
         self.assertIn("sql query error: ", self.log())
 
 
+# Thread 1001, in which each message answers the one before it.
+DEEP_THREAD = b"insert into messages select seq + 1000, if(seq = 1, 0, seq + 999), seq, '-', '-', '2026-01-01' " \
+              b"from seq_1_to_249;\n"
+
+
 class Board(Visit):
+    files = example_site_with_database() | {"database/3-deep.sql": DEEP_THREAD}
     MESSAGE = {"author": "Ann", "subject": "Gum arabic", "text": "Where from?\n\nAnd  how much?"}
 
     def post_message(self, path="/board/", **fields):
@@ -193,6 +199,15 @@ class Board(Visit):
             _, message = self.answer(thread, message, subject=str(depth))
         self.assertEqual([len(marks) for marks, _ in self.tree(thread)], [min(depth, 18) for depth in range(22)])
         self.assertEqual([subject for _, subject in self.tree(thread)], [str(depth) for depth in range(1, 23)])
+
+    def test_an_answer_that_would_stand_too_deep_stands_beside_what_it_answers(self):
+        _, deepest = self.answer(1001, 1249, subject="deepest")
+        _, beside = self.answer(1001, deepest, subject="beside")
+        self.answer(1001, beside, subject="beside both")
+        self.assertEqual([subject for _, subject in self.tree(1001)[248:]],
+                         ["249", "deepest", "beside", "beside both"])
+        self.assertEqual([len(marks) for marks, _ in self.tree(1001)[248:]], [18] * 4)
+        self.assertEqual(self.tree(1001)[-1][0][-1], "last")
 
     def test_the_answer_form_quotes_the_message(self):
         thread, _ = self.post_message(text="Where from?\n\n" + "long " * 20 + "\n<b> & &amp;")

@@ -11,7 +11,7 @@ create table messages (
 ) default charset utf8mb4;
 
 -- The messages as the board shows them: p0 is the first message of the thread, deep says how far below it a
--- message stands, and by path a message comes before its replies.
+-- message stands, and by path a message comes before its replies. It has room for a depth of 250.
 create sql security invoker view board as
   with recursive tree as (
     select messages.*, id as p0, 1 as deep, cast(lpad(id, 8, '0') as char(2000)) as path
