@@ -246,9 +246,15 @@ class Buttons(ServedSite):
         self.assertNotEqual(letters("Ink"), letters("Inn"))
         self.assertEqual([row[:25] for row in letters("In")], [row[:25] for row in letters("In.")])
 
+    def test_the_longest_words_are_whole_on_the_plate(self):
+        rows = self.button("text=" + "W" * 12).colors()
+        first, last = ([row[x:x + 12] for row in rows[2:-2]] for x in (14, 14 + 11 * 12))
+        self.assertEqual(first, last)
+        self.assertIn("FFFFFF", first[12])
+
     def test_words_that_do_not_fit_the_plate_are_those_of_the_shop(self):
         shop = self.button("text=The+Inkwell").rows
-        for text in ("a" * 15, "two%0Alines", "x%09y", "%C3%BC", ""):
+        for text in ("a" * 13, "two%0Alines", "x%09y", "%C3%BC", ""):
             self.assertEqual(self.button("text=" + text).rows, shop)
 
 
