@@ -4,6 +4,7 @@ And one that meets an entry locked by another: it waits, or has no need to.
 
 import fcntl
 import os
+import resource
 import signal
 import sys
 import unittest
@@ -77,7 +78,7 @@ class KilledWhileWriting(PreloadTest):
         self.assertEqual(self.entry(), SHORT)
 
     def test_an_entry_that_is_removed_before_it_is_rewritten_is_made_anew(self):
-        self.assertEqual(self.run_page(rewriting(OLD, NEW), self.variables(REMOVE_TAKEN="yes")), NEW)
+        self.assertEqual(self.run_page(rewriting(OLD, NEW), self.preloading(REMOVE_TAKEN="yes")), NEW)
         self.assertEqual(self.entry(), NEW)
 
     def test_an_entry_that_is_removed_before_it_is_rewritten_may_be_empty_or_in_part(self):
@@ -100,6 +101,12 @@ class KilledWhileWriting(PreloadTest):
                 self.assertEqual(self.entry(), NEW[:bytes_written])
                 self.check_recovery(NEW[:bytes_written])
                 self.run_page("^cache[k]x")
+
+    def test_without_nameless_files_a_first_version_that_finds_no_room_leaves_an_empty_entry(self):
+        limits = [(resource.RLIMIT_FSIZE, len(NEW) - 1)]
+        self.assertEqual(self.run_page(first_version(NEW), self.preloading(NAMELESS_FILES="no"), limits), NEW)
+        self.assertEqual(self.entry(), "")
+        self.check_recovery("")
 
 
 class Locked(PageTest):
