@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <sched.h>
 #include <sys/file.h>
 #include <sys/resource.h>
@@ -128,27 +129,48 @@ TEST(read_text_file, of_a_folder_or_a_pipe_is_null) {
   EXPECT_TRUE(read_text_file("pipe", false, true).is_null());
 }
 
+// Does `call` while another process holds the lock on the file. That one lets go when it sees that the call waits,
+// and has done `meanwhile` before. False when the call came back without having waited.
+template <class called, class done>
+bool waits_for_lock(const char *path, called call, done meanwhile) {
+  int held[2];
+  int returned[2];
+  EXPECT_EQ(pipe(held), 0);
+  EXPECT_EQ(pipe(returned), 0);
+  const pid_t child = fork();
+  if (child == 0) {
+    close(returned[1]);
+    const int file = open(path, O_RDONLY | O_CLOEXEC);
+    if (flock(file, LOCK_EX) != 0 || write(held[1], "x", 1) != 1) _exit(2);
+    const std::string waiter = "-> FLOCK  ADVISORY  WRITE " + std::to_string(getppid()) + ' ';
+    pollfd end{returned[0], POLLIN, 0};
+    bool waits = false;
+    while (!waits && poll(&end, 1, 0) == 0) {
+      waits = file_content("/proc/locks").find(waiter) != std::string::npos;
+      sched_yield();
+    }
+    meanwhile();
+    _exit(waits ? 0 : 1);
+  }
+  close(returned[0]);
+  char byte = 0;
+  EXPECT_EQ(read(held[0], &byte, 1), 1);
+  call();
+  close(returned[1]);
+  int status = -1;
+  waitpid(child, &status, 0);
+  close(held[0]);
+  close(held[1]);
+  return status == 0;
+}
+
 TEST(read_text_file, waits_for_the_lock_of_another_process) {
   const temporary_folder folder;
   write_file("f", "half");
-  int ready[2];
-  ASSERT_EQ(pipe(ready), 0);
-  const pid_t child = fork();
-  if (child == 0) {
-    // Holds the lock until the read below is certainly waiting or done, then finishes the file.
-    const int file = open("f", O_RDONLY | O_CLOEXEC);
-    flock(file, LOCK_EX);
-    if (write(ready[1], "x", 1) != 1) _exit(2);
-    for (int i = 0; i < 1000; ++i) sched_yield();
-    write_file("f", "the whole");
-    _exit(0);
-  }
-  char byte = 0;
-  ASSERT_EQ(read(ready[0], &byte, 1), 1);
-  EXPECT_EQ(read_text_file("f", false, true).view(), "the whole");
-  waitpid(child, nullptr, 0);
-  close(ready[0]);
-  close(ready[1]);
+  text found;
+  EXPECT_TRUE(waits_for_lock(
+      "f", [&] { found = read_text_file("f", false, true); }, [] { write_file("f", "the whole"); }));
+  EXPECT_EQ(found.view(), "the whole");
 }
 
 TEST(read_text_file, of_an_empty_file_is_empty_and_present) {
@@ -231,27 +253,12 @@ TEST(write_text_file, that_names_a_pipe_fails_and_does_not_wait) {
 TEST(write_text_file, waits_for_the_lock_of_another_process) {
   const temporary_folder folder;
   write_file("f", "held");
-  int ready[2];
-  ASSERT_EQ(pipe(ready), 0);
-  const pid_t child = fork();
-  if (child == 0) {
-    // Holds the lock until the write below is certainly waiting or done, then looks.
-    const int file = open("f", O_RDONLY | O_CLOEXEC);
-    flock(file, LOCK_EX);
-    if (write(ready[1], "x", 1) != 1) _exit(2);
-    for (int i = 0; i < 1000; ++i) sched_yield();
-    const bool untouched = file_content("f") == "held";
-    _exit(untouched ? 0 : 1);
-  }
-  char byte = 0;
-  ASSERT_EQ(read(ready[0], &byte, 1), 1);
-  EXPECT_TRUE(write_text_file("f", "new", true).is_null());
-  int status = 0;
-  waitpid(child, &status, 0);
-  EXPECT_EQ(status, 0);
+  EXPECT_TRUE(waits_for_lock(
+      "f", [] { EXPECT_TRUE(write_text_file("f", "new", true).is_null()); },
+      [] {
+        if (file_content("f") != "held") _exit(3);
+      }));
   EXPECT_EQ(file_content("f"), "new");
-  close(ready[0]);
-  close(ready[1]);
 }
 
 // --- time, removal, descriptors, locks ---
