@@ -1,5 +1,6 @@
 """Time stamps while the clock of the machine stands still, at a time of the test's choice or at one that is no date."""
 
+import datetime
 import sys
 import unittest
 from pathlib import Path
@@ -151,6 +152,16 @@ class Cookies(FixedClock):
             with self.subTest(seconds=seconds, days=days, zone=zone):
                 self.assertEqual(self.sent(seconds, f"^cookie[a;b{days}]", zone),
                                  f"Set-Cookie: a=b; path=/; expires={end} GMT")
+
+    def test_every_day_of_a_year_has_its_names(self):
+        start = datetime.datetime(2023, 12, 31, 8, 5, 9, tzinfo=datetime.timezone.utc)
+        days = range(1, 367)
+        with self.start("".join(f"^cookie[a;b;{day}]" for day in days) + "x",
+                        self.clock(int(start.timestamp()))) as process:
+            lines = process.communicate()[0].decode().splitlines()
+        self.assertEqual(lines[:366], [
+            f"Set-Cookie: a=b; path=/; expires={start + datetime.timedelta(day):%a, %d-%b-%Y %H:%M:%S} GMT"
+            for day in days])
 
     def test_a_cookie_that_would_end_past_all_years_is_sent_without_an_end(self):
         self.assertEqual(self.sent(PAST_ALL_YEARS - 86401, "^cookie[a;b;1]"),
