@@ -2,9 +2,10 @@
 
 #include <cstdint>
 #include <memory>
+#include <utility>
 
-#include "core/evaluator.h"
 #include "cgi/log.h"
+#include "core/evaluator.h"
 
 namespace quillet {
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <utility>
 
 #include "cgi/charset.h"
 #include "core/operators.h"
