@@ -18,6 +18,13 @@ void append_cell(std::string_view piece, text &row) {
   row.append('\t');
 }
 
+// A new current table of this one row; a page's line feeds in it do not end it.
+void put_row(std::string_view row) {
+  auto made = std::make_unique<table>(std::string_view());
+  made->append_row(row);
+  put_table(std::move(made));
+}
+
 // ^rsplit[text;delimiter]
 //
 // Like `lsplit`, with the pieces in reverse order: the rightmost one is the first cell. No text.
@@ -31,7 +38,7 @@ void op_rsplit(parameters &parameters, text &) {
     append_cell(piece, row);
   }
   append_cell(rest, row);
-  put_table(std::make_unique<table>(std::move(row)));
+  put_row(row);
 }
 
 // ^lsplit[text;delimiter]
@@ -49,7 +56,7 @@ void op_lsplit(parameters &parameters, text &) {
     piece = rest;
   }
   append_cell(piece, row);
-  put_table(std::make_unique<table>(std::move(row)));
+  put_row(row);
 }
 
 // ^toupper[text]

@@ -79,14 +79,14 @@ void op_config(parameters &parameters, text &) {
 // A new current table whose rows are the cells of that table's current row, without an empty first
 // and an empty last one. The name is taken as it stands. No text.
 void op_flip(parameters &parameters, text &) {
-  text cells;
+  auto flipped = std::make_unique<table>(std::string_view());
   if (const table *source = find_table(parameters[0]); source != nullptr && source->count() > 0) {
-    std::string_view row = source->row(source->current());
-    if (row.starts_with('\t')) row.remove_prefix(1);
-    cells.append(row);
-    replace_chars(cells, '\t', '\n');
+    std::string_view cells = source->row(source->current());
+    if (cells.starts_with('\t')) cells.remove_prefix(1);
+    // A cell of a match or of a database may hold line feeds: it is one row all the same.
+    while (!cells.empty()) flipped->append_row(next_token(cells, '\t'));
   }
-  put_table(std::make_unique<table>(std::move(cells)));
+  put_table(std::move(flipped));
 }
 
 // ^context[name]
