@@ -12,8 +12,8 @@ namespace {
 // The C library compiles whatever it is given: it recurses for every level of nesting, writes out every
 // repetition, and takes time and memory that grow with the square or the cube of the choices in it. Where
 // an assertion, a back reference or the endless repetition of what may be nothing is repeated twice more,
-// it runs forever or out of its stack. An expression may hold a visitor's bytes, so its cost is estimated
-// first.
+// it runs forever or out of its stack. An expression may hold a visitor's bytes all the same, so this cost
+// is estimated first. What matching costs is not: back references can make it exponential.
 
 struct weight {
   long long atoms = 0;    // single bytes to match, every repetition written out
