@@ -1,18 +1,16 @@
 """The demo site's chat, calendar and buttons in real browsers."""
 
 import contextlib
-import pathlib
 import select
 import socket
 import socketserver
-import sys
 import threading
 import unittest
 
-sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "apache"))
-from browser import Browser, missing_programs, wait_for
+from browsed_site import BrowsedSite
+from browser import wait_for
 from screenshot import decode
-from served_site import Folder, ServedSite, example_site
+from served_site import example_site
 
 BLUE, RED, WHITE = "1F3F77", "9C2F23", "FFFFFF"
 
@@ -47,22 +45,8 @@ class HandOn(socketserver.BaseRequestHandler):
                     other[stream].sendall(data)
 
 
-class Pages(ServedSite):
+class Pages(BrowsedSite):
     files = example_site() | {"run/chat/admin/banned": b"127.0.9.\n"}
-
-    @classmethod
-    def setUpClass(cls):
-        if missing_programs():
-            raise unittest.SkipTest("needs Debian's packages chromium and chromium-driver; missing here: " +
-                                    ", ".join(missing_programs()))
-        super().setUpClass()
-
-    def browser(self):
-        folder = Folder()
-        self.addCleanup(folder.remove)
-        browser = Browser(folder.path)
-        self.addCleanup(browser.close)
-        return browser
 
     def enter(self, name, ink="blue", address=None):
         """A browser that asked to come in under the name."""
@@ -71,7 +55,7 @@ class Pages(ServedSite):
             server = FromAddress(address, port)
             self.addCleanup(server.close)
             port = server.server_address[1]
-        browser = self.browser()
+        browser = self.new_browser()
         browser.open(f"http://localhost:{port}/chat/")
         browser.type("input[name=login]", name)
         for field, value in (("color", ink), ("refresh_chat", "3"), ("refresh_userlist", "5")):
@@ -117,7 +101,7 @@ class Pages(ServedSite):
         self.assertEqual(banned.find_all("iframe"), [])
 
     def test_the_calendar_leads_from_a_day_to_its_week(self):
-        browser = self.browser()
+        browser = self.new_browser()
         browser.open(f"http://localhost:{self.demo.port}/workshops/calendar.html?day=2026.2.1")
         self.assertEqual(browser.texts("h1"), ["February 2026"])
         self.assertEqual(len(browser.find_all(".month td a")), 28)
@@ -129,7 +113,7 @@ class Pages(ServedSite):
         self.assertEqual(browser.texts(".week td")[3:6], ["Italic hand", "–", "Hard covers"])
 
     def test_a_button_is_shown_in_its_size_and_colors(self):
-        browser = self.browser()
+        browser = self.new_browser()
         browser.open(f"http://localhost:{self.demo.port}/buttons/?text=HI")
         for ink, color in (("blue", BLUE), ("red", RED)):
             selector = f".labels img[src$='ink={ink}']"

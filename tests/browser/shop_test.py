@@ -1,35 +1,13 @@
 """The demo site's shop and discussion board in a real browser."""
 
-import pathlib
-import sys
 import unittest
 
-sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "apache"))
-from browser import Browser, missing_programs, wait_for
-from served_site import Folder, ServedSite, example_site_with_database
+from browsed_site import BrowsedSite
+from served_site import example_site_with_database
 
 
-class Site(ServedSite):
+class Site(BrowsedSite):
     files = example_site_with_database()
-
-    @classmethod
-    def setUpClass(cls):
-        if missing_programs():
-            raise unittest.SkipTest("needs Debian's packages chromium and chromium-driver; missing here: " +
-                                    ", ".join(missing_programs()))
-        super().setUpClass()
-
-    def setUp(self):
-        folder = Folder()
-        self.addCleanup(folder.remove)
-        self.browser = Browser(folder.path)
-        self.addCleanup(self.browser.close)
-
-    def open(self, path):
-        self.browser.open(f"http://localhost:{self.demo.port}{path}")
-
-    def await_texts(self, selector, expected):
-        wait_for(lambda: self.browser.texts(selector) == expected, f"{selector} to be {expected}")
 
     def test_something_is_found_and_ordered(self):
         self.open("/shop/")

@@ -1,37 +1,15 @@
 """The demo site in a real browser: files up and down, the guest book, the gallery, the members' corner."""
 
-import pathlib
 import re
-import sys
 import unittest
 
-sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "apache"))
-from browser import Browser, missing_programs, wait_for
-from served_site import Folder, ServedSite, example_site
+from browsed_site import BrowsedSite
+from browser import wait_for
+from served_site import example_site
 
 
-class Site(ServedSite):
+class Site(BrowsedSite):
     files = example_site()
-
-    @classmethod
-    def setUpClass(cls):
-        if missing_programs():
-            raise unittest.SkipTest("needs Debian's packages chromium and chromium-driver; missing here: " +
-                                    ", ".join(missing_programs()))
-        super().setUpClass()
-
-    def setUp(self):
-        folder = Folder()
-        self.addCleanup(folder.remove)
-        self.folder = folder
-        self.browser = Browser(folder.path)
-        self.addCleanup(self.browser.close)
-
-    def open(self, path, who=""):
-        self.browser.open(f"http://{who}localhost:{self.demo.port}{path}")
-
-    def await_texts(self, selector, expected):
-        wait_for(lambda: self.browser.texts(selector) == expected, f"{selector} to be {expected}")
 
     def test_a_file_that_is_chosen_and_sent_is_downloaded_byte_for_byte(self):
         content = bytes(range(256)) * 1000 + b"\r\n--\0"
