@@ -75,11 +75,15 @@ class PageTest(unittest.TestCase):
     def run_page(self, page, environment=None, limits=(), unprivileged=False, **options):
         """The body that the page gives."""
         with self.start("^optimize[no]" + page, environment, limits, unprivileged, **options) as process:
-            try:
-                output, errors = process.communicate(timeout=TIMEOUT)
-            except subprocess.TimeoutExpired:
-                process.kill()
-                self.fail("the page hangs")
+            return self.body(process)
+
+    def body(self, process):
+        """The body that comes of a process that was started."""
+        try:
+            output, errors = process.communicate(timeout=TIMEOUT)
+        except subprocess.TimeoutExpired:
+            process.kill()
+            self.fail("the page hangs")
         self.assertEqual(process.returncode, 0, (output, errors))
         head, _, body = output.partition(b"\n\n")
         self.assertEqual(head, b"Content-type: text/html\nContent-length: %d" % len(body))

@@ -5,12 +5,14 @@ import glob
 import http.client
 import os
 import pathlib
+import re
 import shutil
 import signal
 import socket
 import subprocess
 import tempfile
 import unittest
+import urllib.parse
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 PROGRAM = os.environ.get("QUILLET_PROGRAM", str(ROOT / "build/asan/bin/quillet"))
@@ -177,3 +179,20 @@ class ServedSite(unittest.TestCase):
             response = http.client.HTTPResponse(stream)
             response.begin()
             return Reply(response)
+
+
+class ExampleSite(ServedSite):
+    """The demo site."""
+
+    files = example_site()
+
+    def article(self, reply):
+        """What a page has between the head and the foot that all pages have."""
+        self.assertEqual(reply.status, 200)
+        return re.search(r"<article>(.*)</article>", reply.text(), re.S)[1]
+
+    def page(self, path):
+        return self.article(self.ask(path))
+
+    def send(self, path, **fields):
+        return self.post(path, urllib.parse.urlencode(fields, True))

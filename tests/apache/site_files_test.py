@@ -17,7 +17,7 @@ import urllib.parse
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent))
 import private_mounts
-from served_site import ServedSite, example_site, multipart
+from served_site import ExampleSite, multipart
 
 EVERY_BYTE = bytes(range(256)) * 40
 NAMES = {  # what a browser never sends, and what is kept of it
@@ -36,9 +36,7 @@ NAMES = {  # what a browser never sends, and what is kept of it
 }
 
 
-class Visit(ServedSite):
-    files = example_site()
-
+class Visit(ExampleSite):
     def setUp(self):
         for left in self.work().iterdir():
             if left.name not in ("_macro.cfg", ".profile", "groups"):
@@ -46,16 +44,6 @@ class Visit(ServedSite):
 
     def work(self):
         return self.site_path / "run"
-
-    def article(self, reply):
-        self.assertEqual(reply.status, 200)
-        return re.search(r"<article>(.*)</article>", reply.text(), re.S)[1]
-
-    def page(self, path):
-        return self.article(self.ask(path))
-
-    def send(self, path, **fields):
-        return self.post(path, urllib.parse.urlencode(fields))
 
     def assert_sent_on(self, reply, address):
         self.assertEqual((reply.status, reply.headers["Location"]), (303, address))

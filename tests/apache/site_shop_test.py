@@ -7,7 +7,7 @@ import re
 import unittest
 import urllib.parse
 
-from served_site import ServedSite, example_site, example_site_with_database
+from served_site import ExampleSite, example_site, example_site_with_database
 
 HOSTILE = ["O'Neil", '"', "\\", "\\'", "'; drop table orders -- ", "' or '1'='1", "%_", "&amp; &lt; &", "^env[PATH]",
            "<script>alert(1)</script>", "$name $1 $$", "  two  blanks  ", "[;]`", "\\n\\r\\0\\x1a", "Žluťoučký ✒ 𝕬",
@@ -15,18 +15,8 @@ HOSTILE = ["O'Neil", '"', "\\", "\\'", "'; drop table orders -- ", "' or '1'='1"
 CLOSED = "We cannot look into our books at the moment."
 
 
-class Visit(ServedSite):
+class Visit(ExampleSite):
     files = example_site_with_database()
-
-    def article(self, reply):
-        self.assertEqual(reply.status, 200)
-        return re.search(r"<article>(.*)</article>", reply.text(), re.S)[1]
-
-    def page(self, path):
-        return self.article(self.ask(path))
-
-    def send(self, path, **fields):
-        return self.post(path, urllib.parse.urlencode(fields))
 
     def log(self):
         log = self.site_path / "run/error_log"

@@ -5,7 +5,7 @@ import re
 import unittest
 import urllib.parse
 
-from served_site import ROOT, ServedSite, example_site
+from served_site import ROOT, ExampleSite
 
 SITE = ROOT / "examples/site"
 
@@ -17,7 +17,6 @@ def table(name):
 
 
 GOODS = table("catalogue/_goods")
-FILES = example_site()
 
 
 def is_open(page):
@@ -25,17 +24,10 @@ def is_open(page):
     return page.endswith(".html") and not page.startswith("/members/")
 
 
-class Site(ServedSite):
-    files = FILES
-
-    def article(self, path, **post):
-        reply = self.post(path, urllib.parse.urlencode(post, True)) if post else self.ask(path)
-        self.assertEqual(reply.status, 200, path)
-        return re.search(r"<article>(.*)</article>", reply.text(), re.S)[1]
-
+class Site(ExampleSite):
     def listed(self, path):
         """The identifiers of the articles that a listing shows."""
-        return re.findall(r'<tr class="\w+"><td><a href="item.html\?id=(\w+)"', self.article(path))
+        return re.findall(r'<tr class="\w+"><td><a href="item.html\?id=(\w+)"', self.page(path))
 
     # All pages.
 
@@ -59,13 +51,13 @@ class Site(ServedSite):
                          "/gallery/?picture=10-combed_night.gif", "/drop/", "/members/"} <= seen)
 
     def test_no_page_but_the_one_on_errors_shows_an_error(self):
-        for path in FILES:
+        for path in self.files:
             page = path.removeprefix("www")
             if is_open(page) and page not in ("/language/errors.html", "/language/operators.html"):
                 self.assertNotRegex(self.ask(page).text(), r"\[(invalid|undefined|macro|infinite|\w+:) ", page)
 
     def test_pages_are_closed_and_have_a_title(self):
-        for path in FILES:
+        for path in self.files:
             page = path.removeprefix("www")
             if is_open(page) and page not in ("/language/empty.html", "/buttons/button.html"):
                 self.assertRegex(self.ask(page).text(), r"(?s)<title>[^<]+ – The Inkwell</title>.*</html>\s*$")
@@ -85,7 +77,7 @@ class Site(ServedSite):
               "reach": ["e-mail", "letter"], "message": "one\r\ntwo\r\n\r\nthree"}
 
     def test_the_form_shows_what_it_received(self):
-        page = self.article("/enquiry.html", **self.FIELDS)
+        page = self.article(self.send("/enquiry.html", **self.FIELDS))
         for row in ("<th>Name</th><td>Ann<", "<th>About</th><td>ink, 2 copies<", "<th>By</th><td>e-mail, letter<",
                     "<td>one<br>\ntwo<p>\nthree<", "a drop of the colour"):
             self.assertIn(row, page)
@@ -93,18 +85,19 @@ class Site(ServedSite):
             "name", "email", "subject", "copies", "reach", "reach", "message")), page)
 
     def test_a_script_in_the_form_stays_text(self):
-        page = self.article("/enquiry.html", **{**self.FIELDS, "name": '"><script>alert(1)</script>'})
+        page = self.article(self.send("/enquiry.html", **{**self.FIELDS, "name": '"><script>alert(1)</script>'}))
         self.assertNotIn("<script", page)
         self.assertIn("&quot;&gt;&lt;script&gt;alert(1)&lt;/script&gt;", page)
 
     def test_a_form_with_something_missing_comes_again_with_what_was_there(self):
-        page = self.article("/enquiry.html", name="", message="Hello", copies="many", reach="letter", subject="pens")
+        page = self.article(self.send("/enquiry.html", name="", message="Hello", copies="many", reach="letter",
+                                      subject="pens"))
         self.assertEqual(page.count("<li>"), 2)
         for part in ('name="message" rows="5">Hello<', 'value="letter" checked', 'value="pens" selected'):
             self.assertIn(part, page)
 
     def test_escaping_is_seen_working(self):
-        page = self.article("/language/escaping.html?text=%3Cscript%3E%22'%5C")
+        page = self.page("/language/escaping.html?text=%3Cscript%3E%22'%5C")
         self.assertIn('<p class="echo">&lt;script&gt;&quot;\'\\</p>', page)
         self.assertIn("<th>html</th><td><code>&amp;lt;script&amp;gt;&amp;quot;'\\</code>", page)
         self.assertIn("<th>sql</th><td><code>&lt;script&gt;\\&quot;\\'\\\\</code>", page)
@@ -132,7 +125,7 @@ class Site(ServedSite):
         found = {row["id"] for row in GOODS if "ink" in (row["name"] + " " + row["note"]).lower()}
         shown = self.listed("/catalogue/?q=INK")
         self.assertEqual(set(shown), found)
-        self.assertIn(f"{len(found)} articles", self.article("/catalogue/?q=INK"))
+        self.assertIn(f"{len(found)} articles", self.page("/catalogue/?q=INK"))
 
     def test_a_drawer_alone(self):
         self.assertEqual(set(self.listed("/catalogue/?category=Pens")),
@@ -148,7 +141,7 @@ class Site(ServedSite):
             self.assertEqual(self.listed("/catalogue/?q=" + urllib.parse.quote(text)), [found], text)
 
     def test_a_search_without_result_says_so(self):
-        self.assertIn("Nothing found for “&lt;b&gt;”", self.article("/catalogue/?q=%3Cb%3E"))
+        self.assertIn("Nothing found for “&lt;b&gt;”", self.page("/catalogue/?q=%3Cb%3E"))
 
     def test_nonsense_in_the_fields_of_the_listing_does_no_harm(self):
         first = self.listed("/catalogue/")
@@ -157,17 +150,17 @@ class Site(ServedSite):
         self.assertEqual(self.listed("/catalogue/?page=99999999999"), [])
 
     def test_the_pages_of_a_search_are_linked(self):
-        page = self.article("/catalogue/?q=e&by=price&order=down")
+        page = self.page("/catalogue/?q=e&by=price&order=down")
         self.assertIn('<a href="?q=e&category=&by=price&order=down&page=2">2</a>', page)
 
     def test_an_article(self):
-        page = self.article("/catalogue/item.html?id=nibs")
+        page = self.page("/catalogue/item.html?id=nibs")
         for part in ("<h1>Nibs, box of twelve</h1>", "&lt;fine&gt; to &lt;broad&gt;", "€ 13.20", "€ 125.40"):
             self.assertIn(part, page)
 
     def test_an_article_that_does_not_exist(self):
-        self.assertIn("<h1>No such article</h1>", self.article("/catalogue/item.html?id=%3Cb%3E"))
-        self.assertIn("<h1>No such article</h1>", self.article("/catalogue/item.html"))
+        self.assertIn("<h1>No such article</h1>", self.page("/catalogue/item.html?id=%3Cb%3E"))
+        self.assertIn("<h1>No such article</h1>", self.page("/catalogue/item.html"))
 
     def test_the_sales_of_a_month_are_summed(self):
         prices = {row["id"]: float(row["price"]) for row in GOODS}
@@ -175,17 +168,17 @@ class Site(ServedSite):
             sales = [row for row in table("catalogue/_sales") if row["month"] == month]
             total = sum(int(row["quantity"]) * prices[row["id"]] for row in sales)
             pieces = sum(int(row["quantity"]) for row in sales)
-            page = self.article(f"/catalogue/sales.html?month={month}")
+            page = self.page(f"/catalogue/sales.html?month={month}")
             self.assertRegex(page, rf'Total</td><td class="number">{pieces}</td>.*€ {total:.2f}<')
             self.assertEqual(len(re.findall('<tr class="(?:odd|even)">', page)), len(sales))
 
     def test_the_sales_of_the_last_month_come_first(self):
-        self.assertIn("<h1>Sales of 2026-03</h1>", self.article("/catalogue/sales.html"))
+        self.assertIn("<h1>Sales of 2026-03</h1>", self.page("/catalogue/sales.html"))
 
     # The operators.
 
     def test_each_operator_is_shown_with_its_source_and_its_result(self):
-        page = self.article("/language/operators.html?name=Ann&n=12&n=5")
+        page = self.page("/language/operators.html?name=Ann&n=12&n=5")
         for row in table("language/_operators"):
             source = row["source"]
             for plain, escaped in (('"', "&quot;"), ("<", "&lt;"), (">", "&gt;")):
@@ -196,7 +189,7 @@ class Site(ServedSite):
             self.assertIn(f'<code>{source}</code></td><td><code class="result">{result}</code>', page)
 
     def test_no_example_of_the_operators_is_unknown_to_the_program(self):
-        self.assertNotRegex(self.article("/language/operators.html?name=Ann&n=12&n=5"), r"\[(invalid|undefined) ")
+        self.assertNotRegex(self.page("/language/operators.html?name=Ann&n=12&n=5"), r"\[(invalid|undefined) ")
 
     def test_every_operator_of_the_language_has_its_example(self):
         shown = {name for row in table("language/_operators") for name in row["operator"].split(", ")}

@@ -9,7 +9,7 @@ from pathlib import Path
 
 sys.path.insert(0, str(Path(__file__).resolve().parent.parent))
 import private_mounts
-from page_runner import TIMEOUT, PageTest
+from page_runner import PageTest
 from private_mounts import mount, unmount
 
 
@@ -42,10 +42,7 @@ class Root(PageTest):
         """The page's body when the root has that access file."""
         (self.own_root / ".htaccess").write_text(access_file)
         wrapper = ["unshare", "--root", self.own_root, "--wd", self.site]
-        with self.start("^optimize[no]" + page, environment, wrapper=wrapper) as process:
-            output, errors = process.communicate(timeout=TIMEOUT)
-        self.assertEqual(process.returncode, 0, (output, errors))
-        return output.partition(b"\n\n")[2].decode()
+        return self.run_page(page, environment, wrapper=wrapper)
 
     def test_the_file_in_the_root_is_the_last_one(self):
         self.assertEqual(self.answer("^auth[ann;/x] ^auth[bob;x]", "require group ann\n"), "yes no")

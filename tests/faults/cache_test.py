@@ -12,7 +12,7 @@ from pathlib import Path
 
 FOLDER = Path(__file__).resolve().parent
 sys.path.insert(0, str(FOLDER.parent))
-from page_runner import TIMEOUT, PageTest, PreloadTest  # noqa: E402
+from page_runner import PageTest, PreloadTest  # noqa: E402
 
 OLD = "o" * 9000
 NEW = "n" * 12000
@@ -122,11 +122,6 @@ class Locked(PageTest):
         if not self.waits_for_lock(process, self.site / "cache" / "k_"):
             process.kill()
             self.fail(f"it does not wait: {process.communicate()}")
-
-    def body(self, process):
-        output, errors = process.communicate(timeout=TIMEOUT)
-        self.assertEqual(process.returncode, 0, (output, errors))
-        return output.partition(b"\n\n")[2].decode()
 
     def test_a_reader_waits_for_the_lock_and_then_reads_all_there_is(self):
         entry = self.lock("old")
