@@ -162,8 +162,8 @@ run_result run(strings command, strings environment, const fs::path &folder, int
   posix_spawn_file_actions_adddup2(&actions, ends[1], from);
   posix_spawn_file_actions_addchdir_np(&actions, folder.c_str());
   pid_t child;
-  const int error = posix_spawn(&child, command[0].c_str(), &actions, nullptr, c_array(command).data(),
-                                c_array(environment).data());
+  const int error =
+      posix_spawn(&child, command[0].c_str(), &actions, nullptr, c_array(command).data(), c_array(environment).data());
   posix_spawn_file_actions_destroy(&actions);
   close(ends[1]);
   if (error != 0) fail(command[0] + ": " + std::strerror(error));
@@ -262,13 +262,13 @@ medians measure(const scenario &scenario, const std::string &size, const fs::pat
     }
   }
 
-  std::printf("%s%s%s: %d rounds, body of %zu bytes\n", scenario.name.c_str(), size == "-" ? "" : ", n = ",
-              size == "-" ? "" : size.c_str(), scenario.rounds, expected.size());
+  std::printf("%s%s%s: %d rounds, body of %zu bytes\n", scenario.name.c_str(),
+              size == "-" ? "" : ", n = ", size == "-" ? "" : size.c_str(), scenario.rounds, expected.size());
   medians result;
   for (std::size_t i = 0; i < list.size(); ++i) {
     const double median = result[list[i].name] = quantile(times[i], 0.5);
-    std::printf("  %-8s %10.3f ms  (quartiles %.3f to %.3f)", list[i].name.c_str(), median,
-                quantile(times[i], 0.25), quantile(times[i], 0.75));
+    std::printf("  %-8s %10.3f ms  (quartiles %.3f to %.3f)", list[i].name.c_str(), median, quantile(times[i], 0.25),
+                quantile(times[i], 0.75));
     if (with_instructions) {
       std::printf("  %10.2f M instructions", count_instructions(list[i], environments[i], folder));
     }

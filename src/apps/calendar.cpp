@@ -19,9 +19,7 @@ int week_position(const std::tm &date, bool sunday_first) {
   return sunday_first ? date.tm_wday : (date.tm_wday + 6) % 7;
 }
 
-int month_parameter(std::string_view month) {
-  return static_cast<int>(std::clamp(parse_long(month), 1LL, 12LL));
-}
+int month_parameter(std::string_view month) { return static_cast<int>(std::clamp(parse_long(month), 1LL, 12LL)); }
 
 // The weeks of a month, a line of 7 cells for each; nothing when there is no such month.
 text month_grid(long long year, int month, bool sunday_first) {

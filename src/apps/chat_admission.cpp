@@ -16,9 +16,7 @@ namespace {
 
 constexpr std::size_t longest_login = 19;
 
-bool is_login_byte(char c) {
-  return is_letter(c) || is_digit(c) || c == '_' || static_cast<unsigned char>(c) >= 192;
-}
+bool is_login_byte(char c) { return is_letter(c) || is_digit(c) || c == '_' || static_cast<unsigned char>(c) >= 192; }
 
 // The password of a protected name; a view whose data() is null when it is not one. A line without ":"
 // has an empty password, which nothing equals.

@@ -29,15 +29,14 @@ std::string_view escaped_cookie(std::string_view wanted) {
 // Appends the time that lies so many days ahead, as cookies have it: "Sun, 06-Nov-1994 08:49:37 GMT".
 void append_expiry(int days, text &line) {
   constexpr const char *week_days[] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
-  constexpr const char *months[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
-                                    "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
+  constexpr const char *months[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun", "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
   const std::time_t end = std::time(nullptr) + std::time_t{days} * 86400;
   std::tm utc{};
   if (gmtime_r(&end, &utc) == nullptr) return;
   char expiry[80];
-  const int size = std::snprintf(expiry, sizeof expiry, "; expires=%s, %.2d-%s-%.4ld %.2d:%.2d:%.2d GMT",
-                                 week_days[utc.tm_wday], utc.tm_mday, months[utc.tm_mon], utc.tm_year + 1900L,
-                                 utc.tm_hour, utc.tm_min, utc.tm_sec);
+  const int size =
+      std::snprintf(expiry, sizeof expiry, "; expires=%s, %.2d-%s-%.4ld %.2d:%.2d:%.2d GMT", week_days[utc.tm_wday],
+                    utc.tm_mday, months[utc.tm_mon], utc.tm_year + 1900L, utc.tm_hour, utc.tm_min, utc.tm_sec);
   line.append({expiry, static_cast<std::size_t>(size)});
 }
 

@@ -65,7 +65,8 @@ std::string_view text_of(const form_entry &entry) { return entry.is_file() ? fil
 bool decode_form_input() {
   if (!request.query_string.empty()) {
     query_bytes = copy_bytes(request.query_string);
-    if (query_bytes == nullptr || decode_urlencoded(query_bytes, request.query_string.size()) != decode_ok) return false;
+    if (query_bytes == nullptr || decode_urlencoded(query_bytes, request.query_string.size()) != decode_ok)
+      return false;
   }
   if (!equal_ignoring_case(request.request_method, "post")) return true;
   if (equal_ignoring_case(request.content_type, "application/x-www-form-urlencoded")) {

@@ -5,10 +5,10 @@ namespace quillet {
 
 // What the process ends with. A shell sees the low eight bits: 255, 254, 253.
 enum exit_status : int {
-  exit_answered = 0,        // the page was written
-  exit_undecodable = -1,    // the query string or the body could not be decoded; no output
-  exit_fatal = -2,          // no memory, or a container error; logged, no output
-  exit_error_page = -3,     // logged, and the error page was written
+  exit_answered = 0,      // the page was written
+  exit_undecodable = -1,  // the query string or the body could not be decoded; no output
+  exit_fatal = -2,        // no memory, or a container error; logged, no output
+  exit_error_page = -3,   // logged, and the error page was written
 };
 
 // The logs by number; only bit 0 of a number counts.

@@ -110,7 +110,7 @@ class scanner {
 
   std::string_view source_;
   sink &to_;
-  std::size_t bracket_ = 0;  // the last "[" looked up; npos: there are no more
+  std::size_t bracket_ = 0;                               // the last "[" looked up; npos: there are no more
   std::optional<std::vector<std::size_t>> unsplittable_;  // known after the first call that was none
 };
 

@@ -140,7 +140,7 @@ namespace {
 // Whether there is room for a file of that size: within the process's limit, and on the disk, where it is
 // set aside. Asking first keeps a file whole that would otherwise be overwritten in part.
 bool reserve_room(const open_file &file, std::size_t size) {
-  rlimit limit {};
+  rlimit limit{};
   if (getrlimit(RLIMIT_FSIZE, &limit) == 0 && size > limit.rlim_cur) {
     errno = EFBIG;
     return false;

@@ -95,7 +95,7 @@ struct directory_reader {
   unsigned char kind = 0;  // file type of the current entry (DT_DIR, ...); 0 when it has no status
   text name;               // the current entry, at most 999 bytes
   DIR *handle = nullptr;
-  text path;               // at most 999 bytes
+  text path;  // at most 999 bytes
 
   directory_reader() = default;
   directory_reader(const directory_reader &) = delete;

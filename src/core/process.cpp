@@ -40,7 +40,8 @@ class child_pipes {
     // A pipe end that sits on one of the three numbers itself must move out of the way first.
     for (auto &pipe : ends_) {
       for (int &end : pipe) {
-        if (end >= 0 && end <= STDERR_FILENO && (end = fcntl(end, F_DUPFD_CLOEXEC, STDERR_FILENO + 1)) < 0) return false;
+        if (end >= 0 && end <= STDERR_FILENO && (end = fcntl(end, F_DUPFD_CLOEXEC, STDERR_FILENO + 1)) < 0)
+          return false;
       }
     }
     for (int number = STDIN_FILENO; number <= STDERR_FILENO; ++number) {

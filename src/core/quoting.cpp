@@ -42,8 +42,8 @@ constexpr escape_table modes[] = {
     // Deliberate: "&" stays, so that entities in a value pass through.
     make_mode<'\t', '"', '<', '>'>("html", {" ", "&quot;", "&lt;", "&gt;"}),
     make_mode<'\t', '\n', '\r', '"', '\'', '\\'>("sql", {"\a", "\\n", "\\r", "\\\"", "\\'", "\\\\"}),
-    make_mode<'\n', '\r', '"', '\'', '\\', '\xD1', '\xFF'>(
-        "javascript", {"\\n", "\\r", "\\\"", "\\'", "\\\\", "\\\xD1", "\\\xFF"}),
+    make_mode<'\n', '\r', '"', '\'', '\\', '\xD1', '\xFF'>("javascript",
+                                                           {"\\n", "\\r", "\\\"", "\\'", "\\\\", "\\\xD1", "\\\xFF"}),
 };
 
 void append_escaped(std::string_view value, const escape_table &mode, text &out) {

@@ -22,8 +22,8 @@ class text {
  public:
   static constexpr std::size_t inline_capacity = 39;
 
-  constexpr text() noexcept : heap_(nullptr) {}   // null
-  explicit text(std::string_view bytes);          // a copy of `bytes`; present even when empty
+  constexpr text() noexcept : heap_(nullptr) {}  // null
+  explicit text(std::string_view bytes);         // a copy of `bytes`; present even when empty
   text(text &&other) noexcept;
   text &operator=(text &&other) noexcept;
   text(const text &) = delete;

@@ -14,22 +14,14 @@ struct known_type {
 };
 
 constexpr known_type known_types[] = {
-    {"gif", "image/gif"},
-    {"jpg", "image/jpeg"},
-    {"jpeg", "image/jpeg"},
-    {"tif", "image/tiff"},
-    {"tiff", "image/tiff"},
-    {"cgm", "image/cgm"},
-    {"au", "audio/basic"},
-    {"mov", "video/quicktime"},
-    {"qt", "video/quicktime"},
-    {"mpeg", "video/mpeg"},
-    {"mpg", "video/mpeg"},
-    {"mp2", "video/mpeg"},
-    {"mp3", "video/mpeg"},
-    {"ps", "application/postscript"},
-    {"zip", "application/zip"},
-    {"doc", "application/msword"},
+    {"gif", "image/gif"},       {"jpg", "image/jpeg"},
+    {"jpeg", "image/jpeg"},     {"tif", "image/tiff"},
+    {"tiff", "image/tiff"},     {"cgm", "image/cgm"},
+    {"au", "audio/basic"},      {"mov", "video/quicktime"},
+    {"qt", "video/quicktime"},  {"mpeg", "video/mpeg"},
+    {"mpg", "video/mpeg"},      {"mp2", "video/mpeg"},
+    {"mp3", "video/mpeg"},      {"ps", "application/postscript"},
+    {"zip", "application/zip"}, {"doc", "application/msword"},
 };
 
 constexpr std::size_t line_bytes = 45;

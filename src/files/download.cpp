@@ -108,8 +108,8 @@ void op_download(parameters &parameters, text &out) {
 }
 
 constexpr operator_definition module[] = {
-    {"download", op_download, 0, evaluated,
-     "^download[file] ^download[file;name] ^download[file;name;content type]", "Sends a file as the response."},
+    {"download", op_download, 0, evaluated, "^download[file] ^download[file;name] ^download[file;name;content type]",
+     "Sends a file as the response."},
 };
 
 }  // namespace

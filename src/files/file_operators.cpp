@@ -172,10 +172,11 @@ void op_index(parameters &parameters, text &out) {
 }
 
 constexpr operator_definition module[] = {
-    {"name", op_name, 0, evaluated, "^name[path] ^name[path;level]", "A component of a path, without its ending.", pure},
+    {"name", op_name, 0, evaluated, "^name[path] ^name[path;level]", "A component of a path, without its ending.",
+     pure},
     {"-f", op_readable, 1, evaluated, "^-f[file]", "The name of a file that can be read."},
-    {"stat", op_stat, 0, evaluated,
-     "^stat[what;file] ^stat[fsize;file;byte suffix;kilobyte suffix;megabyte suffix]", "A time or the size of a file."},
+    {"stat", op_stat, 0, evaluated, "^stat[what;file] ^stat[fsize;file;byte suffix;kilobyte suffix;megabyte suffix]",
+     "A time or the size of a file."},
     {"find", op_find, 0, lazy, "^find[file;default]", "Where a file is, in the page's directory or above it."},
     {"include", op_include, 0, evaluated, "^include[file] ^include[asis;file]", "The text of a file."},
     {"index", op_index, 0, evaluated, "^index[directory] ^index[directory;pattern]",

@@ -93,7 +93,9 @@ int read_definitions(std::string_view rest) {
 }  // namespace
 
 macro::macro(text &&numbered_body)
-    : body(std::move(numbered_body)), refers_to_arguments(body.view().find('$') != std::string_view::npos), repeated(body) {}
+    : body(std::move(numbered_body)),
+      refers_to_arguments(body.view().find('$') != std::string_view::npos),
+      repeated(body) {}
 
 macro *find_macro(std::string_view name) {
   const std::unique_ptr<macro> *found = name.empty() ? nullptr : dictionary_get(macros, name);

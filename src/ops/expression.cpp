@@ -79,10 +79,10 @@ enum class ending : std::uint8_t {
 struct level {
   ending end;
   bool has_value;
-  bool value_read;          // some value was read here; then "+" and "-" are no signs
+  bool value_read;                     // some value was read here; then "+" and "-" are no signs
   const expression_token *pending;     // the infix operator that waits for its right side
   const expression_token *operand_of;  // for a single operand, the operator that it belongs to
-  double left;              // the left side of `pending`
+  double left;                         // the left side of `pending`
   double value;
 };
 
@@ -246,11 +246,7 @@ class expression_evaluator {
 };
 
 constexpr std::string_view messages[] = {
-    "OK",
-    "Syntax error",
-    "Missing ')'",
-    "Variable has string value",
-    "Bad variable or table item name",
+    "OK", "Syntax error", "Missing ')'", "Variable has string value", "Bad variable or table item name",
 };
 
 }  // namespace

@@ -24,14 +24,22 @@ double apply_integer_infix(operation meaning, int a, int b) {
   const auto bits_b = static_cast<unsigned>(b);
   switch (meaning) {
     // In 64 bits, where the smallest number has a remainder by -1.
-    case operation::remainder: return b == 0 ? 0 : static_cast<double>(static_cast<long long>(a) % b);
-    case operation::shift_left: return from_bits(bits_a << (bits_b & 31));
-    case operation::shift_right: return a >> (bits_b & 31);
-    case operation::bit_and: return from_bits(bits_a & bits_b);
-    case operation::bit_xor: return from_bits(bits_a ^ bits_b);
-    case operation::bit_or: return from_bits(bits_a | bits_b);
-    case operation::logical_and: return a != 0 && b != 0;
-    default: return a != 0 || b != 0;
+    case operation::remainder:
+      return b == 0 ? 0 : static_cast<double>(static_cast<long long>(a) % b);
+    case operation::shift_left:
+      return from_bits(bits_a << (bits_b & 31));
+    case operation::shift_right:
+      return a >> (bits_b & 31);
+    case operation::bit_and:
+      return from_bits(bits_a & bits_b);
+    case operation::bit_xor:
+      return from_bits(bits_a ^ bits_b);
+    case operation::bit_or:
+      return from_bits(bits_a | bits_b);
+    case operation::logical_and:
+      return a != 0 && b != 0;
+    default:
+      return a != 0 || b != 0;
   }
 }
 
@@ -39,33 +47,52 @@ double apply_integer_infix(operation meaning, int a, int b) {
 
 double apply_infix(operation meaning, double x, double y) {
   switch (meaning) {
-    case operation::multiply: return x * y;
+    case operation::multiply:
+      return x * y;
     // Deliberate: a huge number and no error.
-    case operation::divide: return y == 0 ? division_by_zero : x / y;
-    case operation::add: return x + y;
-    case operation::subtract: return x - y;
-    case operation::less: return x < y;
-    case operation::greater: return x > y;
-    case operation::less_or_equal: return x <= y;
-    case operation::greater_or_equal: return x >= y;
-    case operation::equal: return x == y;
-    case operation::not_equal: return x != y;
-    default: return apply_integer_infix(meaning, truncate_to_int(x), truncate_to_int(y));
+    case operation::divide:
+      return y == 0 ? division_by_zero : x / y;
+    case operation::add:
+      return x + y;
+    case operation::subtract:
+      return x - y;
+    case operation::less:
+      return x < y;
+    case operation::greater:
+      return x > y;
+    case operation::less_or_equal:
+      return x <= y;
+    case operation::greater_or_equal:
+      return x >= y;
+    case operation::equal:
+      return x == y;
+    case operation::not_equal:
+      return x != y;
+    default:
+      return apply_integer_infix(meaning, truncate_to_int(x), truncate_to_int(y));
   }
 }
 
 double apply_prefix(operation meaning, double x) {
   switch (meaning) {
-    case operation::logical_not: return truncate_to_int(x) == 0;
+    case operation::logical_not:
+      return truncate_to_int(x) == 0;
     // Deliberate: unsigned, unlike every other integer result.
-    case operation::complement: return ~static_cast<unsigned>(truncate_to_int(x));
-    case operation::round: return round_down(x + 0.5);
-    case operation::floor: return round_down(x);
-    case operation::ceiling: return -round_down(-x);
-    case operation::absolute: return __builtin_fabs(x);
-    case operation::sign: return (x > 0) - (x < 0);
+    case operation::complement:
+      return ~static_cast<unsigned>(truncate_to_int(x));
+    case operation::round:
+      return round_down(x + 0.5);
+    case operation::floor:
+      return round_down(x);
+    case operation::ceiling:
+      return -round_down(-x);
+    case operation::absolute:
+      return __builtin_fabs(x);
+    case operation::sign:
+      return (x > 0) - (x < 0);
     // Deliberate: `sqrt` is known, and always 0.
-    default: return 0;
+    default:
+      return 0;
   }
 }
 

@@ -10,9 +10,32 @@
 namespace quillet {
 
 enum class operation : std::uint8_t {
-  multiply, divide, remainder, add, subtract, shift_left, shift_right, less, greater, less_or_equal,
-  greater_or_equal, equal, not_equal, bit_and, bit_xor, bit_or, logical_and, logical_or,
-  logical_not, complement, round, floor, ceiling, absolute, square_root, sign,
+  multiply,
+  divide,
+  remainder,
+  add,
+  subtract,
+  shift_left,
+  shift_right,
+  less,
+  greater,
+  less_or_equal,
+  greater_or_equal,
+  equal,
+  not_equal,
+  bit_and,
+  bit_xor,
+  bit_or,
+  logical_and,
+  logical_or,
+  logical_not,
+  complement,
+  round,
+  floor,
+  ceiling,
+  absolute,
+  square_root,
+  sign,
 };
 
 struct expression_token {

@@ -216,7 +216,8 @@ void op_match(parameters &parameters, text &out) {
 }
 
 constexpr operator_definition module[] = {
-    {"match", op_match, 0, lazy, "^match[expression;text] ^match[expression;options;text] ^match[expression;options;replacement;text]",
+    {"match", op_match, 0, lazy,
+     "^match[expression;text] ^match[expression;options;text] ^match[expression;options;replacement;text]",
      "Matches a regular expression, or replaces what it matches."},
 };
 

@@ -18,10 +18,10 @@ constexpr int widest = 4096;
 struct conversion {
   std::string_view flags;
   int width = 0;
-  int precision = -1;            // negative: none is given
-  std::string_view length;       // "h" and "hh"; "l" means nothing for these numbers
+  int precision = -1;       // negative: none is given
+  std::string_view length;  // "h" and "hh"; "l" means nothing for these numbers
   char letter = '\0';
-  std::size_t size = 0;          // of the conversion in the format; 0: there is none
+  std::size_t size = 0;  // of the conversion in the format; 0: there is none
 };
 
 bool is_flag(char c) { return std::string_view("-+ #0'").find(c) != std::string_view::npos; }

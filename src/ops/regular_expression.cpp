@@ -16,10 +16,10 @@ namespace {
 // is estimated first. What matching costs is not: back references can make it exponential.
 
 struct weight {
-  long long atoms = 0;    // single bytes to match, every repetition written out
-  long long choices = 0;  // groups, alternatives, repetitions, assertions
-  int fragile = 0;        // how often something is repeated that must not be repeated too often, plus 1
-  bool nullable = true;   // may match nothing
+  long long atoms = 0;          // single bytes to match, every repetition written out
+  long long choices = 0;        // groups, alternatives, repetitions, assertions
+  int fragile = 0;              // how often something is repeated that must not be repeated too often, plus 1
+  bool nullable = true;         // may match nothing
   bool other_nullable = false;  // of a sequence: an alternative before it may
 
   void add(const weight &other) {
@@ -57,18 +57,29 @@ class weigher {
     const char c = rest_.front();
     rest_.remove_prefix(1);
     switch (c) {
-      case '\\': return take_escape();
-      case '[': return take_bracket();
-      case '(': return open_group();
-      case ')': return open_groups_.empty() ? next_atom(plain_atom) : close_group();
-      case '|': return next_alternative();
-      case '*': return repeat(0, endless);
-      case '+': return repeat(1, endless);
-      case '?': return repeat(0, 1);
-      case '{': return take_interval();
+      case '\\':
+        return take_escape();
+      case '[':
+        return take_bracket();
+      case '(':
+        return open_group();
+      case ')':
+        return open_groups_.empty() ? next_atom(plain_atom) : close_group();
+      case '|':
+        return next_alternative();
+      case '*':
+        return repeat(0, endless);
+      case '+':
+        return repeat(1, endless);
+      case '?':
+        return repeat(0, 1);
+      case '{':
+        return take_interval();
       case '^':
-      case '$': return next_atom(assertion);
-      default: return next_atom(plain_atom);
+      case '$':
+        return next_atom(assertion);
+      default:
+        return next_atom(plain_atom);
     }
   }
 

@@ -149,7 +149,8 @@ constexpr operator_definition module[] = {
     {"mangle", op_mangle, 1, evaluated, "^mangle[text]", "The text URL-encoded."},
     {"env", op_env, 1, evaluated, "^env[name]", "The value of an environment variable."},
     {"uri", op_uri, 0, evaluated, "^uri[]", "The address of the page."},
-    {"combine", op_combine, 0, evaluated, "^combine[name] ^combine[name;separator]", "The values of a form field, joined."},
+    {"combine", op_combine, 0, evaluated, "^combine[name] ^combine[name;separator]",
+     "The values of a form field, joined."},
     {"browser", op_browser, 2, evaluated, "^browser[kind;highest version]", "The major version of the browser."},
     {"header", op_header, 2, evaluated, "^header[name;value]", "Sends a response header."},
 };

@@ -53,8 +53,7 @@ std::string_view byte_store::keep(std::string_view bytes) {
 
 // --- table ---
 
-table::table(text &&bytes, std::size_t rows_start)
-    : object_array(first_limit, limit_step), source_(std::move(bytes)) {
+table::table(text &&bytes, std::size_t rows_start) : object_array(first_limit, limit_step), source_(std::move(bytes)) {
   for_each_line(source().substr(rows_start), [this](std::string_view line) { append(line); });
 }
 

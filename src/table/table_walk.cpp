@@ -52,9 +52,7 @@ struct grid {
     if (cells() > max_cells) fatal("unable to malloc %lld bytes", cells());
   }
   [[nodiscard]] long long cells() const { return columns * rows; }
-  [[nodiscard]] int table_row(long long cell) const {
-    return static_cast<int>(cell % columns * rows + cell / columns);
-  }
+  [[nodiscard]] int table_row(long long cell) const { return static_cast<int>(cell % columns * rows + cell / columns); }
   [[nodiscard]] bool ends_row(long long cell) const { return cell % columns == columns - 1 && cell + 1 < cells(); }
 };
 

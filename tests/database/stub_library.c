@@ -85,9 +85,8 @@ int mysql_options(void *connection, int option, const void *value) {
 
 void *mysql_real_connect(void *connection, const char *host, const char *user, const char *password,
                          const char *database, unsigned port, const char *socket, unsigned long flags) {
-  write_call("real_connect %d host=%s user=%s password=%s database=%s port=%u socket=%s flags=%lu",
-             number(connection), shown(host), shown(user), shown(password), shown(database), port, shown(socket),
-             flags);
+  write_call("real_connect %d host=%s user=%s password=%s database=%s port=%u socket=%s flags=%lu", number(connection),
+             shown(host), shown(user), shown(password), shown(database), port, shown(socket), flags);
   return fails("real_connect") ? NULL : connection;
 }
 

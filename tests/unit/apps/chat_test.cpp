@@ -159,8 +159,8 @@ TEST_F(chat, joins_once) {
 // Whatever the files hold, every reader gets through them.
 TEST_F(chat, survives_random_files) {
   random_texts random(11);
-  constexpr std::string_view pieces[] = {"\n",  " ",   "ann", ":",  "127.0.0.1", "9999999999", "-",   "#",
-                                         "\xFF", "\r", "\t",  "^form[x]", "\x01", "  ",         "\n\n", "^"};
+  constexpr std::string_view pieces[] = {"\n",   " ",  "ann", ":",        "127.0.0.1", "9999999999", "-",    "#",
+                                         "\xFF", "\r", "\t",  "^form[x]", "\x01",      "  ",         "\n\n", "^"};
   for (int n = 0; n < 150; ++n) {
     for (const char *path : {"chat/userlist", "chat/index", "chat/admin/password", "chat/admin/banned"}) {
       write_file(path, random.text(pieces, 30));
@@ -179,7 +179,9 @@ TEST_F(chat, survives_random_files) {
 TEST_F(chat, setting_is_the_form_field_or_else_the_cookie) {
   request.http_cookie = "login=bob; color=r%C3%A9d; lines_count=; other=x";
   EXPECT_EQ(chat_setting("login").view(), "ann");
-  EXPECT_EQ(chat_setting("color").view(), "r\xC3\xA9" "d");
+  EXPECT_EQ(chat_setting("color").view(),
+            "r\xC3\xA9"
+            "d");
   EXPECT_TRUE(chat_setting("lines_count").is_null());
   EXPECT_TRUE(chat_setting("password").is_null());
   EXPECT_TRUE(chat_setting("other").is_null());

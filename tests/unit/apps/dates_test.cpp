@@ -178,8 +178,8 @@ TEST(offset_date, deliberate_February_is_judged_by_the_years_since_1900) {
 
 // Whatever the numbers, there is a date or none; a sanitizer sees everything else.
 TEST(offset_date, survives_every_number) {
-  constexpr long long numbers[] = {LLONG_MIN, LLONG_MIN + 1, -3000000000, INT_MIN, -1901, -1, 0, 1, 12,
-                                   INT_MAX,   3000000000,    LLONG_MAX - 1, LLONG_MAX};
+  constexpr long long numbers[] = {LLONG_MIN, LLONG_MIN + 1, -3000000000, INT_MIN,       -1901,    -1, 0, 1,
+                                   12,        INT_MAX,       3000000000,  LLONG_MAX - 1, LLONG_MAX};
   set_zone("CET-1CEST,M3.5.0,M10.5.0/3");
   for (const long long year : numbers) {
     for (const long long day : numbers) {

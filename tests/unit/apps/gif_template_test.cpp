@@ -36,12 +36,24 @@ std::string mutated(std::string_view source, quillet_tests::random_texts &random
   for (std::size_t changes = 1 + random.number(4); changes > 0 && !bytes.empty(); --changes) {
     const std::size_t at = random.number(bytes.size());
     switch (random.number(6)) {
-      case 0: bytes[at] = static_cast<char>(random.number(256)); break;
-      case 1: bytes[at] = static_cast<char>(bytes[at] ^ (1 << random.number(8))); break;
-      case 2: bytes.resize(at); break;
-      case 3: bytes.insert(at, bytes.substr(at, random.number(20))); break;
-      case 4: bytes.erase(at, random.number(4)); break;
-      default: bytes[at] = random.number(2) == 0 ? '\xff' : '\0'; break;
+      case 0:
+        bytes[at] = static_cast<char>(random.number(256));
+        break;
+      case 1:
+        bytes[at] = static_cast<char>(bytes[at] ^ (1 << random.number(8)));
+        break;
+      case 2:
+        bytes.resize(at);
+        break;
+      case 3:
+        bytes.insert(at, bytes.substr(at, random.number(20)));
+        break;
+      case 4:
+        bytes.erase(at, random.number(4));
+        break;
+      default:
+        bytes[at] = random.number(2) == 0 ? '\xff' : '\0';
+        break;
     }
   }
   return bytes;

@@ -47,7 +47,8 @@ class reference {
  private:
   void replace(int y, int first, int last) {
     for (int x = first; x <= last; ++x) {
-      if (y < 0 || x < 0 || y >= static_cast<int>(picture_.size()) || x >= static_cast<int>(picture_[0].size())) continue;
+      if (y < 0 || x < 0 || y >= static_cast<int>(picture_.size()) || x >= static_cast<int>(picture_[0].size()))
+        continue;
       picture_[static_cast<std::size_t>(y)][static_cast<std::size_t>(x)] = '#';
     }
   }

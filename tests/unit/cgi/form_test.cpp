@@ -68,7 +68,8 @@ TEST(decode_urlencoded, never_decodes_twice) { EXPECT_EQ(decoded("a=%2541"), (li
 
 TEST(decode_urlencoded, takes_a_byte_that_is_no_digit_for_0) {
   EXPECT_EQ(decoded("a=%4xb"), (list{"a=@b"}));
-  EXPECT_EQ(decoded("a=%x1b"), (list{"a=\x01" "b"}));
+  EXPECT_EQ(decoded("a=%x1b"), (list{"a=\x01"
+                                     "b"}));
 }
 
 TEST(decode_urlencoded, knows_22_digits) {

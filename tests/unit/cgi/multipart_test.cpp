@@ -182,7 +182,6 @@ TEST(decode_multipart, survives_every_prefix_of_a_body) {
 
 // --- the body as a whole ---
 
-
 // Reads the body from standard input in a process of its own.
 quillet_tests::child_result read_body(std::string_view input, int content_length, bool multipart = false) {
   return quillet_tests::run_in_child(
@@ -195,9 +194,7 @@ quillet_tests::child_result read_body(std::string_view input, int content_length
       input);
 }
 
-TEST(read_post_body, decodes_a_body_of_the_right_length) {
-  EXPECT_EQ(read_body("a=1&b=2", 7).output, "0 2");
-}
+TEST(read_post_body, decodes_a_body_of_the_right_length) { EXPECT_EQ(read_body("a=1&b=2", 7).output, "0 2"); }
 
 TEST(read_post_body, of_length_0_does_nothing) { EXPECT_EQ(read_body("a=1", 0).output, "0 0"); }
 

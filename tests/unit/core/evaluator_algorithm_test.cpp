@@ -137,13 +137,13 @@ void op_second_twice(parameters &p, text &out) {
 void for_each_batch(std::uint32_t seed, int processes, int count, std::size_t longest,
                     void (*compare)(const std::string &source, plain_expander &plain)) {
   constexpr operator_definition operators[] = {
-      {"a", op_join, 0, evaluated, "", ""},   {"b", op_join, 0, lazy, "", ""},
-      {"ab", op_join, 2, evaluated, "", ""},  {"ba", op_make_markup, 0, evaluated, "", ""},
+      {"a", op_join, 0, evaluated, "", ""},     {"b", op_join, 0, lazy, "", ""},
+      {"ab", op_join, 2, evaluated, "", ""},    {"ba", op_make_markup, 0, evaluated, "", ""},
       {"bb", op_second_twice, 2, lazy, "", ""},
   };
   constexpr std::string_view bytes[] = {"^", "[", "]", ";", "`", "a", "b"};
-  constexpr std::string_view pieces[] = {"^a[", "^b[", "^ab[", "^ba[", "^bb[", "]", "]", "]", ";", ";", "`",
-                                         "^",   "[",   "a",    "b",    "^^",   "^;", "^`", "^[", "^]"};
+  constexpr std::string_view pieces[] = {"^a[", "^b[", "^ab[", "^ba[", "^bb[", "]",  "]",  "]",  ";",  ";",
+                                         "`",   "^",   "[",    "a",    "b",    "^^", "^;", "^`", "^[", "^]"};
   register_operators(operators);
   quillet_tests::random_texts random(seed);
   for (int n = 0; n < processes; ++n) {

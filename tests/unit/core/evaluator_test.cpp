@@ -143,9 +143,7 @@ TEST(evaluate, never_scans_a_result_again) {
   EXPECT_EQ(expanded("^show[^markup[]]"), "<^show[]>");
 }
 
-TEST(evaluate, does_not_join_a_result_with_the_text_behind_it) {
-  EXPECT_EQ(expanded("^lazy[`^`]x[y]"), "<^>x[y]");
-}
+TEST(evaluate, does_not_join_a_result_with_the_text_behind_it) { EXPECT_EQ(expanded("^lazy[`^`]x[y]"), "<^>x[y]"); }
 
 TEST(evaluate, of_a_call_with_an_empty_list_passes_one_empty_parameter) {
   EXPECT_EQ(expanded("^one[]"), "<>");
@@ -267,9 +265,7 @@ TEST(split_parameters, takes_a_caret_inside_backticks_for_an_escape_too) {
   EXPECT_EQ(split("[`a^`]"), (list{"a^"}));
 }
 
-TEST(split_parameters, takes_19_parameters) {
-  EXPECT_EQ(split("[" + repeated("p;", 18) + "p]").size(), 19U);
-}
+TEST(split_parameters, takes_19_parameters) { EXPECT_EQ(split("[" + repeated("p;", 18) + "p]").size(), 19U); }
 
 TEST(split_parameters, fails_at_the_twentieth) {
   EXPECT_EQ(split("[" + repeated("p;", 19) + "p]"), (list{}));

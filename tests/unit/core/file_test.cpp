@@ -290,7 +290,7 @@ TEST(make_whole_file, leaves_what_has_the_name_already) {
 
 TEST(make_whole_file, leaves_nothing_without_room) {
   const temporary_folder folder;
-  rlimit old_limit {};
+  rlimit old_limit{};
   ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &old_limit), 0);
   const rlimit small = {2, old_limit.rlim_max};
   const auto old_handler = std::signal(SIGXFSZ, SIG_IGN);
@@ -490,8 +490,8 @@ TEST(directory_reader, gives_every_entry_with_its_kind) {
   for (bool ended = open_directory(".", reader); !ended; ended = next_entry(reader)) {
     entries.emplace(reader.name.view(), reader.kind);
   }
-  const std::set<std::pair<std::string, int>> expected = {{".", DT_DIR},      {"..", DT_DIR}, {"file", DT_REG},
-                                                          {"dangling", 0},    {"link", DT_DIR}, {"sub", DT_DIR}};
+  const std::set<std::pair<std::string, int>> expected = {{".", DT_DIR},   {"..", DT_DIR},   {"file", DT_REG},
+                                                          {"dangling", 0}, {"link", DT_DIR}, {"sub", DT_DIR}};
   EXPECT_EQ(entries, expected);
 }
 

@@ -176,9 +176,7 @@ TEST(run_with_pipes, that_gets_no_process_is_0_with_the_error_number_and_no_pipe
   EXPECT_EQ(run.status, 0) << run.output;
 }
 
-TEST(wait_child, gives_the_exit_status) {
-  EXPECT_EQ(wait_child(run_script("exit 7", nullptr, nullptr, nullptr)), 7);
-}
+TEST(wait_child, gives_the_exit_status) { EXPECT_EQ(wait_child(run_script("exit 7", nullptr, nullptr, nullptr)), 7); }
 
 TEST(wait_child, is_minus_2_when_a_signal_ended_the_child) {
   EXPECT_EQ(wait_child(run_script("kill -9 $$", nullptr, nullptr, nullptr)), -2);

@@ -40,12 +40,7 @@ TEST(quoting, html_changes_tab_double_quote_and_angle_brackets_and_deliberately_
 }
 
 TEST(quoting, sql_changes_tab_line_ends_quotes_and_backslash) {
-  expect_bytes(quoting_sql, {{'\t', "\a"},
-                             {'\n', "\\n"},
-                             {'\r', "\\r"},
-                             {'"', "\\\""},
-                             {'\'', "\\'"},
-                             {'\\', "\\\\"}});
+  expect_bytes(quoting_sql, {{'\t', "\a"}, {'\n', "\\n"}, {'\r', "\\r"}, {'"', "\\\""}, {'\'', "\\'"}, {'\\', "\\\\"}});
 }
 
 TEST(quoting, javascript_changes_line_ends_quotes_backslash_and_the_bytes_209_and_255) {
@@ -177,10 +172,13 @@ TEST(quoting_scope, ends_also_when_an_error_passes_through_it) {
 
 TEST(evaluate_parameters_quoted, evaluates_every_parameter_in_order_under_the_mode) {
   static std::string seen;
-  register_operator("quoting test: mode", [](parameters &p, text &out) {
-    seen += std::string(p[0]);
-    out.append(format_signed(current_quoting_mode()));
-  }, 0, evaluated);
+  register_operator(
+      "quoting test: mode",
+      [](parameters &p, text &out) {
+        seen += std::string(p[0]);
+        out.append(format_signed(current_quoting_mode()));
+      },
+      0, evaluated);
   parameters p;
   p.add("^quoting test: mode[a]");
   p.add("plain");

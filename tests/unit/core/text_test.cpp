@@ -336,9 +336,7 @@ TEST(tabs_to_blanks, changes_every_tab) {
   EXPECT_EQ(t.view(), " a  b\n");
 }
 
-TEST(replace_all, replaces_every_occurrence_from_the_left) {
-  EXPECT_EQ(replace_all("aa", "b", "aaaaa").view(), "bba");
-}
+TEST(replace_all, replaces_every_occurrence_from_the_left) { EXPECT_EQ(replace_all("aa", "b", "aaaaa").view(), "bba"); }
 
 TEST(replace_all, never_looks_at_what_it_put_in) { EXPECT_EQ(replace_all("a", "aa", "aba").view(), "aabaa"); }
 
@@ -416,9 +414,7 @@ TEST(url_escape, keeps_letters_digits_underscore_minus_and_point_and_nothing_els
 
 TEST(url_escape, of_nothing_is_null) { EXPECT_TRUE(url_escape({}).is_null()); }
 
-TEST(url_unescape, undoes_escapes_in_either_letter_case) {
-  EXPECT_EQ(url_unescape("a+b%2f%2Fc").view(), "a b//c");
-}
+TEST(url_unescape, undoes_escapes_in_either_letter_case) { EXPECT_EQ(url_unescape("a+b%2f%2Fc").view(), "a b//c"); }
 
 TEST(url_unescape, takes_a_byte_that_is_no_digit_for_0) {
   EXPECT_EQ(url_unescape("%4x").view(), "@");

@@ -19,7 +19,9 @@ std::string split(std::string_view source) {
 
 }  // namespace
 
-TEST(ConnectionString, IsSplitIntoItsFiveParts) { EXPECT_EQ(split("ann:secret@db:3307/shop"), "ann secret db 3307 shop"); }
+TEST(ConnectionString, IsSplitIntoItsFiveParts) {
+  EXPECT_EQ(split("ann:secret@db:3307/shop"), "ann secret db 3307 shop");
+}
 
 TEST(ConnectionString, WithoutAnAtSignIsUserAndPassword) {
   EXPECT_EQ(split("ann:secret"), "ann secret (null) 0 (null)");
@@ -44,7 +46,9 @@ TEST(ConnectionString, APasswordCanHoldColonsAndSlashes) { EXPECT_EQ(split("ann:
 // Deliberate: neither the user nor the password can hold "@".
 TEST(ConnectionString, TheFirstAtSignEndsThePassword) { EXPECT_EQ(split("ann:a@b@db"), "ann a b@db 0 (null)"); }
 
-TEST(ConnectionString, ADatabaseCanHoldColonsAndSlashes) { EXPECT_EQ(split("ann@db/a:b/c@d"), "ann (null) db 0 a:b/c@d"); }
+TEST(ConnectionString, ADatabaseCanHoldColonsAndSlashes) {
+  EXPECT_EQ(split("ann@db/a:b/c@d"), "ann (null) db 0 a:b/c@d");
+}
 
 TEST(ConnectionString, ThePortIsReadAsADecimalNumber) {
   EXPECT_EQ(split("ann@db:33x"), "ann (null) db 33 (null)");

@@ -14,8 +14,9 @@ std::string encoded(std::string_view data) {
   text out;
   append_attachment(data, "f", out);
   const std::string_view block = out;
-  const std::string_view front = "Content-Type: Application/Octet-Stream\nContent-Transfer-Encoding: x-uuencode\n"
-                                 "Content-Disposition: attachment; filename=\"f\"\n\nbegin 644 f\n";
+  const std::string_view front =
+      "Content-Type: Application/Octet-Stream\nContent-Transfer-Encoding: x-uuencode\n"
+      "Content-Disposition: attachment; filename=\"f\"\n\nbegin 644 f\n";
   const std::string_view end = "`\nend\n";
   EXPECT_TRUE(block.starts_with(front));
   EXPECT_TRUE(block.ends_with(end));
@@ -62,11 +63,11 @@ TEST(attachment_type, is_found_by_the_extension_in_any_letter_case) {
 
 TEST(attachment_type, of_every_known_extension) {
   constexpr std::string_view known[][2] = {
-      {"gif", "image/gif"},       {"jpg", "image/jpeg"},       {"jpeg", "image/jpeg"},
-      {"tif", "image/tiff"},      {"tiff", "image/tiff"},      {"cgm", "image/cgm"},
-      {"au", "audio/basic"},      {"mov", "video/quicktime"},  {"qt", "video/quicktime"},
-      {"mpeg", "video/mpeg"},     {"mpg", "video/mpeg"},       {"mp2", "video/mpeg"},
-      {"mp3", "video/mpeg"},      {"zip", "application/zip"},  {"ps", "application/postscript"},
+      {"gif", "image/gif"},          {"jpg", "image/jpeg"},      {"jpeg", "image/jpeg"},
+      {"tif", "image/tiff"},         {"tiff", "image/tiff"},     {"cgm", "image/cgm"},
+      {"au", "audio/basic"},         {"mov", "video/quicktime"}, {"qt", "video/quicktime"},
+      {"mpeg", "video/mpeg"},        {"mpg", "video/mpeg"},      {"mp2", "video/mpeg"},
+      {"mp3", "video/mpeg"},         {"zip", "application/zip"}, {"ps", "application/postscript"},
       {"doc", "application/msword"},
   };
   for (const auto &[extension, type] : known) EXPECT_EQ(attachment_type("x." + std::string(extension)), type);

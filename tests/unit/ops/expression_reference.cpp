@@ -33,9 +33,7 @@ std::size_t c_number(const char *text, double &value) {
   return static_cast<std::size_t>(end - text);
 }
 
-bool starts_name(char c) {
-  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' || c == ':';
-}
+bool starts_name(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' || c == ':'; }
 
 enum mode { whole_text, group, single_operand };
 
@@ -141,25 +139,41 @@ class reference {
     const bool equals = next == '=';
     const bool twice = next == c;
     switch (c) {
-      case '*': case '/': case '%': precedence = 9; return take(1);
-      case '+': case '-': precedence = 8; return take(1);
-      case '<': case '>':
+      case '*':
+      case '/':
+      case '%':
+        precedence = 9;
+        return take(1);
+      case '+':
+      case '-':
+        precedence = 8;
+        return take(1);
+      case '<':
+      case '>':
         precedence = twice ? 7 : 6;
         return take(twice || equals ? 2 : 1);
       case '!':
         precedence = equals ? 6 : 0;
         return take(equals ? 2 : 1);
-      case '~': return take(1);
-      case '&': precedence = twice ? 3 : 5; return take(twice ? 2 : 1);
-      case '|': precedence = twice ? 2 : 4; return take(twice ? 2 : 1);
-      case '^': precedence = 4; return take(1);
+      case '~':
+        return take(1);
+      case '&':
+        precedence = twice ? 3 : 5;
+        return take(twice ? 2 : 1);
+      case '|':
+        precedence = twice ? 2 : 4;
+        return take(twice ? 2 : 1);
+      case '^':
+        precedence = 4;
+        return take(1);
       case '=':
         if (twice) {
           precedence = 6;
           return take(2);
         }
         break;
-      default: break;
+      default:
+        break;
     }
     ++at_;
     fail(1);

@@ -121,10 +121,23 @@ TEST(append_expression_error, has_a_text_for_each_status) {
 // The variables that the expressions below use.
 const std::map<std::string, std::string> &test_variables() {
   static const std::map<std::string, std::string> variables = {
-      {"v", "7"},      {"n", "-2.5"},   {"h", "0x1F"},  {"o", "012"},           {"s", "abc"},
-      {"p", "+4x"},    {"f", "0.5"},    {"e", "  3e2"}, {"w", " "},             {"b", "-0x10"},
-      {"x", "1e400"},  {"inf", "inf"},  {"a::b", "9"},  {"big", "4294967296.75"}, {"al", "-3"},
-      {std::string(127, 'q'), "11"},    {std::string(128, 'q'), "12"},
+      {"v", "7"},
+      {"n", "-2.5"},
+      {"h", "0x1F"},
+      {"o", "012"},
+      {"s", "abc"},
+      {"p", "+4x"},
+      {"f", "0.5"},
+      {"e", "  3e2"},
+      {"w", " "},
+      {"b", "-0x10"},
+      {"x", "1e400"},
+      {"inf", "inf"},
+      {"a::b", "9"},
+      {"big", "4294967296.75"},
+      {"al", "-3"},
+      {std::string(127, 'q'), "11"},
+      {std::string(128, 'q'), "12"},
   };
   return variables;
 }
@@ -142,8 +155,8 @@ class expression_reference : public testing::Test {
     const expression_result result = evaluate_expression(expression);
     const reference_result expected = reference_evaluate(expression, test_variables());
     const bool same_sign = std::signbit(result.value) == std::signbit(expected.value);
-    const bool same_value = std::isnan(expected.value) ? std::isnan(result.value)
-                                                       : result.value == expected.value && same_sign;
+    const bool same_value =
+        std::isnan(expected.value) ? std::isnan(result.value) : result.value == expected.value && same_sign;
     EXPECT_EQ(static_cast<int>(result.status), expected.status) << expression;
     EXPECT_EQ(result.rest.size(), expected.rest) << expression;
     EXPECT_TRUE(same_value) << expression << ": " << result.value << ", expected " << expected.value;
@@ -160,16 +173,46 @@ class expression_reference : public testing::Test {
   }
 
   std::string number() {
-    static constexpr const char *numbers[] = {
-        "0",    "1",    "2",    "7",    "31",    "32",    "255",   "1000000",     "2147483647", "2147483648",
-        "1e10", "1e308", "1e400", ".5", "2.5",   "0.5",   "09",    "010",         "017",        "0x1F",
-        "0xg",  "0x",   "1e",   "5.",   "1.2.3", "0.0",   ".",     "3.999999999", "1e-3",       "1E+2",
-        "4294967295", "12345678901234567890", "123456789.123456789", "0xffffffffffffffffff", "9007199254740993"};
+    static constexpr const char *numbers[] = {"0",
+                                              "1",
+                                              "2",
+                                              "7",
+                                              "31",
+                                              "32",
+                                              "255",
+                                              "1000000",
+                                              "2147483647",
+                                              "2147483648",
+                                              "1e10",
+                                              "1e308",
+                                              "1e400",
+                                              ".5",
+                                              "2.5",
+                                              "0.5",
+                                              "09",
+                                              "010",
+                                              "017",
+                                              "0x1F",
+                                              "0xg",
+                                              "0x",
+                                              "1e",
+                                              "5.",
+                                              "1.2.3",
+                                              "0.0",
+                                              ".",
+                                              "3.999999999",
+                                              "1e-3",
+                                              "1E+2",
+                                              "4294967295",
+                                              "12345678901234567890",
+                                              "123456789.123456789",
+                                              "0xffffffffffffffffff",
+                                              "9007199254740993"};
     return one_of(numbers);
   }
   std::string infix() {
-    static constexpr const char *tokens[] = {"*", "/", "%", "+", "-", "<<", ">>", "<", ">", "<=", ">=",
-                                             "==", "!=", "&", "^", "|", "&&", "||"};
+    static constexpr const char *tokens[] = {"*",  "/",  "%",  "+",  "-", "<<", ">>", "<",  ">",
+                                             "<=", ">=", "==", "!=", "&", "^",  "|",  "&&", "||"};
     return one_of(tokens);
   }
   std::string prefix() {
@@ -185,12 +228,18 @@ class expression_reference : public testing::Test {
   // An expression that mostly can be computed.
   std::string sensible(int depth) {
     switch (below(depth > 0 ? 8 : 3)) {
-      case 0: return number();
-      case 1: return below(6) == 0 ? "-" + number() : number();
-      case 2: return below(3) == 0 ? name() : number();
-      case 3: return "(" + sensible(depth - 1) + ")";
-      case 4: return prefix() + sensible(depth - 1);
-      default: return sensible(depth - 1) + infix() + sensible(depth - 1);
+      case 0:
+        return number();
+      case 1:
+        return below(6) == 0 ? "-" + number() : number();
+      case 2:
+        return below(3) == 0 ? name() : number();
+      case 3:
+        return "(" + sensible(depth - 1) + ")";
+      case 4:
+        return prefix() + sensible(depth - 1);
+      default:
+        return sensible(depth - 1) + infix() + sensible(depth - 1);
     }
   }
 
@@ -200,11 +249,21 @@ class expression_reference : public testing::Test {
     std::string made;
     for (std::size_t left = below(12); left > 0; --left) {
       switch (below(5)) {
-        case 0: made += infix(); break;
-        case 1: made += prefix(); break;
-        case 2: made += one_of(others); break;
-        case 3: made += name(); break;
-        default: made += number(); break;
+        case 0:
+          made += infix();
+          break;
+        case 1:
+          made += prefix();
+          break;
+        case 2:
+          made += one_of(others);
+          break;
+        case 3:
+          made += name();
+          break;
+        default:
+          made += number();
+          break;
       }
     }
     return made;
@@ -234,8 +293,8 @@ TEST_F(expression_reference, agrees_on_every_short_text) {
 }
 
 TEST_F(expression_reference, agrees_on_every_pair_of_operators) {
-  static constexpr const char *tokens[] = {"*", "/", "%", "+", "-", "<<", ">>", "<", ">", "<=", ">=",
-                                           "==", "!=", "&", "^", "|", "&&", "||"};
+  static constexpr const char *tokens[] = {"*",  "/",  "%",  "+",  "-", "<<", ">>", "<",  ">",
+                                           "<=", ">=", "==", "!=", "&", "^",  "|",  "&&", "||"};
   for (const std::string first : tokens) {
     for (const std::string second : tokens) {
       for (const std::string third : tokens) {

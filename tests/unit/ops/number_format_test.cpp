@@ -49,8 +49,7 @@ TEST(append_number, appends) {
 TEST(append_number, formats_like_the_c_library) {
   const std::string flags[] = {"", "-", "+", " ", "0", "#", "'", "+0", "- ", "-+ #0", "#-0"};
   const std::string sizes[] = {"", "1", "12", ".", ".0", ".3", "12.5", "30.20", "300.200"};
-  const double values[] = {0.0,  -0.0, 1.0,   -2.5,     1e22,      123456.789,
-                           1e-7, 0.5,  1e300, HUGE_VAL, -HUGE_VAL, std::nan("")};
+  const double values[] = {0.0, -0.0, 1.0, -2.5, 1e22, 123456.789, 1e-7, 0.5, 1e300, HUGE_VAL, -HUGE_VAL, std::nan("")};
   for (const std::string &flag : flags) {
     for (const std::string &size : sizes) {
       for (const char letter : std::string("eEfFgGaA")) {
@@ -91,9 +90,9 @@ TEST(append_number, the_low_32_bits_of_a_64_bit_integer_are_shown) {
 }
 
 TEST(append_number, what_is_no_conversion_of_a_number_is_literal) {
-  for (const char *how : {"%",   "%s",  "%n",  "%c",  "%p",  "%m",  "%*d",  "%.*f",  "%-*d",  "%1$d", "%5",
-                          "%-",  "%.",  "%.5", "%l",  "%h",  "%5%", "%Lf",  "%zd",   "%jd",   "%td",  "%qd",
-                          "%hf", "%hhe", "%llf", "%llld", "%hld", "%y", "% ", "%\xFF", "%5 d"}) {
+  for (const char *how : {"%",   "%s",   "%n",   "%c",    "%p",   "%m",  "%*d", "%.*f",  "%-*d", "%1$d", "%5",
+                          "%-",  "%.",   "%.5",  "%l",    "%h",   "%5%", "%Lf", "%zd",   "%jd",  "%td",  "%qd",
+                          "%hf", "%hhe", "%llf", "%llld", "%hld", "%y",  "% ",  "%\xFF", "%5 d"}) {
     EXPECT_EQ(format(5, how), how);
   }
 }
@@ -129,12 +128,12 @@ TEST(append_number, shows_no_more_than_1023_bytes) {
 }
 
 TEST(append_number, shows_sizes_beyond_1023_bytes_as_the_c_library_does) {
-  for (const std::string how : {"%1022d", "%1023d", "%1024d", "%-1024d", "%01024d", "%5000d", "%.1023d", "%.5000d",
-                                "%5000.10d"}) {
+  for (const std::string how :
+       {"%1022d", "%1023d", "%1024d", "%-1024d", "%01024d", "%5000d", "%.1023d", "%.5000d", "%5000.10d"}) {
     EXPECT_EQ(format(-7, how), c_format(how, -7)) << how;
   }
-  for (const std::string how : {"%.1020f", "%.1100f", "%.99999f", "%.99999e", "%.99999g", "%#.99999g",
-                                "%.99999a", "%99999f", "%-99999f", "%099999f"}) {
+  for (const std::string how : {"%.1020f", "%.1100f", "%.99999f", "%.99999e", "%.99999g", "%#.99999g", "%.99999a",
+                                "%99999f", "%-99999f", "%099999f"}) {
     for (const double value : {1.0 / 3, -1e300, 4.9e-324}) EXPECT_EQ(format(value, how), c_format(how, value)) << how;
   }
 }
@@ -148,7 +147,7 @@ TEST(append_number, survives_sizes_beyond_all_measure) {
 }
 
 TEST(append_number, survives_formats_of_any_bytes) {
-  constexpr std::string_view pieces[] = {"%", "%", "d", "f", "n", "s", "*", ".", "5",
+  constexpr std::string_view pieces[] = {"%",  "%", "d", "f", "n", "s", "*", ".", "5",
                                          "99", "-", "#", "l", "h", "$", "u", " ", "x"};
   quillet_tests::random_texts random(11);
   for (int i = 0; i < 50000; ++i) {

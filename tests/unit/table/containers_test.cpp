@@ -174,27 +174,33 @@ TEST(object_array, a_million_appends_take_linear_time) {
 }
 
 TEST(object_array, get_outside_the_array_is_fatal) {
-  expect_fatal([] {
-    view_array array(1, 1);
-    array.append("a");
-    static_cast<void>(array.get(1));
-  }, "array index 1 out of range [0..0]");
+  expect_fatal(
+      [] {
+        view_array array(1, 1);
+        array.append("a");
+        static_cast<void>(array.get(1));
+      },
+      "array index 1 out of range [0..0]");
 }
 
 TEST(object_array, get_of_an_empty_slot_is_fatal) {
-  expect_fatal([] {
-    view_array array(1, 1);
-    array.insert(2, "a");
-    static_cast<void>(array.get(1));
-  }, "array at 1 error");
+  expect_fatal(
+      [] {
+        view_array array(1, 1);
+        array.insert(2, "a");
+        static_cast<void>(array.get(1));
+      },
+      "array at 1 error");
 }
 
 TEST(object_array, put_into_a_slot_that_holds_an_element_is_fatal) {
-  expect_fatal([] {
-    view_array array(1, 1);
-    array.append("a");
-    array.put(0, "b");
-  }, "array item 0 put error");
+  expect_fatal(
+      [] {
+        view_array array(1, 1);
+        array.append("a");
+        array.put(0, "b");
+      },
+      "array item 0 put error");
 }
 
 TEST(object_array, insert_at_a_negative_index_is_fatal) {
@@ -202,11 +208,13 @@ TEST(object_array, insert_at_a_negative_index_is_fatal) {
 }
 
 TEST(object_array, growth_without_a_delta_is_fatal) {
-  expect_fatal([] {
-    view_array array(1, 0);
-    array.append("a");
-    array.append("b");
-  }, "array increase error");
+  expect_fatal(
+      [] {
+        view_array array(1, 0);
+        array.append("a");
+        array.append("b");
+      },
+      "array increase error");
 }
 
 TEST(object_array, a_negative_delta_is_fatal) {
@@ -214,12 +222,14 @@ TEST(object_array, a_negative_delta_is_fatal) {
 }
 
 TEST(object_array, a_limit_below_the_count_is_fatal) {
-  expect_fatal([] {
-    view_array array(2, 2);
-    array.append("a");
-    array.append("b");
-    array.set_limit(1);
-  }, "array set_limit error");
+  expect_fatal(
+      [] {
+        view_array array(2, 2);
+        array.append("a");
+        array.append("b");
+        array.set_limit(1);
+      },
+      "array set_limit error");
 }
 
 TEST(object_array, more_slots_than_there_may_be_are_fatal) {
