@@ -10,7 +10,8 @@ namespace quillet {
 
 using high_half = std::array<char16_t, 128>;
 
-// clang-format off: the rows are those of the published tables
+// The rows are those of the published tables.
+// clang-format off
 
 constexpr high_half windows_1251_to_unicode = {
     0x0402, 0x0403, 0x201A, 0x0453, 0x201E, 0x2026, 0x2020, 0x2021, 0x20AC, 0x2030, 0x0409, 0x2039,
