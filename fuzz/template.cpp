@@ -5,15 +5,15 @@
 
 // The sources themselves rather than their headers: what the program keeps for its one request, the
 // calls that stay counted, the variables and the tables, starts anew with each input.
+#include "cgi/optimizer.h"
 #include "core/evaluator.cpp"  // NOLINT(bugprone-suspicious-include)
 #include "core/variables.cpp"  // NOLINT(bugprone-suspicious-include)
-#include "macro/optimizer.h"
-#include "ops/comparison.h"
-#include "ops/expression_operators.h"
-#include "ops/match.h"
-#include "ops/miscellaneous.h"
-#include "ops/strings.h"
-#include "ops/switch.h"
+#include "language/comparison.h"
+#include "language/expression_operators.h"
+#include "language/match.h"
+#include "language/miscellaneous.h"
+#include "language/strings.h"
+#include "language/switch.h"
 #include "table/registry.cpp"  // NOLINT(bugprone-suspicious-include)
 #include "table/sort.h"
 #include "table/table_operators.h"

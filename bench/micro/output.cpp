@@ -3,8 +3,8 @@
 
 #include <string>
 
+#include "cgi/optimizer.h"
 #include "core/quoting.h"
-#include "macro/optimizer.h"
 
 using namespace quillet;
 

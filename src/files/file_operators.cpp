@@ -13,7 +13,7 @@
 #include "core/evaluator.h"
 #include "core/file.h"
 #include "core/operators.h"
-#include "ops/regular_expression.h"
+#include "core/regular_expression.h"
 #include "table/registry.h"
 
 namespace quillet {

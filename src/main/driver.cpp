@@ -3,11 +3,11 @@
 #include <cstdlib>
 
 #include "cgi/log.h"
+#include "cgi/optimizer.h"
 #include "cgi/request.h"
 #include "cgi/response.h"
 #include "core/file.h"
 #include "macro/macro_files.h"
-#include "macro/optimizer.h"
 #include "main/modules.h"
 
 namespace quillet {

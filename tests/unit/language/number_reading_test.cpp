@@ -1,4 +1,4 @@
-#include "ops/number_reading.h"
+#include "language/number_reading.h"
 
 #include <gtest/gtest.h>
 

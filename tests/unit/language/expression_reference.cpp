@@ -1,4 +1,4 @@
-#include "ops/expression_reference.h"
+#include "language/expression_reference.h"
 
 #include <climits>
 #include <cmath>

@@ -1,4 +1,4 @@
-#include "ops/expression_operators.h"
+#include "language/expression_operators.h"
 
 #include <utility>
 
@@ -6,9 +6,9 @@
 #include "core/operators.h"
 #include "core/quoting.h"
 #include "core/variables.h"
-#include "ops/expression.h"
-#include "ops/expression_operations.h"
-#include "ops/number_format.h"
+#include "language/expression.h"
+#include "language/expression_operations.h"
+#include "language/number_format.h"
 
 namespace quillet {
 

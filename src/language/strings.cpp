@@ -1,4 +1,4 @@
-#include "ops/strings.h"
+#include "language/strings.h"
 
 #include <algorithm>
 #include <memory>

@@ -1,4 +1,4 @@
-#include "ops/request_information.h"
+#include "language/request_information.h"
 
 #include <algorithm>
 #include <cstdlib>

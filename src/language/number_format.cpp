@@ -1,11 +1,11 @@
-#include "ops/number_format.h"
+#include "language/number_format.h"
 
 #include <algorithm>
 #include <charconv>
 #include <climits>
 #include <cstdio>
 
-#include "ops/expression_operations.h"
+#include "language/expression_operations.h"
 
 namespace quillet {
 

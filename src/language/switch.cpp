@@ -1,4 +1,4 @@
-#include "ops/switch.h"
+#include "language/switch.h"
 
 #include <utility>
 

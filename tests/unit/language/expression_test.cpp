@@ -1,4 +1,4 @@
-#include "ops/expression.h"
+#include "language/expression.h"
 
 #include <gtest/gtest.h>
 
@@ -10,8 +10,8 @@
 
 #include "core/quoting.h"
 #include "core/variables.h"
-#include "ops/expression_operations.h"
-#include "ops/expression_reference.h"
+#include "language/expression_operations.h"
+#include "language/expression_reference.h"
 #include "support.h"
 #include "table/registry.h"
 

@@ -1,4 +1,4 @@
-#include "ops/regular_expression.h"
+#include "core/regular_expression.h"
 
 #include <algorithm>
 #include <utility>

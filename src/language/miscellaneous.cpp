@@ -1,4 +1,4 @@
-#include "ops/miscellaneous.h"
+#include "language/miscellaneous.h"
 
 #include <unistd.h>
 

@@ -1,4 +1,4 @@
-#include "ops/expression_operations.h"
+#include "language/expression_operations.h"
 
 #include <climits>
 

@@ -1,4 +1,4 @@
-#include "ops/comparison.h"
+#include "language/comparison.h"
 
 #include <algorithm>
 #include <unordered_set>

@@ -1,4 +1,4 @@
-#include "macro/optimizer.h"
+#include "cgi/optimizer.h"
 
 #include <bit>
 #include <cstdint>

@@ -1,4 +1,4 @@
-#include "ops/number_format.h"
+#include "language/number_format.h"
 
 #include <gtest/gtest.h>
 

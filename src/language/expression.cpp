@@ -1,4 +1,4 @@
-#include "ops/expression.h"
+#include "language/expression.h"
 
 #include <algorithm>
 #include <array>
@@ -7,8 +7,8 @@
 
 #include "core/quoting.h"
 #include "core/variables.h"
-#include "ops/expression_operations.h"
-#include "ops/number_reading.h"
+#include "language/expression_operations.h"
+#include "language/number_reading.h"
 #include "table/registry.h"
 
 namespace quillet {

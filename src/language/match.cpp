@@ -1,4 +1,4 @@
-#include "ops/match.h"
+#include "language/match.h"
 
 #include <memory>
 #include <optional>
@@ -8,7 +8,7 @@
 #include "core/evaluator.h"
 #include "core/operators.h"
 #include "core/quoting.h"
-#include "ops/regular_expression.h"
+#include "core/regular_expression.h"
 #include "table/registry.h"
 
 namespace quillet {

@@ -1,4 +1,4 @@
-#include "macro/optimizer.h"
+#include "cgi/optimizer.h"
 
 #include <gtest/gtest.h>
 
