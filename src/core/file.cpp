@@ -56,8 +56,10 @@ text open_file::read_all() const {
   const auto whole = static_cast<std::size_t>(file_size);
   bytes.reserve(whole);
   while (bytes.size() < whole) {
+    errno = 0;
     const std::size_t n = read_some(bytes.data() + bytes.size(), whole - bytes.size());
-    if (n == 0) break;
+    if (n == 0 && errno != 0) return {};
+    if (n == 0) break;  // it has become shorter
     bytes.commit(n);
   }
   return bytes;

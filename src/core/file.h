@@ -13,7 +13,8 @@
 namespace quillet {
 
 // The whole file as a text, filtered by `filter_lines`, with an exclusive lock held while reading if
-// `lock`. Null when the file cannot be opened or is no regular file; there is no message.
+// `lock`. Null, with errno set, when the file cannot be opened or read or is no regular file; there is no
+// message.
 [[nodiscard]] text read_text_file(std::string_view path, bool drop_empty_lines, bool lock);
 
 // Removes every carriage return and every line that begins with "#", its line feed too; with
@@ -54,7 +55,8 @@ class open_file {
   [[nodiscard]] long long size() const;
   // Reads at most `size` bytes, fewer at the end; through interruptions. 0 on an error, too, with errno set.
   std::size_t read_some(char *buffer, std::size_t size) const;
-  // The bytes of the regular file, NUL bytes among them; null for anything else.
+  // The bytes of the regular file, NUL bytes among them; null, with errno set, for anything else and when
+  // reading fails.
   [[nodiscard]] text read_all() const;
 
  private:

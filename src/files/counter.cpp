@@ -13,15 +13,18 @@ namespace quillet {
 
 namespace {
 
-// Reads the count, adds 1 and writes it back, so that no other process comes between. False when it
-// cannot be written.
-bool count_one_more(const open_file &file, int &count) {
+// Reads the count, adds 1 and writes it back under the lock, so that no other process counts in between.
+// Null on success, otherwise what the file is not: "readable", and then it keeps its count, or "writable".
+const char *count_one_more(const open_file &file, int &count) {
   lock_file(file);
-  count = parse_int(file.read_all());
+  const text old_count = file.read_all();
+  if (old_count.is_null()) return "readable";
+  count = parse_int(old_count);
   if (count < INT_MAX) ++count;
   const text digits = format_signed(count, 10);
-  // Deliberate: the file is not cut, what stands behind the tenth byte stays.
-  return pwrite(file, digits.data(), digits.size(), 0) == static_cast<ssize_t>(digits.size());
+  // Deliberate: the file is not truncated; bytes after the tenth stay.
+  const bool written = pwrite(file, digits.data(), digits.size(), 0) == static_cast<ssize_t>(digits.size());
+  return written ? nullptr : "writable";
 }
 
 void append_failure(const text &path, std::string_view missing, text &out) {
@@ -46,9 +49,8 @@ void op_counter(parameters &parameters, text &out) {
     const bool permitted = access(path.c_str(), R_OK | W_OK) == 0;
     return append_failure(path, permitted ? "readable" : "writable", out);
   }
-  if (file.size() < 0) return append_failure(path, "readable", out);
   int count = 0;
-  if (!count_one_more(file, count)) return append_failure(path, "writable", out);
+  if (const char *missing = count_one_more(file, count)) return append_failure(path, missing, out);
   out.append(format_signed(count));
 }
 

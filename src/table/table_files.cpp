@@ -1,4 +1,5 @@
 // Tables in files: load and save.
+#include <cerrno>
 #include <memory>
 #include <utility>
 
@@ -21,7 +22,7 @@ std::unique_ptr<table> make_table(text &&bytes, bool named) {
 }
 
 // The text of the data file nearest to the page: in its directory or, going up, the next one that has
-// it. Null when there is none.
+// it. Null when there is none. A file that is there and cannot be read is logged and passed over.
 text read_nearest(std::string_view name) {
   text bytes;
   std::string_view directory = request.page_path;
@@ -29,7 +30,11 @@ text read_nearest(std::string_view name) {
     text candidate(directory);
     candidate.append('/');
     candidate.append(name);
-    bytes = read_text_file(underscore_path(candidate), true, false);
+    const text path = underscore_path(candidate);
+    bytes = read_text_file(path, true, false);
+    if (bytes.is_null() && errno != ENOENT && errno != ENOTDIR) {
+      log_message(error_log, "load from '%s' failed: %s", path.c_str(), file_error().c_str());
+    }
   }
   return bytes;
 }

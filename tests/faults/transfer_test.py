@@ -256,6 +256,18 @@ class BrokenDisk(FaultTest, PreloadTest):
             self.assertEqual(self.run_page("^download[broken]", self.preloading()),
                              "[download error: Input/output error(#5)]")
 
+    def test_a_count_is_kept(self):
+        path = self.write("www/broken.count", "0000000041")
+        self.assertEqual(self.run_page("^counter[broken]", self.preloading()), self.not_readable("broken"))
+        self.assertEqual(path.read_text(), "0000000041")
+
+    def test_load_says_so_in_the_log(self):
+        path = self.write("www/_broken", "row\n")
+        self.assertEqual(self.run_page("(^context[t]^load[broken]^item[count])", self.preloading()), "()")
+        self.assertIn(f"load from '{path}' failed: Input/output error(#5)", self.error_log())
+        self.assertEqual(self.run_page("(^load[missing])", self.preloading()), "()")
+        self.assertNotIn("missing", self.error_log())
+
 
 class Locks(FaultTest):
     """The lock of a count file: exclusive, on the whole file, of the kind that flock takes. No other file has one."""
