@@ -61,7 +61,7 @@ void op_auth(parameters &parameters, text &out) {
 void op_user(parameters &, text &out) { out.append(request.remote_user); }
 
 constexpr operator_definition module[] = {
-    {"auth", op_auth, 2, evaluated, "^auth[name;path]", "Whether a name is admitted to a path."},
+    {"auth", op_auth, 2, evaluated, "^auth[name;path]", "Whether a name may access a path."},
     {"user", op_user, 0, evaluated, "^user[]", "The name of the visitor.", pure},
 };
 

@@ -158,10 +158,11 @@ void op_dateoffset(parameters &parameters, text &out) {
 
 constexpr operator_definition module[] = {
     {"calendar", op_calendar, 0, evaluated, "^calendar[mode;year;month] ^calendar[mode;year;month;day]",
-     "Makes a table of the days of a month or a week."},
+     "Creates a table of the days of a month or a week."},
     {"loadtimestamp", op_loadtimestamp, 0, evaluated, "^loadtimestamp[] ^loadtimestamp[date]",
-     "Makes a table of the current time, or of a date."},
-    {"dateoffset", op_dateoffset, 3, evaluated, "^dateoffset[years;months;days]", "Moves the date in the table."},
+     "Creates a table of the current time, or of a date."},
+    {"dateoffset", op_dateoffset, 3, evaluated, "^dateoffset[years;months;days]",
+     "Moves the date in the current table."},
 };
 
 }  // namespace

@@ -52,14 +52,15 @@ void op_cookie(parameters &parameters, text &out) {
 
 constexpr operator_definition module[] = {
     {"log", op_log, 1, evaluated, "^log[text]", "Writes a line to the access log."},
-    {"login", op_login, 0, evaluated, "^login[] ^login[shown]", "The name under which the visitor chats."},
+    {"login", op_login, 0, evaluated, "^login[] ^login[shown]", "The visitor's name in the chat."},
     {"cookie", op_cookie, 1, evaluated, "^cookie[setting]", "A chat setting."},
-    {"userlist", op_userlist, 0, lazy, "^userlist[body] ^userlist[]", "The users, one after the other."},
+    {"userlist", op_userlist, 0, lazy, "^userlist[body] ^userlist[]", "The users in the chat, one after the other."},
     {"chat", op_chat, 1, evaluated, "^chat[lines]", "The newest messages."},
     {"validate", op_validate, 0, lazy, "^validate[accepted;invalid name;wrong password;name in use;banned]",
-     "A choice by whether the visitor may chat."},
-    {"message", op_message, 0, evaluated, "^message[] ^message[line]", "The message that was sent, or adds a line."},
-    {"startup", op_startup, 1, evaluated, "^startup[line]", "Adds a line when the visitor has newly come."},
+     "Chooses a text by whether the visitor may chat."},
+    {"message", op_message, 0, evaluated, "^message[] ^message[line]",
+     "Returns the message that was sent, or adds a line to the chat."},
+    {"startup", op_startup, 1, evaluated, "^startup[line]", "Adds a line if the visitor is new to the chat."},
 };
 
 }  // namespace

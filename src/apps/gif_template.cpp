@@ -144,7 +144,7 @@ void op_gif_template(parameters &parameters, text &out) {
 constexpr operator_definition module[] = {
     {"gif_template", op_gif_template, 0, evaluated,
      "^gif_template[template;instructions] ^gif_template[template;instructions;file]",
-     "A GIF picture made from a template, sent or written to a file."},
+     "Draws a GIF picture from a template and sends it or writes it to a file."},
 };
 
 }  // namespace

@@ -169,9 +169,9 @@ void op_hotline_quote(parameters &parameters, text &out) {
 
 constexpr operator_definition module[] = {
     {"hotline_cutmark_thread", op_hotline_cutmark_thread, 2, evaluated, "^hotline_cutmark_thread[thread;messages]",
-     "A table of the messages of a thread, with the marks of its tree."},
+     "Creates a table of the messages of a thread, with marks for drawing its tree."},
     {"hotline_quote", op_hotline_quote, 4, evaluated, "^hotline_quote[text;prefix;width;level]",
-     "The text wrapped for an answer, each line with a prefix."},
+     "Wraps a text for a reply, each line with a prefix."},
 };
 
 }  // namespace

@@ -43,7 +43,7 @@ void op_cache(parameters &parameters, text &out) {
 }
 
 constexpr operator_definition module[] = {
-    {"cache", op_cache, 0, lazy, "^cache[key;body] ^cache[key]", "The text of the body, evaluated once and kept."},
+    {"cache", op_cache, 0, lazy, "^cache[key;body] ^cache[key]", "The text of the body, evaluated once and stored."},
 };
 
 }  // namespace

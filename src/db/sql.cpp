@@ -228,7 +228,8 @@ void op_sql(parameters &parameters, text &out) {
 }
 
 constexpr operator_definition module[] = {
-    {"server", op_server, 2, lazy, "^server[connection;body]", "The body, with a connection to a database server."},
+    {"server", op_server, 2, lazy, "^server[connection;body]",
+     "Evaluates the body with a connection to a database server."},
     {"sql", op_sql, 0, lazy, "^sql[statement;count;offset]", "Runs a statement; its result becomes the current table."},
 };
 

@@ -22,7 +22,7 @@ void op_cookie(parameters &parameters, text &out) {
 
 constexpr operator_definition module[] = {
     {"cookie", op_cookie, 0, evaluated, "^cookie[name] ^cookie[name;value] ^cookie[name;value;days]",
-     "The value of a cookie, or sends one."},
+     "Returns the value of a cookie, or sends a cookie."},
 };
 
 }  // namespace

@@ -55,7 +55,7 @@ void op_counter(parameters &parameters, text &out) {
 }
 
 constexpr operator_definition module[] = {
-    {"counter", op_counter, 1, evaluated, "^counter[name]", "Counts one more and gives the count."},
+    {"counter", op_counter, 1, evaluated, "^counter[name]", "Adds one to a count and returns it."},
 };
 
 }  // namespace

@@ -129,7 +129,7 @@ void op_exec(parameters &parameters, text &out) {
 
 constexpr operator_definition module[] = {
     {"exec", op_exec, 0, evaluated, "^exec[file] ^exec[file;query string] ^exec[file;query string;path info]",
-     "What a program writes."},
+     "The output of a program."},
 };
 
 }  // namespace

@@ -172,15 +172,16 @@ void op_index(parameters &parameters, text &out) {
 }
 
 constexpr operator_definition module[] = {
-    {"name", op_name, 0, evaluated, "^name[path] ^name[path;level]", "A component of a path, without its ending.",
+    {"name", op_name, 0, evaluated, "^name[path] ^name[path;level]", "A component of a path, without its extension.",
      pure},
-    {"-f", op_readable, 1, evaluated, "^-f[file]", "The name of a file that can be read."},
+    {"-f", op_readable, 1, evaluated, "^-f[file]", "The file's name, if the file can be read."},
     {"stat", op_stat, 0, evaluated, "^stat[what;file] ^stat[fsize;file;byte suffix;kilobyte suffix;megabyte suffix]",
-     "A time or the size of a file."},
-    {"find", op_find, 0, lazy, "^find[file;default]", "Where a file is, in the page's directory or above it."},
+     "The size of a file, or one of its times."},
+    {"find", op_find, 0, lazy, "^find[file;default]",
+     "The relative path of a file in the page's directory or above it."},
     {"include", op_include, 0, evaluated, "^include[file] ^include[asis;file]", "The text of a file."},
     {"index", op_index, 0, evaluated, "^index[directory] ^index[directory;pattern]",
-     "The names in a directory as a table."},
+     "Creates a table of the file names in a directory."},
 };
 
 }  // namespace

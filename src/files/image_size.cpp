@@ -129,7 +129,7 @@ void op_imgsize(parameters &parameters, text &) {
 // The same operator, for every kind of picture that it knows.
 
 constexpr operator_definition module[] = {
-    {"imgsize", op_imgsize, 1, evaluated, "^imgsize[file]", "A table of the width and the height of a picture."},
+    {"imgsize", op_imgsize, 1, evaluated, "^imgsize[file]", "Creates a table of the width and height of a picture."},
     {"jpegsize", op_imgsize, 1, evaluated, "^jpegsize[file]", "The same as imgsize."},
     {"gifsize", op_imgsize, 1, evaluated, "^gifsize[file]", "The same as imgsize."},
 };

@@ -134,7 +134,7 @@ constexpr operator_definition module[] = {
     {"upload", op_upload, 0, evaluated,
      "^upload[field;file] ^upload[field;name] ^upload[field;size] ^upload[field;value] ^upload[field;uuencode;name] "
      "^upload[...;text] ^upload[...;sql]",
-     "Stores the file that a visitor sent, or tells about it."},
+     "Stores the file that a visitor sent, or describes it."},
     {"unlink", op_unlink, 1, evaluated, "^unlink[file]", "Deletes a file."},
 };
 

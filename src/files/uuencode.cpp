@@ -19,7 +19,7 @@ void op_uuencode(parameters &parameters, text &out) {
 }
 
 constexpr operator_definition module[] = {
-    {"uuencode", op_uuencode, 2, lazy, "^uuencode[text;name]", "The text as an attachment of a mail message."},
+    {"uuencode", op_uuencode, 2, lazy, "^uuencode[text;name]", "Encodes a text as a mail attachment."},
 };
 
 }  // namespace

@@ -171,16 +171,17 @@ void op_cmp(parameters &parameters, text &out) {
 }
 
 constexpr operator_definition module[] = {
-    {"eq", op_eq, 0, lazy, "^eq[a;b;then] ^eq[a;b;then;else]", "A choice by whether two texts are the same."},
-    {"ifdef", op_ifdef, 0, lazy, "^ifdef[value;then] ^ifdef[value;then;else]", "A choice by whether a text is there."},
-    {"start", op_start, 3, lazy, "^start[prefix;then;else]", "A choice by how the page's address begins."},
-    {"default", op_default, 2, lazy, "^default[value;fallback]", "A text, or another when it is empty."},
-    {"optionset", op_optionset, 2, evaluated, "^optionset[set;words]", "\"yes\" when all words are in the set."},
-    {"optionclear", op_optionclear, 2, evaluated, "^optionclear[set;word]", "The set without a word."},
+    {"eq", op_eq, 0, lazy, "^eq[a;b;then] ^eq[a;b;then;else]", "Chooses a text by whether two texts are equal."},
+    {"ifdef", op_ifdef, 0, lazy, "^ifdef[value;then] ^ifdef[value;then;else]",
+     "Chooses a text by whether a value is empty."},
+    {"start", op_start, 3, lazy, "^start[prefix;then;else]", "Chooses a text by how the URL of the page begins."},
+    {"default", op_default, 2, lazy, "^default[value;fallback]", "A text, or another one if it is empty."},
+    {"optionset", op_optionset, 2, evaluated, "^optionset[set;words]", "Whether all words are in the set."},
+    {"optionclear", op_optionclear, 2, evaluated, "^optionclear[set;word]", "A set without one of its words."},
     {"optionor", op_optionor, 0, evaluated, "^optionor[set;set;...]", "The words that are in any of the sets."},
     {"optionand", op_optionand, 0, evaluated, "^optionand[set;set;...]", "The words that are in all of the sets."},
-    {"optioncount", op_optioncount, 0, evaluated, "^optioncount[set]", "The number of words in the set."},
-    {"cmp", op_cmp, 5, lazy, "^cmp[a;b;less;equal;greater]", "A choice by comparing two whole numbers."},
+    {"optioncount", op_optioncount, 0, evaluated, "^optioncount[set]", "The number of words in a set."},
+    {"cmp", op_cmp, 5, lazy, "^cmp[a;b;less;equal;greater]", "Chooses a text by comparing two whole numbers."},
 };
 
 }  // namespace

@@ -208,9 +208,10 @@ constexpr operator_definition module[] = {
      "Sets, changes or shows a variable."},
     {"eval", op_eval, 0, evaluated, "^eval[expression;format]", "The value of an expression.", pure},
     {"if", op_if, 0, lazy, "^if[condition;not zero;zero] ^if[condition;negative;zero;positive]",
-     "The branch that a number chooses."},
-    {"while", op_while, 2, lazy, "^while[condition;body]", "The body while a condition is not 0, at most 999 times."},
-    {"for", op_for, 0, lazy, "^for[name;from;to;body;separator]", "The body for each number from one to another."},
+     "Chooses a branch by a number."},
+    {"while", op_while, 2, lazy, "^while[condition;body]",
+     "Evaluates the body while a condition is not 0, at most 999 times."},
+    {"for", op_for, 0, lazy, "^for[name;from;to;body;separator]", "Evaluates the body for each number in a range."},
 };
 
 }  // namespace

@@ -111,12 +111,12 @@ void op_random(parameters &parameters, text &out) {
 
 constexpr operator_definition module[] = {
     {"rem", op_rem, 0, lazy, "^rem[...]", "A comment."},
-    {"color", op_color, 2, evaluated, "^color[first;second]", "Its two parameters in turn."},
+    {"color", op_color, 2, evaluated, "^color[first;second]", "Alternates between its two parameters."},
     {"date", op_date, 0, evaluated, "^date[] ^date[format] ^date[format;offset] ^date[format;time]",
      "The time, formatted or in seconds."},
     {"sum", op_sum, 2, evaluated, "^sum[number;number]", "The sum of two whole numbers."},
-    {"process", op_process, 1, lazy, "^process[text]", "The text evaluated twice."},
-    {"level", op_level, 2, lazy, "^level[mode;text]", "The text evaluated under another quoting mode."},
+    {"process", op_process, 1, lazy, "^process[text]", "Evaluates a text twice."},
+    {"level", op_level, 2, lazy, "^level[mode;text]", "Evaluates a text in another quoting mode."},
     {"random", op_random, 0, evaluated, "^random[] ^random[limit]", "A random whole number."},
 };
 

@@ -144,13 +144,13 @@ void op_header(parameters &parameters, text &) {
 
 constexpr operator_definition module[] = {
     {"form", op_form, 1, evaluated, "^form[name]", "The value of a form field."},
-    {"number", op_number, 1, evaluated, "^number[name]", "The value of a form field that is a number, otherwise 0."},
+    {"number", op_number, 1, evaluated, "^number[name]", "The value of a form field if it is a number, otherwise 0."},
     {"query", op_query, 0, evaluated, "^query[]", "The query string."},
-    {"mangle", op_mangle, 1, evaluated, "^mangle[text]", "The text URL-encoded."},
+    {"mangle", op_mangle, 1, evaluated, "^mangle[text]", "URL-encodes a text."},
     {"env", op_env, 1, evaluated, "^env[name]", "The value of an environment variable."},
-    {"uri", op_uri, 0, evaluated, "^uri[]", "The address of the page."},
+    {"uri", op_uri, 0, evaluated, "^uri[]", "The URL of the page."},
     {"combine", op_combine, 0, evaluated, "^combine[name] ^combine[name;separator]",
-     "The values of a form field, joined."},
+     "All values of a form field, joined."},
     {"browser", op_browser, 2, evaluated, "^browser[kind;highest version]", "The major version of the browser."},
     {"header", op_header, 2, evaluated, "^header[name;value]", "Sends a response header."},
 };

@@ -105,12 +105,12 @@ void op_unescape_br(parameters &parameters, text &out) {
 }
 
 constexpr operator_definition module[] = {
-    {"rsplit", op_rsplit, 2, lazy, "^rsplit[text;delimiter]", "A table of the pieces of a text, last one first."},
-    {"lsplit", op_lsplit, 2, lazy, "^lsplit[text;delimiter]", "A table of the pieces of a text."},
-    {"toupper", op_toupper, 1, evaluated, "^toupper[text]", "The text in capitals."},
-    {"tolower", op_tolower, 1, evaluated, "^tolower[text]", "The text in small letters."},
-    {"truncate", op_truncate, 2, evaluated, "^truncate[text;length]", "The text shortened."},
-    {"unescape_br", op_unescape_br, 1, evaluated, "^unescape_br[text]", "The text with HTML line breaks."},
+    {"rsplit", op_rsplit, 2, lazy, "^rsplit[text;delimiter]", "Splits a text into a table, last piece first."},
+    {"lsplit", op_lsplit, 2, lazy, "^lsplit[text;delimiter]", "Splits a text into a table."},
+    {"toupper", op_toupper, 1, evaluated, "^toupper[text]", "A text in upper case."},
+    {"tolower", op_tolower, 1, evaluated, "^tolower[text]", "A text in lower case."},
+    {"truncate", op_truncate, 2, evaluated, "^truncate[text;length]", "Shortens a text."},
+    {"unescape_br", op_unescape_br, 1, evaluated, "^unescape_br[text]", "A text with HTML line breaks."},
 };
 
 }  // namespace

@@ -73,7 +73,7 @@ void op_case(parameters &parameters, text &out) {
 }
 
 constexpr operator_definition module[] = {
-    {"switch", op_switch, 2, lazy, "^switch[value;body]", "One of the branches of the cases in the body."},
+    {"switch", op_switch, 2, lazy, "^switch[value;body]", "Chooses one of the cases in the body."},
     {"case", op_case, 0, lazy, "^case[label;...;branch]", "A branch of a switch."},
 };
 

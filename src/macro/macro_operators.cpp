@@ -82,10 +82,10 @@ void op_macro_exists(parameters &parameters, text &out) {
 }
 
 constexpr operator_definition module[] = {
-    {"macro", op_macro, 0, lazy, "^macro[name;argument;...]", "The macro's body with its arguments, evaluated."},
+    {"macro", op_macro, 0, lazy, "^macro[name;argument;...]", "Calls a macro."},
     {"macro_new", op_macro_new, 2, lazy, "^macro_new[name[parameter;...];body]", "Defines a macro."},
     {"macro_use", op_macro_use, 1, evaluated, "^macro_use[file]", "Defines the macros of a file or a directory."},
-    {"macro_exists", op_macro_exists, 1, evaluated, "^macro_exists[name]", "\"yes\" when the macro is defined."},
+    {"macro_exists", op_macro_exists, 1, evaluated, "^macro_exists[name]", "Whether a macro is defined."},
 };
 
 }  // namespace

@@ -163,19 +163,20 @@ constexpr operator_definition module[] = {
     {"config", op_config, 0, lazy,
      "^config[rows] ^config[formelements] ^config[named;header and rows] ^config[append;rows] ^config[insert;row;rows] "
      "^config[insert;rows] ^config[join;table;] ^config[remove;row;number]",
-     "Makes or changes the current table."},
+     "Creates or changes the current table."},
     {"load", op_load, 0, evaluated, "^load[file] ^load[named;file]", "Reads the current table from a data file."},
     {"save", op_save, 0, lazy, "^save[file] ^save[file;text]", "Writes the current table, or a text, to a data file."},
-    {"flip", op_flip, 1, lazy, "^flip[table]", "A table of the cells of another table's current row."},
+    {"flip", op_flip, 1, lazy, "^flip[table]", "Creates a table from the cells of another table's current row."},
     {"context", op_context, 0, lazy, "^context[name] ^context[name;body]",
-     "Chooses the current table, for good or for a body."},
-    {"empty", op_empty, 2, lazy, "^empty[text if empty;text if not]", "Whether the current table has rows."},
+     "Selects the current table, permanently or for a body."},
+    {"empty", op_empty, 2, lazy, "^empty[text if empty;text if not]",
+     "Chooses a text by whether the current table has rows."},
     {"locate", op_locate, 2, evaluated, "^locate[column;value]", "Finds a row by a cell and makes it current."},
     {"shift", op_shift, 1, evaluated, "^shift[step]", "Moves the current row."},
     {"item", op_item, 0, evaluated, "^item[column] ^item[table;column] ^item[prev;column] ^item[next;column]",
      "A cell of the current row, or a count.", pure},
-    {"table", op_table, 0, lazy, "^table[columns;cell;filler]", "The rows as cells of an HTML table."},
-    {"menu", op_menu, 0, lazy, "^menu[row;separator]", "The rows one after the other."},
+    {"table", op_table, 0, lazy, "^table[columns;cell;filler]", "Arranges the rows as cells of an HTML table."},
+    {"menu", op_menu, 0, lazy, "^menu[row;separator]", "Evaluates a text for each row."},
 };
 
 }  // namespace
