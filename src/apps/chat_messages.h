@@ -9,7 +9,7 @@ namespace quillet {
 
 // The newest lines of an index. Deliberate: one line fewer than `lines`, after the end of the line before
 // them; an index of fewer lines is given whole.
-[[nodiscard]] std::string_view newest_lines(std::string_view index, long long lines);
+[[nodiscard]] std::string_view newest_lines(std::string_view index QUILLET_VIEWED, long long lines);
 
 // The text escaped for HTML, with a blank in every word after 34 bytes, an escaped one counted as one.
 // Deliberate: "&" stays as it is.

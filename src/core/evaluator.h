@@ -15,8 +15,13 @@
 
 #include "core/operators.h"
 #include "core/text.h"
+#include "core/viewed.h"
 
 namespace quillet {
+
+// Calls may be nested this deep; one level more yields "[infinite operator recursion detected]".
+// Calls of unknown names, and calls refused at the limit, count for the rest of the process.
+constexpr int max_call_depth = 999;
 
 // Whether evaluating the text can change it.
 [[nodiscard]] inline bool has_markup(std::string_view source) { return source.find('^') != std::string_view::npos; }
@@ -29,14 +34,14 @@ void evaluate(std::string_view source, text &out);
 // the source, which must live as long.
 class expansion {
  public:
-  explicit expansion(std::string_view source) : source_(source) {
+  explicit expansion(std::string_view source QUILLET_VIEWED) : source_(source) {
     if (has_markup(source)) {
       source_ = {};
       evaluate(source, value_);
     }
   }
-  [[nodiscard]] std::string_view view() const { return value_.is_null() ? source_ : value_.view(); }
-  operator std::string_view() const { return view(); }  // NOLINT(google-explicit-constructor)
+  [[nodiscard]] std::string_view view() const QUILLET_VIEWED { return value_.is_null() ? source_ : value_.view(); }
+  operator std::string_view() const QUILLET_VIEWED { return view(); }  // NOLINT(google-explicit-constructor)
   [[nodiscard]] bool is_empty() const { return view().empty(); }
 
  private:
@@ -44,7 +49,7 @@ class expansion {
   text value_;
 };
 
-[[nodiscard]] inline expansion evaluate(std::string_view source) { return expansion(source); }
+[[nodiscard]] inline expansion evaluate(std::string_view source QUILLET_VIEWED) { return expansion(source); }
 
 // The expansion as a text of its own, which may be changed and outlives the source; null when empty.
 [[nodiscard]] text evaluate_copy(std::string_view source);

@@ -13,6 +13,7 @@
 #include <string_view>
 
 #include "core/memory.h"
+#include "core/viewed.h"
 
 namespace quillet {
 
@@ -35,12 +36,12 @@ class text {
   [[nodiscard]] bool is_null() const noexcept { return capacity_ == 0; }
   [[nodiscard]] bool is_empty() const noexcept { return size_ == 0; }
   [[nodiscard]] std::size_t size() const noexcept { return size_; }
-  [[nodiscard]] const char *data() const noexcept { return on_heap() ? heap_ : inline_; }
-  [[nodiscard]] char *data() noexcept { return on_heap() ? heap_ : inline_; }
+  [[nodiscard]] const char *data() const noexcept QUILLET_VIEWED { return on_heap() ? heap_ : inline_; }
+  [[nodiscard]] char *data() noexcept QUILLET_VIEWED { return on_heap() ? heap_ : inline_; }
   // The bytes followed by a NUL byte, for the C library; "" for null.
-  [[nodiscard]] const char *c_str() const noexcept { return is_null() ? "" : data(); }
-  [[nodiscard]] std::string_view view() const noexcept { return {data(), size_}; }
-  operator std::string_view() const noexcept { return view(); }  // NOLINT(google-explicit-constructor)
+  [[nodiscard]] const char *c_str() const noexcept QUILLET_VIEWED { return is_null() ? "" : data(); }
+  [[nodiscard]] std::string_view view() const noexcept QUILLET_VIEWED { return {data(), size_}; }
+  operator std::string_view() const noexcept QUILLET_VIEWED { return view(); }  // NOLINT(google-explicit-constructor)
 
   // Appends; appending nothing changes nothing, so a null text stays null. `bytes` may be a part of
   // this text.
@@ -96,7 +97,7 @@ class text {
 // The same, but nothing gives an empty text that is present.
 [[nodiscard]] text copy_counted(std::string_view source, std::size_t n);
 // `length` bytes from `start`, both clamped to the source; an empty view when nothing is left.
-[[nodiscard]] std::string_view substring(std::string_view source, std::size_t start, std::size_t length);
+[[nodiscard]] std::string_view substring(std::string_view source QUILLET_VIEWED, std::size_t start, std::size_t length);
 
 // Replaces `count` bytes at `start` (both clamped) by `insert`; a result without bytes is null.
 // `insert` must not be a part of `target`.
@@ -109,7 +110,7 @@ void insert_at(text &target, std::size_t start, std::string_view insert);
 [[nodiscard]] text concat(std::initializer_list<std::string_view> parts);
 
 // `source` up to its first NUL byte: what remains of bytes from outside when they become text.
-[[nodiscard]] std::string_view until_nul(std::string_view source);
+[[nodiscard]] std::string_view until_nul(std::string_view source QUILLET_VIEWED);
 
 // --- cutting -----------------------------------------------------------------------------------
 // Each cuts `head` just before what was looked for and gives the bytes after it, or leaves `head`
@@ -185,7 +186,7 @@ std::string_view url_decode(char *bytes, std::size_t length);
 class decimal_digits {
  public:
   explicit decimal_digits(long long number);
-  operator std::string_view() const {  // NOLINT(google-explicit-constructor)
+  operator std::string_view() const QUILLET_VIEWED {  // NOLINT(google-explicit-constructor)
     return {bytes_ + start_, size_};
   }
 

@@ -2,10 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <string>
-
-#include "core/evaluator.h"
 
 namespace quillet {
 namespace {
@@ -84,52 +81,6 @@ TEST(append_error, gives_name_and_message_in_brackets) {
   text out("before "sv);
   append_error(out, "if", "wrong param count");
   EXPECT_EQ(out.view(), "before [if: wrong param count]");
-}
-
-TEST(parameters, past_the_last_one_are_empty) {
-  parameters p;
-  p.add("a");
-  EXPECT_EQ(p.count(), 1);
-  EXPECT_EQ(p[0], "a");
-  EXPECT_EQ(p[1], "");
-  EXPECT_EQ(p[18], "");
-}
-
-TEST(parameters, know_their_last_one) {
-  parameters p;
-  p.add("a");
-  p.add("b");
-  EXPECT_EQ(p.last(), "b");
-}
-
-TEST(parameters, evaluated_in_place_hold_their_value) {
-  parameters p;
-  p.add("x^;y");
-  p.add("^^");
-  p.evaluate_in_place(0);
-  EXPECT_EQ(p[0], "x;y");
-  EXPECT_EQ(p[1], "^^");
-  p.evaluate_in_place(5);
-  p.evaluate_all_in_place();
-  EXPECT_EQ(p[0], "x;y");
-  EXPECT_EQ(p[1], "^");
-}
-
-TEST(parameters, can_be_evaluated_in_place_twice) {
-  parameters p;
-  p.add("^^^^^^^^");
-  p.evaluate_in_place(0);
-  EXPECT_EQ(p[0], "^^^^");
-  p.evaluate_in_place(0);
-  EXPECT_EQ(p[0], "^^");
-}
-
-TEST(parameters, without_markup_are_not_copied) {
-  const std::string source = "plain";
-  parameters p;
-  p.add(source);
-  p.evaluate_in_place(0);
-  EXPECT_EQ(p[0].data(), source.data());
 }
 
 }  // namespace
