@@ -5,6 +5,7 @@
 #include <functional>
 #include <vector>
 
+#include "core/preparation.h"
 #include "core/scan.h"
 
 namespace quillet {
@@ -226,7 +227,7 @@ bool repeated_text::holds(std::string_view part) const {
 }
 
 bool repeated_text::expand(std::string_view part, text &out) {
-  if (!holds(part)) return false;
+  if (!preparation_enabled() || !holds(part)) return false;
   if (prepared_ == nullptr) prepared_ = std::make_unique<prepared_texts>();
   const prepared_text *prepared = prepared_->find(part);
   if (prepared != nullptr) prepared->expand(out);
@@ -293,6 +294,8 @@ void evaluate(std::string_view source, text &out) {
 }
 
 int call_depth() { return depth; }
+
+void forget_calls() { depth = 0; }
 
 unsigned long effect_count() { return effects; }
 

@@ -114,6 +114,9 @@ void invoke_operator(std::string_view name, parameters &parameters, text &out);
 // The calls under way, and those that count for the rest of the process.
 [[nodiscard]] int call_depth();
 
+// No call is under way, and none counts.
+void forget_calls();
+
 // How many calls so far may have changed something. While it stays the same, evaluating a text again
 // gives what it gave before.
 [[nodiscard]] unsigned long effect_count();

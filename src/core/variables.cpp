@@ -57,4 +57,6 @@ void variable_append(std::string_view name, std::string_view bytes) {
   }
 }
 
+void forget_variables() { dictionary_init(variables); }
+
 }  // namespace quillet

@@ -17,5 +17,7 @@ void variable_set(std::string_view name, text value);
 void variable_assign(std::string_view name, std::string_view bytes);
 // Appends to the variable, in place; one that does not exist is made, unless there is nothing to append.
 void variable_append(std::string_view name, std::string_view bytes);
+// Removes all of them.
+void forget_variables();
 
 }  // namespace quillet

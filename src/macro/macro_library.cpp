@@ -145,4 +145,9 @@ int define_macros(std::string_view source, text *output) {
   return count;
 }
 
+void forget_macros() {
+  dictionary_init(macros);
+  outlived.clear();
+}
+
 }  // namespace quillet

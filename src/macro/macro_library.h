@@ -59,4 +59,7 @@ int define_macros(std::string_view source, text *output);
 // Appends the result of `^macro[name]`.
 void call_macro(std::string_view name, text &out);
 
+// Removes every macro; none may be running.
+void forget_macros();
+
 }  // namespace quillet
