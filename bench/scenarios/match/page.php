@@ -1,1 +1,1 @@
-<p><?= preg_replace('/[0-9]+/', '<b>$0</b>', htmlspecialchars(rtrim(file_get_contents('_text-' . (int)$_GET['n']), "\n"))) ?></p>
+<p><?= preg_replace('/([a-z]+) ([0-9]+)/', '<b>$2</b> $1', htmlspecialchars(rtrim(file_get_contents('_text-' . (int)$_GET['n']), "\n"))) ?></p>

@@ -3,8 +3,8 @@ Content-type: text/html
 
 <%
 local function down(n)
-  if n == 0 then return "x" end
-  return "<i>" .. down(n - 1) .. "</i>"
+  if n == 0 then %>x<% return end
+  %><i><% down(n - 1) %></i><%
 end
-for k = 1, 200 do %><p><%= down(200) %></p>
+for k = 1, 200 do %><p><% down(200) %></p>
 <% end %>

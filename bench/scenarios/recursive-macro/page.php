@@ -1,7 +1,13 @@
 <?php
 function down($n) {
-  return $n ? '<i>' . down($n - 1) . '</i>' : 'x';
+  if ($n == 0) {
+    echo 'x';
+    return;
+  }
+  echo '<i>';
+  down($n - 1);
+  echo '</i>';
 }
 for ($k = 1; $k <= 200; $k++): ?>
-<p><?= down(200) ?></p>
+<p><?php down(200) ?></p>
 <?php endfor ?>

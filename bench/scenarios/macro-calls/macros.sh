@@ -1,0 +1,1 @@
+product() { printf '%s' "<span class=\"product\">$1</span> for <span class=\"price\">$2 euros</span>"; }
