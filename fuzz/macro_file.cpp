@@ -38,11 +38,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
   define_macros(source, &output);
   // A macro may define others.
   std::vector<std::string> names;
-  for (const auto &macro : macros.entries) names.emplace_back(macro->key.view());
+  for (const auto &[name, macro] : macros) names.push_back(name);
   for (const std::string &name : names) {
     text again;
     call_macro(name, again);
   }
-  dictionary_init(macros);
+  forget_macros();
   return 0;
 }

@@ -80,7 +80,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
   optimize_output(page);
   if (page.view().find('\0') != std::string_view::npos) std::abort();
   depth = 0;
-  dictionary_init(variables);
+  forget_variables();
   tables.set_limit(0);
   tables.set_current_name({});
   return 0;

@@ -1,62 +1,94 @@
 #include "core/variables.h"
 
+#include <memory>
+#include <unordered_map>
 #include <utility>
 
-#include "core/dictionary.h"
+#include "core/keyed_hash.h"
 
 namespace quillet {
 
 namespace {
 
-string_dictionary variables;
+std::unordered_map<std::string_view, std::unique_ptr<variable>, keyed_hasher> variables;
 
-// The entry found last: a page asks for the same variable again and again.
-std::size_t last_position = 0;
-
-// Whether there is a variable of that name; `position` becomes its place.
-bool find_variable(std::string_view name, std::size_t &position) {
-  if (last_position < variables.entries.size() && equal_names(variables.entries[last_position]->key, name)) {
-    position = last_position;
-    return true;
-  }
-  if (!dictionary_find(variables, name, position)) return false;
-  last_position = position;
-  return true;
-}
+// The one found last: a page asks for the same variable again and again.
+variable *last_found = nullptr;
 
 }  // namespace
 
-std::string_view variable_get(std::string_view name) {
-  std::size_t position = 0;
-  return find_variable(name, position) ? variables.entries[position]->value.view() : std::string_view();
+void variable::set(text value) {
+  if (value.is_null()) return remove();
+  value_ = std::move(value);
+  text_changed();
 }
 
-bool variable_exists(std::string_view name) { return dictionary_exists(variables, name); }
+void variable::assign(std::string_view bytes) {
+  if (bytes.empty()) return remove();
+  value_.assign(bytes);
+  text_changed();
+}
+
+void variable::append(std::string_view bytes) {
+  if (!exists_) return assign(bytes);
+  if (text_is_stale_) print_integer();
+  value_.append(bytes);
+  text_changed();
+}
+
+void variable::remove() {
+  value_.clear();
+  text_changed();
+  exists_ = false;
+}
+
+void variable::print_integer() {
+  value_.assign(decimal_digits(static_cast<long long>(number_)));
+  text_is_stale_ = false;
+}
+
+variable *find_variable(std::string_view name) {
+  if (last_found != nullptr && equal_names(last_found->name(), name)) return last_found;
+  const auto found = variables.find(name);
+  if (found == variables.end()) return nullptr;
+  return last_found = found->second.get();
+}
+
+variable &variable_named(std::string_view name) {
+  if (variable *found = find_variable(name)) return *found;
+  auto made = std::make_unique<variable>(name);
+  last_found = made.get();
+  variables.emplace(made->name(), std::move(made));
+  return *last_found;
+}
+
+void forget_variables() {
+  last_found = nullptr;
+  variables.clear();
+}
+
+std::string_view variable_get(std::string_view name) {
+  variable *const found = find_variable(name);
+  return found == nullptr ? std::string_view() : found->value();
+}
+
+bool variable_exists(std::string_view name) {
+  const variable *const found = find_variable(name);
+  return found != nullptr && found->exists();
+}
 
 void variable_set(std::string_view name, text value) {
-  std::size_t position = 0;
-  if (!value.is_null() && find_variable(name, position)) {
-    variables.entries[position]->value = std::move(value);
-  } else {
-    dictionary_set(variables, name, std::move(value));
-  }
+  if (!value.is_null()) return variable_named(name).set(std::move(value));
+  if (variable *found = find_variable(name)) found->remove();
 }
 
 void variable_assign(std::string_view name, std::string_view bytes) {
-  std::size_t position = 0;
-  if (bytes.empty() || !find_variable(name, position)) return variable_set(name, copy_prefix(bytes, bytes.size()));
-  variables.entries[position]->value.assign(bytes);
+  if (!bytes.empty()) return variable_named(name).assign(bytes);
+  if (variable *found = find_variable(name)) found->remove();
 }
 
 void variable_append(std::string_view name, std::string_view bytes) {
-  std::size_t position = 0;
-  if (find_variable(name, position)) {
-    variables.entries[position]->value.append(bytes);
-  } else if (!bytes.empty()) {
-    dictionary_set(variables, name, text(bytes));
-  }
+  if (!bytes.empty()) variable_named(name).append(bytes);
 }
-
-void forget_variables() { dictionary_init(variables); }
 
 }  // namespace quillet

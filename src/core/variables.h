@@ -7,17 +7,71 @@
 
 namespace quillet {
 
-// The variable's text, empty when there is none. It lives until the variable is set again.
-[[nodiscard]] std::string_view variable_get(std::string_view name);
-// Whether there is a variable of that name.
-[[nodiscard]] bool variable_exists(std::string_view name);
-// Sets the variable; a null value removes it. Names are case-sensitive.
-void variable_set(std::string_view name, text value);
-// Sets the variable to a copy of the bytes; none removes it.
-void variable_assign(std::string_view name, std::string_view bytes);
-// Appends to the variable, in place; one that does not exist is made, unless there is nothing to append.
-void variable_append(std::string_view name, std::string_view bytes);
-// Removes all of them.
+// A variable's name and, while it exists, its text. What the text is as a number is kept beside it; a
+// variable that was set to an integer makes its text when somebody asks for it.
+class variable {
+ public:
+  explicit variable(std::string_view name) : name_(name) {}
+
+  [[nodiscard]] std::string_view name() const { return name_; }
+  [[nodiscard]] bool exists() const { return exists_; }
+  // Its text; a view without data when it does not exist. It lives until the variable is set again.
+  [[nodiscard]] std::string_view value() {
+    if (text_is_stale_) print_integer();
+    return exists_ ? value_.view() : std::string_view();
+  }
+
+  // Null removes the variable.
+  void set(text value);
+  // A copy of the bytes; none removes the variable.
+  void assign(std::string_view bytes);
+  // The decimal digits of the number.
+  void assign_integer(int number) {
+    number_ = number;
+    exists_ = knows_number_ = is_integer_ = text_is_stale_ = true;
+  }
+  // In place; a variable that does not exist is made, unless there is nothing to append.
+  void append(std::string_view bytes);
+  void remove();
+
+  // Whether the text was set as an integer, which it is then.
+  [[nodiscard]] bool is_integer() const { return is_integer_; }
+  // The number that the text reads as, if `keep_number` has said it of this text, or it is an integer.
+  [[nodiscard]] bool knows_number() const { return knows_number_; }
+  [[nodiscard]] double number() const { return number_; }
+  void keep_number(double number) {
+    number_ = number;
+    knows_number_ = true;
+  }
+
+ private:
+  void print_integer();
+  void text_changed() {
+    exists_ = true;
+    knows_number_ = is_integer_ = text_is_stale_ = false;
+  }
+
+  text name_;
+  text value_;
+  double number_ = 0;
+  bool exists_ = false;
+  bool knows_number_ = false;
+  bool is_integer_ = false;
+  bool text_is_stale_ = false;
+};
+
+// The variable of that name, in the letter case given; null when it was never set.
+[[nodiscard]] variable *find_variable(std::string_view name);
+// The same, made when it is not there. It stays in its place until `forget_variables`.
+[[nodiscard]] variable &variable_named(std::string_view name);
+// Removes all of them; nobody may keep one.
 void forget_variables();
+
+// The same by name: what is said at the members of `variable`.
+[[nodiscard]] std::string_view variable_get(std::string_view name);
+[[nodiscard]] bool variable_exists(std::string_view name);
+void variable_set(std::string_view name, text value);
+void variable_assign(std::string_view name, std::string_view bytes);
+void variable_append(std::string_view name, std::string_view bytes);
 
 }  // namespace quillet

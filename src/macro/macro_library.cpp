@@ -1,27 +1,37 @@
 #include "macro/macro_library.h"
 
+#include <functional>
 #include <memory>
+#include <string>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
-#include "core/dictionary.h"
 #include "core/evaluator.h"
+#include "core/keyed_hash.h"
 
 namespace quillet {
 
 namespace {
 
-dictionary<std::unique_ptr<macro>> macros;
+struct name_hasher : keyed_hasher {
+  using is_transparent = void;
+};
+
+std::unordered_map<std::string, std::unique_ptr<macro>, name_hasher, std::equal_to<>> macros;
 
 // Macros that were defined anew while they ran.
 std::vector<std::unique_ptr<macro>> outlived;
 
-// The macro taken out of the dictionary; null when there is none.
+unsigned long generation = 0;
+
+// The macro taken out of the library; null when there is none.
 std::unique_ptr<macro> take_macro(std::string_view name) {
-  std::unique_ptr<macro> taken;
-  std::size_t position = 0;
-  if (dictionary_find(macros, name, position)) taken = std::move(macros.entries[position]->value);
-  dictionary_remove(macros, name);
+  ++generation;
+  const auto found = macros.find(name);
+  if (found == macros.end()) return nullptr;
+  std::unique_ptr<macro> taken = std::move(found->second);
+  macros.erase(found);
   return taken;
 }
 
@@ -29,10 +39,10 @@ std::unique_ptr<macro> take_macro(std::string_view name) {
 void put_macro(std::string_view name, std::unique_ptr<macro> defined) {
   std::unique_ptr<macro> replaced = take_macro(name);
   if (replaced != nullptr && replaced->running > 0) outlived.push_back(std::move(replaced));
-  dictionary_set(macros, name, std::move(defined));
+  if (defined != nullptr) macros.emplace(name, std::move(defined));
 }
 
-// Takes a macro out of the dictionary and puts it back, or removes it, when the scope ends.
+// Takes a macro out of the library and puts it back, or removes it, when the scope ends.
 class macro_set_aside {
  public:
   explicit macro_set_aside(std::string_view name) : name_(name), set_aside_(take_macro(name)) {}
@@ -98,8 +108,9 @@ macro::macro(text &&numbered_body)
       repeated(body) {}
 
 macro *find_macro(std::string_view name) {
-  const std::unique_ptr<macro> *found = name.empty() ? nullptr : dictionary_get(macros, name);
-  return found == nullptr ? nullptr : found->get();
+  if (name.empty()) return nullptr;
+  const auto found = macros.find(name);
+  return found == macros.end() ? nullptr : found->second.get();
 }
 
 void define_macro(std::string_view header, text body) {
@@ -145,9 +156,12 @@ int define_macros(std::string_view source, text *output) {
   return count;
 }
 
+unsigned long macro_generation() { return generation; }
+
 void forget_macros() {
-  dictionary_init(macros);
+  macros.clear();
   outlived.clear();
+  ++generation;
 }
 
 }  // namespace quillet

@@ -30,6 +30,10 @@ struct macro {
 // running then, as long as the process.
 [[nodiscard]] macro *find_macro(std::string_view name);
 
+// Changes whenever a macro is defined, removed, or set aside: as long as it stays the same, a name means the same
+// macro.
+[[nodiscard]] unsigned long macro_generation();
+
 // A call of a macro, under way as long as the scope.
 class macro_call_scope {
  public:

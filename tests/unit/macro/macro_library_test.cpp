@@ -4,7 +4,6 @@
 
 #include <string>
 
-#include "core/dictionary.h"
 #include "core/evaluator.h"
 #include "macro/macro_operators.h"
 
