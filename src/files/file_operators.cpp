@@ -126,7 +126,7 @@ int read_names(std::string_view directory, const regular_expression *pattern, st
   for (bool at_end = open_directory(directory, reader); !at_end; at_end = next_entry(reader)) {
     if (reader.name.is_empty() || reader.name.view().front() == '.') continue;
     regmatch_t whole;
-    const int result = pattern == nullptr ? 0 : pattern->match(reader.name, 0, {&whole, 1});
+    const int result = pattern == nullptr ? 0 : pattern->match(reader.name, {&whole, 1});
     if (result == 0) names.push_back(copy_text(reader.name));
     if (result != 0 && result != REG_NOMATCH) return result;
   }

@@ -29,13 +29,13 @@ const char unmade_mark = '\0';
 constexpr std::string_view unmade_row(&unmade_mark, 0);
 
 // The table of one match: a row with the columns "match", "\1", "\2" ... for the groups, "prematch" and
-// "postmatch". Only what is read is made: a cell from its place in the subject, the places of the
-// groups by matching once more, the row as a whole when it is used as one.
+// "postmatch". Only what is read is made: a cell from its place in the subject, the row as a whole when it is
+// used as one.
 class match_table : public table_named {
  public:
   // The match is looked for from `offset` on, as if the subject began there.
-  match_table(shared_subject subject, std::size_t offset, const regmatch_t &whole)
-      : table_named(std::string_view()), subject_(std::move(subject)), offset_(offset), whole_(whole) {
+  match_table(shared_subject subject, std::size_t offset, std::vector<regmatch_t> pieces)
+      : table_named(std::string_view()), subject_(std::move(subject)), offset_(offset), pieces_(std::move(pieces)) {
     append(unmade_row);
   }
 
@@ -74,19 +74,12 @@ class match_table : public table_named {
 
   [[nodiscard]] std::string_view piece_at(int column) const {
     const std::string_view from_offset = substring(subject_->bytes, offset_, std::string_view::npos);
-    const auto start = static_cast<std::size_t>(whole_.rm_so);
-    const auto end = static_cast<std::size_t>(whole_.rm_eo);
-    if (column == 0) return from_offset.substr(start, end - start);
-    if (column == group_count() + 1) return from_offset.substr(0, start);
-    if (column == group_count() + 2) return from_offset.substr(end);
-    if (pieces_.empty()) {
-      pieces_.resize(subject_->expression->group_count() + 1);
-      if (subject_->expression->match(from_offset, start, pieces_) != 0) pieces_.assign(pieces_.size(), {-1, -1});
-    }
-    const regmatch_t &group = pieces_[static_cast<std::size_t>(column)];
-    if (group.rm_so < 0) return {};  // it took no part
-    const auto group_start = static_cast<std::size_t>(group.rm_so);
-    return from_offset.substr(group_start, static_cast<std::size_t>(group.rm_eo) - group_start);
+    if (column == group_count() + 1) return from_offset.substr(0, static_cast<std::size_t>(pieces_[0].rm_so));
+    if (column == group_count() + 2) return from_offset.substr(static_cast<std::size_t>(pieces_[0].rm_eo));
+    const regmatch_t &piece = pieces_[static_cast<std::size_t>(column)];
+    if (piece.rm_so < 0) return {};  // a group that took no part
+    return from_offset.substr(static_cast<std::size_t>(piece.rm_so),
+                              static_cast<std::size_t>(piece.rm_eo - piece.rm_so));
   }
 
   [[nodiscard]] std::string_view made_row() const {
@@ -102,8 +95,7 @@ class match_table : public table_named {
 
   shared_subject subject_;
   std::size_t offset_;
-  regmatch_t whole_;
-  mutable std::vector<regmatch_t> pieces_;  // the match and its groups, once a group is read
+  std::vector<regmatch_t> pieces_;  // the match and its groups
   mutable text row_;
   text cell_;
 };
@@ -135,15 +127,15 @@ shared_expression compile(std::string_view expression, std::string_view options)
 // Whether the text has a match, or what its groups are, as a table.
 void test(const shared_expression &expression, std::string_view source, text &out) {
   const bool has_groups = expression->group_count() > 0;
-  regmatch_t whole;
-  const int result = expression->match(source, 0, {&whole, 1});
+  std::vector<regmatch_t> pieces(expression->group_count() + 1);
+  const int result = expression->match(source, pieces);
   if (result == REG_NOMATCH) {
     if (has_groups) remove_current_table();
   } else if (result != 0) {
     expression->append_error(result, out);
   } else if (has_groups) {
     auto subject = std::make_shared<match_subject>(match_subject{expression, text(source)});
-    put_table(std::make_unique<match_table>(std::move(subject), 0, whole));
+    put_table(std::make_unique<match_table>(std::move(subject), 0, std::move(pieces)));
   } else {
     out.append("yes");
   }
@@ -157,15 +149,16 @@ void replace(const shared_subject &subject, std::string_view replacement, bool a
   std::size_t offset = 0;
   do {
     const std::string_view rest = subject->bytes.view().substr(offset);
-    regmatch_t whole;
-    const int result = subject->expression->match(rest, 0, {&whole, 1});
+    std::vector<regmatch_t> pieces(subject->expression->group_count() + 1);
+    const int result = subject->expression->match(rest, pieces);
     if (result == REG_NOMATCH) break;
     if (result != 0) {
       out.truncate(before);
       return subject->expression->append_error(result, out);
     }
+    const regmatch_t whole = pieces[0];
     const table_name_scope name("match");
-    put_table(std::make_unique<match_table>(subject, offset, whole));
+    put_table(std::make_unique<match_table>(subject, offset, std::move(pieces)));
     out.append(rest.substr(0, static_cast<std::size_t>(whole.rm_so)));
     evaluate(replacement, out);
     offset += static_cast<std::size_t>(whole.rm_eo);

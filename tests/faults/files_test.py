@@ -201,6 +201,20 @@ class Matching(PreloadTest):
                                        self.preloading()), "[regex error: Memory exhausted] kept 0")
 
 
+class MatchingMemory(PreloadTest):
+    """A C library whose memory ends while it matches; it says that there is no match."""
+
+    SOURCE = FOLDER / "match_memory.c"
+
+    def test_a_check_that_runs_out_of_memory_ends_the_request(self):
+        for page in ("^match[^^(.)\\1;aa]", "^match[^^(.)\\1;g;x;aa]", "^index[.;^^p]"):
+            with self.subTest(page=page):
+                with self.start("before " + page, self.preloading()) as process:
+                    output, errors = process.communicate(timeout=TIMEOUT)
+                self.assertEqual((process.returncode, output, errors), (254, b"", b""))
+                self.assertTrue(self.error_log().endswith("unable to malloc memory to match a regular expression\n"))
+
+
 class Limits(PageTest):
     def test_without_a_free_descriptor_operators_give_nothing(self):
         self.write("www/part", "included")
