@@ -1,49 +1,13 @@
 // Multipart form bodies (RFC 7578, RFC 2046).
 
-#include <vector>
-
 #include "cgi/charset.h"
 #include "cgi/form.h"
+#include "cgi/mark_finder.h"
 #include "cgi/request.h"
 
 namespace quillet {
 
 namespace {
-
-// Finds a mark in bytes that a visitor chose, as the mark may be: in time that grows with the bytes
-// alone (Knuth, Morris, Pratt: Fast pattern matching in strings, 1977). ASCII letters of either case
-// are the same.
-class mark_finder {
- public:
-  explicit mark_finder(std::string_view mark) : mark_(mark) {
-    lower_in_place(mark_);
-    const std::string_view lowered = mark_;
-    for (std::size_t i = 1, k = 0; i < lowered.size(); ++i) {
-      while (k > 0 && lowered[i] != lowered[k]) k = border_[k - 1];
-      if (lowered[i] == lowered[k]) ++k;
-      border_[i] = k;
-    }
-  }
-
-  [[nodiscard]] std::size_t size() const { return mark_.size(); }
-
-  // The position of the first occurrence at or behind `from`; npos when there is none.
-  [[nodiscard]] std::size_t find(std::string_view source, std::size_t from) const {
-    const std::string_view mark = mark_;
-    std::size_t matched = 0;
-    for (std::size_t i = from; i < source.size(); ++i) {
-      const char c = lower_char(source[i]);
-      while (matched > 0 && c != mark[matched]) matched = border_[matched - 1];
-      if (c == mark[matched] && ++matched == mark.size()) return i + 1 - mark.size();
-    }
-    return std::string_view::npos;
-  }
-
- private:
-  text mark_;
-  // By length of a matched front: the longest front of it that is also its end.
-  std::vector<std::size_t> border_ = std::vector<std::size_t>(mark_.size());
-};
 
 std::size_t find_ignoring_case(std::string_view source, std::string_view mark) {
   return mark_finder(mark).find(source, 0);

@@ -34,6 +34,19 @@ template <char... set>
 #endif
 }
 
+// Bit i is set when byte i of the sixteen at `bytes` is `wanted` once the bits of `fold` are set in it.
+[[nodiscard]] inline std::uint32_t folded_block_mask(const char *bytes, char fold, char wanted) {
+#ifdef __SSE2__
+  const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i *>(bytes));
+  const __m128i hits = _mm_cmpeq_epi8(_mm_or_si128(block, _mm_set1_epi8(fold)), _mm_set1_epi8(wanted));
+  return static_cast<std::uint32_t>(_mm_movemask_epi8(hits));
+#else
+  std::uint32_t mask = 0;
+  for (std::size_t i = 0; i < block_size; ++i) mask |= std::uint32_t{(bytes[i] | fold) == wanted} << i;
+  return mask;
+#endif
+}
+
 // The position of the first byte of the set at or behind `from`; the size of the source when there is
 // none.
 template <char... set>
