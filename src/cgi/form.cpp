@@ -103,7 +103,7 @@ decode_result read_post_body(bool multipart) {
   if (request.content_length == 0) return decode_ok;
   // A length below 0 cannot be allocated.
   const auto length = static_cast<std::size_t>(std::max(0, request.content_length));
-  body_bytes = static_cast<char *>(try_allocate(length));
+  body_bytes = static_cast<char *>(try_allocate_filled(length));
   if (body_bytes == nullptr) {
     log_message(error_log, "unable to malloc %d bytes", request.content_length);
     return decode_no_memory;

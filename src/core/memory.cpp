@@ -2,6 +2,7 @@
 
 #include <sys/mman.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <new>
@@ -27,6 +28,18 @@ void *reallocate(void *block, std::size_t size) {
   void *resized = std::realloc(block, size);
   if (resized == nullptr) fatal("unable to realloc %zu bytes", size);
   return resized;
+}
+
+void *try_allocate_filled(std::size_t size) {
+  constexpr std::size_t huge_page = 2 * 1024 * 1024;
+  if (size < huge_page / 2) return try_allocate(size);
+  void *block = nullptr;
+  // The last page is a huge one when at least half of it is used.
+  const std::size_t huge = (size + huge_page / 2) / huge_page * huge_page;
+  if (posix_memalign(&block, huge_page, std::max(size, huge)) != 0) return nullptr;
+  madvise(block, huge, MADV_HUGEPAGE);
+  if (size > huge) populate(static_cast<char *>(block) + huge, size - huge);
+  return block;
 }
 
 void populate(void *block, std::size_t size) {

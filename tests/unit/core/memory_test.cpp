@@ -57,6 +57,20 @@ TEST(reallocate, without_memory_ends_with_a_log_line) {
             "[time] [path=null]: unable to realloc " + std::to_string(too_much) + " bytes\n");
 }
 
+TEST(try_allocate_filled, gives_a_block_of_every_size) {
+  constexpr std::size_t megabyte = 1024 * 1024;
+  EXPECT_EQ(try_allocate_filled(0), nullptr);
+  for (const std::size_t size :
+       {std::size_t{1}, megabyte - 1, megabyte, 2 * megabyte, 3 * megabyte - 1, 7 * megabyte}) {
+    void *block = try_allocate_filled(size);
+    ASSERT_NE(block, nullptr) << size;
+    std::memset(block, 1, size);
+    release(block);
+  }
+}
+
+TEST(try_allocate_filled, without_memory_is_null) { EXPECT_EQ(try_allocate_filled(too_much), nullptr); }
+
 TEST(try_allocate, without_memory_is_null) {
   EXPECT_EQ(try_allocate(too_much), nullptr);
   EXPECT_EQ(try_allocate(0), nullptr);
