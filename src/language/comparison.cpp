@@ -6,6 +6,7 @@
 
 #include "cgi/request.h"
 #include "core/evaluator.h"
+#include "core/keyed_hash.h"
 #include "core/operators.h"
 
 namespace quillet {
@@ -90,7 +91,7 @@ class word_set {
   }
 
   std::vector<std::string_view> words_;
-  std::unordered_set<std::string_view> index_;  // of the words, once they are many
+  std::unordered_set<std::string_view, keyed_hasher> index_;  // of the words, once they are many
 };
 
 // Appends the words joined by "|".
