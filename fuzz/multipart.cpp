@@ -24,7 +24,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
   quillet::request.content_type = type;
   quillet::decode_multipart(body.data(), body.size());
   quillet_fuzz::check_entries(body);
-  for (const quillet::form_entry &entry : quillet::form_entries()) {
+  for (const quillet::form_entry entry : quillet::form_entries()) {
     if (entry.name.empty() || entry.value.empty()) std::abort();
   }
   quillet::free_form_entries();

@@ -7,7 +7,7 @@
 #include <memory>
 #include <utility>
 
-#include "cgi/charset.h"
+#include "cgi/form_list.h"
 #include "cgi/log.h"
 #include "cgi/request.h"
 #include "core/memory.h"
@@ -18,18 +18,11 @@ namespace {
 
 constexpr std::string_view file_mark = "(file)";
 constexpr std::size_t longest_read = 1048576;
+constexpr std::size_t longest_value = 524286;
 
-// The list grows by doubling. Running out of memory here is the visitor's doing and ends the decoding,
-// so it does not go through the containers, whose allocation never fails.
-form_entry *entries = nullptr;
-std::size_t entry_count = 0;
-std::size_t entry_capacity = 0;
 // What the entries are views of.
 char *query_bytes = nullptr;
 char *body_bytes = nullptr;
-
-std::size_t next_position = 0;     // behind the entry last found
-std::string_view name_last_found;  // its name
 
 // Whether the two are equal over the length of the shorter one, ASCII letters of either case being
 // the same. Deliberate: an empty text matches everything.
@@ -77,26 +70,9 @@ bool decode_form_input() {
 }
 
 void free_form_entries() {
-  release(std::exchange(entries, nullptr));
+  clear_form_entries();
   release(std::exchange(query_bytes, nullptr));
   release(std::exchange(body_bytes, nullptr));
-  entry_count = entry_capacity = 0;
-}
-
-decode_result decode_urlencoded(char *data, std::size_t length) {
-  char *const end = data + length;
-  while (data < end) {
-    char *const equals = std::find(data, end, '=');
-    if (equals == end) break;
-    char *const value = equals + 1;
-    char *const value_end = std::find(value, end, '&');
-    form_entry entry;
-    entry.name = until_nul(url_decode(data, static_cast<std::size_t>(equals - data)));
-    entry.value = url_decode(value, static_cast<std::size_t>(value_end - value));
-    if (!add_form_entry(entry)) return decode_no_memory;
-    data = value_end + (value_end < end ? 1 : 0);
-  }
-  return decode_ok;
 }
 
 decode_result read_post_body(bool multipart) {
@@ -117,78 +93,38 @@ decode_result read_post_body(bool multipart) {
   return multipart ? decode_multipart(body_bytes, length) : decode_urlencoded(body_bytes, length);
 }
 
-bool add_form_entry(const form_entry &entry) {
-  if (entry_count == entry_capacity) {
-    const std::size_t capacity = std::max<std::size_t>(16, entry_capacity * 2);
-    auto *grown = static_cast<form_entry *>(try_allocate(capacity * sizeof(form_entry)));
-    if (grown == nullptr) return false;
-    std::uninitialized_copy_n(entries, entry_count, grown);
-    release(entries);
-    entries = grown;
-    entry_capacity = capacity;
-  }
-  std::construct_at(&entries[entry_count++], entry);
-  return true;
-}
-
-namespace {
-
-// The entries live as long as the process, so the name remembered is theirs and not the caller's.
-const form_entry *find_entry_from_here(std::string_view name) {
-  while (next_position < entry_count) {
-    const form_entry &entry = entries[next_position++];
-    if (entry.name != name) continue;
-    name_last_found = entry.name;
-    return &entry;
-  }
-  return nullptr;
-}
-
-}  // namespace
-
-std::span<const form_entry> form_entries() { return {entries, entry_count}; }
-
-const form_entry *find_form_entry(std::string_view name) {
-  next_position = 0;
-  return find_entry_from_here(name);
-}
-
-const form_entry *find_next_form_entry() { return find_entry_from_here(name_last_found); }
-
 form_result form_value(std::string_view name, std::string_view &value) {
-  const form_entry *entry = find_form_entry(name);
-  if (entry == nullptr) return form_not_found;
+  const std::optional<form_entry> entry = find_form_entry(name);
+  if (!entry) return form_not_found;
   value = entry->value;
   return form_success;
 }
 
 form_result form_string(std::string_view name, std::size_t limit, text &value) {
-  const form_entry *entry = find_form_entry(name);
-  if (entry == nullptr) return form_not_found;
+  const std::optional<form_entry> entry = find_form_entry(name);
+  if (!entry) return form_not_found;
   const std::string_view source = text_of(*entry);
   if (source.empty()) return form_empty;
   return append_normalised(source, limit == 0 ? 0 : limit - 1, value) ? form_success : form_truncated;
 }
 
 std::size_t form_space_needed(std::string_view name) {
-  const form_entry *entry = find_form_entry(name);
-  if (entry == nullptr) return 1;
+  const std::optional<form_entry> entry = find_form_entry(name);
+  if (!entry) return 1;
   return (entry->is_file() ? file_mark.size() : entry->value.size()) + 1;
 }
 
+bool is_oversized(const form_entry &entry) { return !entry.is_file() && entry.value.size() > longest_value; }
+
 text form_text(std::string_view name) {
   text value;
-  const std::size_t space = form_space_needed(name);
-  if (space <= largest_field) form_string(name, space, value);
+  const std::optional<form_entry> entry = find_form_entry(name);
+  if (entry && !is_oversized(*entry)) append_form_text(*entry, value);
   return value;
 }
 
-std::vector<text> form_strings(std::string_view name) {
-  std::vector<text> values;
-  for (const form_entry *entry = find_form_entry(name); entry != nullptr; entry = find_next_form_entry()) {
-    append_normalised(text_of(*entry), std::string_view::npos, values.emplace_back());
-  }
-  return values;
+void append_form_text(const form_entry &entry, text &out) {
+  append_normalised(text_of(entry), std::string_view::npos, out);
 }
 
 bool append_normalised(std::string_view value, std::size_t limit, text &out) {

@@ -2,9 +2,8 @@
 #pragma once
 
 #include <cstddef>
-#include <span>
+#include <optional>
 #include <string_view>
-#include <vector>
 
 #include "core/text.h"
 
@@ -56,13 +55,35 @@ decode_result read_post_body(bool multipart);
 // Appends an entry to the list; false when memory runs out.
 [[nodiscard]] bool add_form_entry(const form_entry &entry);
 
-// All entries, in the order they arrived; names may repeat.
-[[nodiscard]] std::span<const form_entry> form_entries();
+// All entries, in the order they arrived; names may repeat. They are put together as they are asked for.
+class form_entry_list {
+ public:
+  class iterator {
+   public:
+    explicit iterator(std::size_t position) : position_(position) {}
+    form_entry operator*() const { return form_entry_list()[position_]; }
+    iterator &operator++() {
+      ++position_;
+      return *this;
+    }
+    bool operator==(const iterator &) const = default;
 
-// The first entry whose name is exactly `name`, and the next one after the last one found; null when
-// there is none.
-[[nodiscard]] const form_entry *find_form_entry(std::string_view name);
-[[nodiscard]] const form_entry *find_next_form_entry();
+   private:
+    std::size_t position_;
+  };
+
+  [[nodiscard]] std::size_t size() const;
+  [[nodiscard]] bool empty() const { return size() == 0; }
+  [[nodiscard]] form_entry operator[](std::size_t position) const;
+  [[nodiscard]] iterator begin() const { return iterator(0); }
+  [[nodiscard]] iterator end() const { return iterator(size()); }
+};
+[[nodiscard]] inline form_entry_list form_entries() { return {}; }
+
+// The first entry whose name is exactly `name`, and the next one after the last one found; nothing when there
+// is none. Asking for one name after another takes linear time in all, whatever the names are.
+[[nodiscard]] std::optional<form_entry> find_form_entry(std::string_view name);
+[[nodiscard]] std::optional<form_entry> find_next_form_entry();
 
 // The value as the client sent it, the bytes of an uploaded file included; `form_not_found` or success.
 form_result form_value(std::string_view name, std::string_view &value);
@@ -72,18 +93,17 @@ form_result form_value(std::string_view name, std::string_view &value);
 // value has no bytes.
 form_result form_string(std::string_view name, std::size_t limit, text &value);
 
-// Operators do not read a value that needs more bytes than this.
-constexpr std::size_t largest_field = 524287;
+// Whether the value is too long for operators to read: more than 524,286 bytes. "(file)" never is.
+[[nodiscard]] bool is_oversized(const form_entry &entry);
 
 // The bytes that `form_string` needs for the whole value, its NUL byte included; 1 without a field.
 [[nodiscard]] std::size_t form_space_needed(std::string_view name);
 
-// The whole value as text; null when there is no such field, when it is empty, and when it needs more than
-// `largest_field` bytes.
+// The whole value as text; null when there is no such field, when it is empty, and when it is oversized.
 [[nodiscard]] text form_text(std::string_view name);
 
-// The values of every field of that name as text, in the order they arrived.
-[[nodiscard]] std::vector<text> form_strings(std::string_view name);
+// Appends the whole value of an entry as text, as `form_string` gives it.
+void append_form_text(const form_entry &entry, text &out);
 
 // Each run of carriage returns and line feeds becomes as many line feeds as the larger of the two
 // counts in the run. Appends at most `limit` bytes; false when something was left.

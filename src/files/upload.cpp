@@ -82,8 +82,8 @@ void store(const form_entry &file, std::string_view field, std::string_view name
 void answer_upload(const parameters &parameters, text &out) {
   constexpr std::string_view no_file = "(no file)";
   const std::string_view field = parameters[0];
-  const form_entry *file = find_form_entry(field);
-  if (file == nullptr) return report_upload(field, no_file, "no such field", out);
+  const std::optional<form_entry> file = find_form_entry(field);
+  if (!file) return report_upload(field, no_file, "no such field", out);
   if (!file->is_file()) {
     return report_upload(field, no_file, "field is not of file type/wrong method/enctype", out);
   }

@@ -23,10 +23,11 @@ namespace {
 // [form element name exceeds maxlength]
 void op_form(parameters &parameters, text &out) {
   const std::string_view name = parameters[0];
-  const std::size_t space = form_space_needed(name);
-  if (space > largest_field) return out.append(concat({"[form element ", name, " exceeds maxlength]"}));
+  const std::optional<form_entry> entry = find_form_entry(name);
+  if (!entry) return;
+  if (is_oversized(*entry)) return out.append(concat({"[form element ", name, " exceeds maxlength]"}));
   text value;
-  form_string(name, space, value);
+  append_form_text(*entry, value);
   quote(value, false, out);
 }
 
@@ -43,10 +44,10 @@ bool is_number(std::string_view value) {
 // The value of the form field when it has the form of a number: a sign, digits, a decimal point.
 // Otherwise, and without such a field, "0".
 void op_number(parameters &parameters, text &out) {
-  const std::size_t space = form_space_needed(parameters[0]);
+  const std::optional<form_entry> entry = find_form_entry(parameters[0]);
   text value;
-  const bool readable = space <= largest_field && form_string(parameters[0], space, value) != form_not_found;
-  out.append(readable && is_number(value) ? value.view() : "0");
+  if (entry && !is_oversized(*entry)) append_form_text(*entry, value);
+  out.append(entry && !is_oversized(*entry) && is_number(value) ? value.view() : "0");
 }
 
 // ^query[]
@@ -82,10 +83,12 @@ void op_uri(parameters &, text &out) { out.append(request.request_uri); }
 void op_combine(parameters &parameters, text &out) {
   const std::string_view separator = parameters.count() > 1 ? parameters[1] : "|";
   bool first = true;
-  for (const text &value : form_strings(parameters[0])) {
+  for (auto entry = find_form_entry(parameters[0]); entry; entry = find_next_form_entry()) {
     if (!first) quote(separator, false, out);
-    quote(value, false, out);
     first = false;
+    text value;
+    append_form_text(*entry, value);
+    quote(value, false, out);
   }
 }
 

@@ -16,7 +16,7 @@ namespace {
 // One row for each form field, its name.
 std::unique_ptr<table> form_element_table() {
   auto made = std::make_unique<table>(std::string_view());
-  for (const form_entry &entry : form_entries()) {
+  for (const form_entry entry : form_entries()) {
     text name(entry.name);
     replace_chars(name, '\n', ' ');  // a visitor's line feed must not make two rows of one when saved
     made->append_row(name);

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <deque>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -29,7 +30,8 @@ list decoded(std::string_view data) {
   const std::size_t before = form_entries().size();
   EXPECT_EQ(decode_urlencoded(keep(data), data.size()), decode_ok);
   list added;
-  for (const form_entry &entry : form_entries().subspan(before)) {
+  for (std::size_t i = before; i < form_entries().size(); ++i) {
+    const form_entry entry = form_entries()[i];
     EXPECT_FALSE(entry.is_file());
     added.push_back(std::string(entry.name) + "=" + std::string(entry.value));
   }
@@ -143,14 +145,14 @@ TEST(decode_urlencoded, follows_the_plain_rule_on_random_texts) {
 
 TEST(find_form_entry, gives_the_first_of_that_name_and_then_the_next) {
   decoded("find1=1&other=2&find1=3");
-  const form_entry *first = find_form_entry("find1");
-  ASSERT_NE(first, nullptr);
+  const auto first = find_form_entry("find1");
+  ASSERT_TRUE(first);
   EXPECT_EQ(first->value, "1");
-  const form_entry *second = find_next_form_entry();
-  ASSERT_NE(second, nullptr);
+  const auto second = find_next_form_entry();
+  ASSERT_TRUE(second);
   EXPECT_EQ(second->value, "3");
-  EXPECT_EQ(find_next_form_entry(), nullptr);
-  EXPECT_EQ(find_next_form_entry(), nullptr);
+  EXPECT_FALSE(find_next_form_entry());
+  EXPECT_FALSE(find_next_form_entry());
 }
 
 TEST(find_form_entry, starts_at_the_front_each_time) {
@@ -161,25 +163,74 @@ TEST(find_form_entry, starts_at_the_front_each_time) {
 
 TEST(find_form_entry, compares_the_whole_name_in_its_letter_case) {
   decoded("Find3=1");
-  EXPECT_EQ(find_form_entry("find3"), nullptr);
-  EXPECT_EQ(find_form_entry("Find"), nullptr);
-  EXPECT_EQ(find_form_entry("Find33"), nullptr);
-  EXPECT_EQ(find_next_form_entry(), nullptr);
+  EXPECT_FALSE(find_form_entry("find3"));
+  EXPECT_FALSE(find_form_entry("Find"));
+  EXPECT_FALSE(find_form_entry("Find33"));
+  EXPECT_FALSE(find_next_form_entry());
 }
 
 TEST(find_next_form_entry, does_not_need_the_name_any_more) {
   decoded("find4=1&find4=2");
   auto name = std::make_unique<std::string>("find4");
-  ASSERT_NE(find_form_entry(*name), nullptr);
+  ASSERT_TRUE(find_form_entry(*name));
   name.reset();
-  ASSERT_NE(find_next_form_entry(), nullptr);
+  ASSERT_TRUE(find_next_form_entry());
 }
 
 TEST(add_form_entry, keeps_thousands) {
   const std::size_t before = form_entries().size();
   for (int i = 0; i < 5000; ++i) ASSERT_TRUE(add_form_entry({"add", "value", {}}));
   EXPECT_EQ(form_entries().size(), before + 5000);
-  EXPECT_EQ(form_entries().back().value, "value");
+  EXPECT_EQ(form_entries()[before + 4999].value, "value");
+}
+
+// Every name of a list of entries and some others, in random order, often enough for the index: each found as by
+// going through the list.
+void expect_lookups_follow_the_list(quillet_tests::random_texts &random) {
+  const auto all = form_entries();
+  for (std::size_t n = 0; n < 12 * all.size(); ++n) {
+    const std::string name = n % 7 == 0 ? "none" : std::string(all[random.number(all.size())].name);
+    std::size_t at = 0;
+    const auto next = [&] {
+      while (at < all.size() && all[at].name != name) ++at;
+      return at < all.size() ? std::optional(all[at++]) : std::nullopt;
+    };
+    auto found = find_form_entry(name);
+    for (std::size_t more = 1 + random.number(4); more > 0; --more, found = find_next_form_entry()) {
+      const auto expected = next();
+      ASSERT_EQ(found.has_value(), expected.has_value()) << name;
+      if (!found) break;
+      ASSERT_EQ(found->value.data(), expected->value.data()) << name;
+    }
+  }
+}
+
+TEST(find_form_entry, finds_the_same_by_the_index_as_one_by_one) {
+  quillet_tests::random_texts random(17);
+  constexpr std::string_view pieces[] = {"a=1", "b=2", "ab=", "=", "c%00=x", "%63=y", "long+name+in+words=z"};
+  for (const std::size_t count : {1U, 16U, 17U, 18U, 60U, 400U}) {
+    free_form_entries();
+    std::string data;
+    for (std::size_t i = 0; i < count; ++i) {
+      data += random.text(pieces, 1) + "&f" + std::to_string(random.number(count)) + "=" + std::to_string(i) + "&";
+    }
+    decoded(data);
+    expect_lookups_follow_the_list(random);
+    ASSERT_TRUE(add_form_entry({"f1", "added later", {}}));
+    ASSERT_TRUE(add_form_entry({"none", "added later", "file"}));
+    decoded("f2=more&none=more");
+    expect_lookups_follow_the_list(random);
+  }
+  free_form_entries();
+}
+
+// Going through the list for each name would take hours.
+TEST(find_form_entry, takes_linear_time_for_every_name_of_a_long_list) {
+  std::string data;
+  for (int i = 0; i < 500'000; ++i) data += "f" + std::to_string(i) + "=&";
+  decode_urlencoded(data.data(), data.size());
+  for (const form_entry entry : form_entries()) ASSERT_EQ(find_form_entry(entry.name)->name, entry.name);
+  free_form_entries();
 }
 
 // --- the accessors ---
@@ -270,15 +321,17 @@ TEST(form_space_needed, of_an_uploaded_file_is_that_of_the_mark) {
 
 TEST(form_space_needed, of_a_missing_field_is_1) { EXPECT_EQ(form_space_needed("never sent"), 1U); }
 
-TEST(form_strings, gives_every_value_of_the_name) {
+TEST(append_form_text, gives_every_value_of_a_name) {
   decoded("strings=1&other=x&strings=&strings=a%0D%0Ab");
   ASSERT_TRUE(add_form_entry({"strings", "bytes", "file"}));
   list values;
-  for (const text &value : form_strings("strings")) values.emplace_back(value.view());
+  for (auto entry = find_form_entry("strings"); entry; entry = find_next_form_entry()) {
+    text value;
+    append_form_text(*entry, value);
+    values.emplace_back(value.view());
+  }
   EXPECT_EQ(values, (list{"1", "", "a\nb", "(file)"}));
 }
-
-TEST(form_strings, of_a_missing_field_gives_none) { EXPECT_TRUE(form_strings("never sent").empty()); }
 
 // --- line breaks ---
 

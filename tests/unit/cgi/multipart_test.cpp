@@ -33,7 +33,8 @@ list decoded(std::string_view body, std::string_view type = plain_type, decode_r
   EXPECT_EQ(decode_multipart(keep(body), body.size()), expected);
   request.content_type = "";
   list added;
-  for (const form_entry &entry : form_entries().subspan(before)) {
+  for (std::size_t i = before; i < form_entries().size(); ++i) {
+    const form_entry entry = form_entries()[i];
     std::string shown(entry.name);
     if (entry.is_file()) shown += "<" + std::string(entry.file_name) + ">";
     added.push_back(shown + "=" + std::string(entry.value));
@@ -231,7 +232,8 @@ std::string decode_request(std::string_view method, std::string_view type, std::
                request.content_length = static_cast<int>(body.size());
                const bool decoded_all = decode_form_input();
                std::printf("%s", decoded_all ? "" : "failed ");
-               for (const form_entry &entry : form_entries().subspan(before)) {
+               for (std::size_t i = before; i < form_entries().size(); ++i) {
+                 const form_entry entry = form_entries()[i];
                  std::printf("%.*s ", static_cast<int>(entry.name.size()), entry.name.data());
                }
              },
