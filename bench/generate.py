@@ -15,6 +15,7 @@ SOURCE = pathlib.Path(__file__).parent / "scenarios"
 WORDS = ("garden spade walnut basket summer water kettle ladder window market autumn orchard pepper "
          "yellow little narrow gentle broken evening morning between behind across under because").split()
 UPLOAD_BOUNDARY = "----WebKitFormBoundary7MA4YWxkTrZu0gW"
+UPLOAD_TYPE = "multipart/form-data; boundary=" + UPLOAD_BOUNDARY
 UPLOAD_BYTES = 10_000_000
 
 LUA_HEAD = "#!/usr/bin/haserl --shell=lua\nContent-type: text/html\n\n"

@@ -33,10 +33,9 @@ def made_with(build):
     }
 
 
-def count(program, file, folder, query="", body=None):
-    """Instructions of one request."""
-    command = [*VALGRIND, str(program)]
-    report = requests.run(command, requests.environment(file, folder, query, body), folder, body, read_from=2).output
+def count(program, values, folder, body=None):
+    """Instructions of one request with these values in its environment."""
+    report = requests.run([*VALGRIND, str(program)], values, folder, body, read_from=2).output
     return int(re.search(rb"Collected : (\d+)", report).group(1))
 
 
@@ -45,7 +44,8 @@ def count_page(page, scenarios, program):
     with tempfile.TemporaryDirectory(prefix="quillet-", dir="/tmp") as place:
         folder = pathlib.Path(place) / "site"
         shutil.copytree(scenarios / page.folder, folder)
-        return count(program, folder / "page.html", folder, page.query, folder / page.body if page.body else None)
+        body = folder / page.body if page.body else None
+        return count(program, requests.environment(folder / "page.html", folder, page.query, body), folder, body)
 
 
 def read_kept():

@@ -11,7 +11,9 @@ import sys
 sys.dont_write_bytecode = True
 
 import generate  # noqa: E402
+import growth  # noqa: E402
 import instructions  # noqa: E402
+import memory  # noqa: E402
 import pages  # noqa: E402
 import report  # noqa: E402
 
@@ -64,6 +66,33 @@ def count_instructions(options):
     return bool(dearer)
 
 
+def measure_growth(options):
+    grown, failed = [], False
+    for each in growth.chosen(options.names):
+        try:
+            grown.append(growth.measure(each, options.quillet.resolve(), options.rounds))
+            print(report.growth_table(grown[-1:]).splitlines()[-1], file=sys.stderr, flush=True)
+        except RuntimeError as error:
+            print(f"{each.name}: FAILED: {error}")
+            failed = True
+    text = report.growth_table(grown)
+    if not options.names:
+        taken = growth.milliseconds_of_nested_calls(options.quillet.resolve(), options.rounds)
+        text += f"\n100,000 calls nested in one text take {taken:.0f} ms (target: {growth.NESTED_TARGET}).\n"
+    print(text)
+    if options.keep and not failed:
+        report.keep("growth", text)
+    return failed
+
+
+def measure_memory(options):
+    text = report.memory_table(memory.measure(options.quillet.resolve(), BINARIES / "peak_memory"))
+    print(text)
+    if options.keep:
+        report.keep("memory", text)
+    return False
+
+
 def main():
     parser = argparse.ArgumentParser(prog="scripts/bench")
     kinds = parser.add_subparsers(required=True)
@@ -72,7 +101,14 @@ def main():
     kind.add_argument("--rounds", type=int)
     kind.add_argument("--before", type=pathlib.Path, help="another build of quillet, to compare with it alone")
     kind.set_defaults(run=measure_pages)
-    kind.add_argument("--keep", action="store_true", help="write the result into docs/performance.md")
+    kind = kinds.add_parser("growth", help="what ten and a hundred times as much costs")
+    kind.add_argument("names", nargs="*", metavar="WORD", help="the cases with this word in their names")
+    kind.add_argument("--rounds", type=int, default=5)
+    kind.set_defaults(run=measure_growth)
+    kind = kinds.add_parser("memory", help="the most memory that a request has")
+    kind.set_defaults(run=measure_memory)
+    for kind in kinds.choices.values():
+        kind.add_argument("--keep", action="store_true", help="write the result into docs/performance.md")
     kind = kinds.add_parser("instructions", help="instruction counts of the pages")
     kind.add_argument("names", nargs="*", metavar="W1", help="some of them")
     kind.add_argument("--check", action="store_true", help="compare with those kept instead of keeping them")

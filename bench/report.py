@@ -2,6 +2,7 @@
 
 import pathlib
 
+import growth
 import pages
 import picture
 
@@ -46,6 +47,25 @@ def before_table(measured):
     rows = [[each.page.name, each.page.what, milliseconds(each.median("quillet")), milliseconds(each.median("before")),
              f"{each.ratio('quillet', 'before'):.3f}", f"{each.ratio('quillet', 'native'):.2f}"] for each in measured]
     return table(["", "CPU time in ms", "quillet", "before", "quillet / before", "quillet / native"], rows)
+
+
+def growth_table(grown):
+    """Exponents: 1 is linear. What is named as inherent has no target."""
+    rows = []
+    for each in grown:
+        exponents = each.exponents()
+        missed = max(exponents[:2]) > growth.TARGET and not each.case.inherent
+        rows.append([each.case.name, "" if each.counts else "time only", f"{100 * each.n:,}",
+                     milliseconds(each.times[3]), *(f"{exponent:.2f}" for exponent in exponents),
+                     "" if each.case.inherent else f"{growth.TARGET}", "missed" if missed else ""])
+    return table(["what there are n of", "", "100 n", "ms", "n to 10 n", "10 n to 100 n", "the same by time", "target",
+                  ""], rows)
+
+
+def memory_table(rows):
+    return table(["", "", "bytes", "most resident, MB", "less 4 MB, times the bytes", "target", ""],
+                 [[each.what, "of " + each.of, f"{size:,}", f"{taken / 2 ** 20:.1f}", f"{times:.2f}",
+                   f"{each.target}", met(times, each.target)] for each, size, taken, times in rows])
 
 
 def keep(name, text):

@@ -20,8 +20,8 @@ class Result:
         return self.output[at + length:]
 
 
-def environment(page, folder, query="", body=None):
-    """The same for every program but for the page's path; `body` is the file of a multipart form."""
+def environment(page, folder, query="", body=None, content_type=generate.UPLOAD_TYPE):
+    """The same for every program but for the page's path; `body` is the file of a form that is sent."""
     values = {
         "PATH": "/usr/local/bin:/usr/bin:/bin",
         "GATEWAY_INTERFACE": "CGI/1.1",
@@ -49,7 +49,7 @@ def environment(page, folder, query="", body=None):
         "PHP_INI_SCAN_DIR": str(php_settings(pathlib.Path(folder))),
     }
     if body:
-        values["CONTENT_TYPE"] = "multipart/form-data; boundary=" + generate.UPLOAD_BOUNDARY
+        values["CONTENT_TYPE"] = content_type
         values["CONTENT_LENGTH"] = str(os.path.getsize(body))
     return values
 
