@@ -8,22 +8,12 @@
 
 #include "cgi/log.h"
 #include "core/expression_cost.h"
+#include "core/needed_byte.h"
 #include "core/trial.h"
 
 namespace quillet {
 
 namespace {
-
-// 0 or the C library's error. The process itself never compiles what a trial did not survive.
-int compile_safely(const char *expression, int flags, bool try_first, regex_t &compiled) {
-  if (try_first) {
-    const pid_t trial = start_trial();
-    if (trial == 0) _exit(regcomp(&compiled, expression, flags));
-    const int result = end_trial(trial);
-    if (result != 0) return result < 0 ? REG_ESPACE : result;
-  }
-  return regcomp(&compiled, expression, flags);
-}
 
 // 0, REG_NOMATCH or an error. The C library says "no match", too, when it has no memory; only errno tells.
 int match_once(const regex_t &compiled, std::string_view subject, std::span<regmatch_t> pieces) {
@@ -32,6 +22,14 @@ int match_once(const regex_t &compiled, std::string_view subject, std::span<regm
   errno = 0;
   const int result = regexec(&compiled, subject.data(), pieces.size(), pieces.data(), REG_STARTEND);
   return result == REG_NOMATCH && errno == ENOMEM ? REG_ESPACE : result;
+}
+
+void move_by(std::span<regmatch_t> pieces, std::ptrdiff_t distance) {
+  for (regmatch_t &piece : pieces) {
+    if (piece.rm_so < 0) continue;
+    piece.rm_so += static_cast<regoff_t>(distance);
+    piece.rm_eo += static_cast<regoff_t>(distance);
+  }
 }
 
 // --- the expressions used last ---
@@ -48,36 +46,45 @@ std::size_t next_kept = 0;
 
 }  // namespace
 
-regular_expression::regular_expression(std::string_view expression, int flags) {
-  const expression_cost cost = estimate_cost(expression);
-  may_not_end_ = cost == expression_cost::unbounded;
-  // The C library takes the empty expression; the language does not.
-  error_ = expression.empty() ? REG_BADPAT
-                              : compile_safely(text(expression).c_str(), REG_EXTENDED | flags,
-                                               cost != expression_cost::small, compiled_);
+regular_expression::regular_expression(std::string_view expression, int flags) : source_(expression), flags_(flags) {
+  if (expression.empty()) {  // the C library takes it; the language does not
+    error_ = REG_BADPAT;
+    return;
+  }
+  cost_ = estimate_cost(expression);
+  if (flags == 0 && cost_ == expression_cost::small) {
+    if (const std::optional<position_automaton> automaton = read_automaton(expression)) {
+      linear_ = std::make_unique<linear_matcher>(*automaton);
+      group_count_ = automaton->groups.size();
+      return;
+    }
+  }
+  error_ = compile();
+  if (error_ != 0) return;
+  group_count_ = compiled_.re_nsub;
+  needed_byte_ = needed_byte(expression, flags);
 }
 
 regular_expression::~regular_expression() {
-  if (error_ == 0) regfree(&compiled_);
+  if (is_compiled_) regfree(&compiled_);
 }
 
-int regular_expression::match(std::string_view subject, std::span<regmatch_t> pieces) const {
-  // Asked for fewer places the C library may give another match, or none.
-  if (pieces.size() <= group_count()) {
-    std::vector<regmatch_t> all(group_count() + 1);
-    const int result = match(subject, all);
-    std::copy_n(all.begin(), pieces.size(), pieces.begin());
-    return result;
-  }
-  if (may_not_end_) {
+// 0 or the C library's error. The process itself never compiles what a trial did not survive.
+int regular_expression::compile() const {
+  const int flags = REG_EXTENDED | flags_;
+  if (cost_ != expression_cost::small) {
     const pid_t trial = start_trial();
-    if (trial == 0) _exit(match_once(compiled_, subject, pieces));
+    if (trial == 0) _exit(regcomp(&compiled_, source_.c_str(), flags));
     const int result = end_trial(trial);
     if (result != 0) return result < 0 ? REG_ESPACE : result;
   }
-  const int result = match_once(compiled_, subject, pieces);
-  if (result == REG_ESPACE && errno == ENOMEM) fatal("unable to malloc memory to match a regular expression");
-  return result;
+  const int error = regcomp(&compiled_, source_.c_str(), flags);
+  is_compiled_ = error == 0;
+  return error;
+}
+
+int regular_expression::match(std::string_view subject, std::span<regmatch_t> pieces) const {
+  return match_search(*this, subject).find(0, pieces);
 }
 
 void regular_expression::append_error(int error, text &out) const {
@@ -86,6 +93,58 @@ void regular_expression::append_error(int error, text &out) const {
   out.append("[regex error: ");
   out.append(message);
   out.append(']');
+}
+
+int match_search::find(std::size_t offset, std::span<regmatch_t> pieces) {
+  if (way_ == way::untried) {
+    const bool is_linear = expression_.linear_ != nullptr && expression_.linear_->mark(subject_, marks_);
+    way_ = is_linear ? way::linear : way::by_library;
+  }
+  if (way_ == way::linear) return find_linearly(offset, pieces);
+  const std::string_view rest = subject_.substr(offset);
+  if (expression_.needed_byte_ && rest.find(*expression_.needed_byte_) == std::string_view::npos) return REG_NOMATCH;
+  return expression_.match_by_library(rest, pieces);
+}
+
+int match_search::find_linearly(std::size_t offset, std::span<regmatch_t> pieces) {
+  const linear_matcher &matcher = *expression_.linear_;
+  if (!matcher.find(marks_, offset, pieces[0])) return REG_NOMATCH;
+  const regmatch_t whole = pieces[0];
+  const auto distance = static_cast<std::ptrdiff_t>(offset);
+  const std::size_t groups = expression_.group_count_;
+  if (pieces.size() > 1 && groups > 0 && !matcher.automaton().groups_are_certain) {
+    const std::string_view span =
+        subject_.substr(static_cast<std::size_t>(whole.rm_so), static_cast<std::size_t>(whole.rm_eo - whole.rm_so));
+    const int result = expression_.match_by_library(span, pieces);
+    if (result == 0) move_by(pieces, whole.rm_so - distance);
+    return result;
+  }
+  std::fill(pieces.begin() + 1, pieces.end(), regmatch_t{-1, -1});
+  if (pieces.size() > 1 && groups > 0) matcher.find_groups(marks_, whole, pieces.subspan(1));
+  move_by(pieces, -distance);
+  return 0;
+}
+
+int regular_expression::match_by_library(std::string_view subject, std::span<regmatch_t> pieces) const {
+  if (!is_compiled_) {
+    if (const int error = compile(); error != 0) return error;
+  }
+  // Asked for fewer places the C library may give another match, or none.
+  if (pieces.size() <= group_count_) {
+    std::vector<regmatch_t> all(group_count_ + 1);
+    const int result = match_by_library(subject, all);
+    std::copy_n(all.begin(), pieces.size(), pieces.begin());
+    return result;
+  }
+  if (cost_ == expression_cost::unbounded) {
+    const pid_t trial = start_trial();
+    if (trial == 0) _exit(match_once(compiled_, subject, pieces));
+    const int result = end_trial(trial);
+    if (result != 0) return result < 0 ? REG_ESPACE : result;
+  }
+  const int result = match_once(compiled_, subject, pieces);
+  if (result == REG_ESPACE && errno == ENOMEM) fatal("unable to malloc memory to match a regular expression");
+  return result;
 }
 
 std::shared_ptr<const regular_expression> compile_expression(std::string_view expression, int flags) {

@@ -146,11 +146,12 @@ void test(const shared_expression &expression, std::string_view source, text &ou
 void replace(const shared_subject &subject, std::string_view replacement, bool all, text &out) {
   const loop_scope scope(replacement);
   const std::size_t before = out.size();
+  match_search search(*subject->expression, subject->bytes);
   std::size_t offset = 0;
   do {
     const std::string_view rest = subject->bytes.view().substr(offset);
     std::vector<regmatch_t> pieces(subject->expression->group_count() + 1);
-    const int result = subject->expression->match(rest, pieces);
+    const int result = search.find(offset, pieces);
     if (result == REG_NOMATCH) break;
     if (result != 0) {
       out.truncate(before);

@@ -1,9 +1,10 @@
 // Compares regular_expression with the C library: random expressions, the error or the number of groups of each, and
-// the match and every group in random texts, as one call of the C library for all of them gives it.
+// every match with all its groups in random texts, as one call of the C library for all of them gives it.
 //
-//     compare_with_library [COUNT [FIRST]]
+//     compare_with_library [COUNT [FIRST [linear]]]
 //
-// COUNT expressions, numbered from FIRST on; the expression of a number is always the same. What the C library does not
+// COUNT expressions, numbered from FIRST on; the expression of a number is always the same. With "linear" only such
+// as the linear matcher is made for, and more texts for each. What the C library does not
 // survive, or needs too long for, must be refused. Every comparison is made in a child process: if it dies, the next
 // one goes on after the expression that killed it.
 #include <regex.h>
@@ -17,8 +18,11 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "core/expression_cost.h"
+#include "core/position_automaton.h"
 #include "core/regular_expression.h"
 #include "random_expression.h"
 
@@ -33,11 +37,11 @@ struct progress {
   long number;
   stage at;
   unsigned text;
-  long expressions, invalid, pairs, matches, refused, unsure, different;
+  long expressions, linear, certain, invalid, pairs, matches, refused, unsure, different;
 };
 progress *shared;
 
-constexpr unsigned texts_each = 6;
+bool linear_only = false;
 constexpr double clearly_too_long = 1.0;  // seconds; the limit is half of it
 constexpr double clearly_short = 0.2;
 
@@ -49,15 +53,17 @@ struct experiment {
 
 experiment make_experiment(long number) {
   random_numbers random(static_cast<std::uint64_t>(number));
-  constexpr expression_kind kinds[] = {expression_kind::everyday, expression_kind::everyday, expression_kind::everyday,
-                                       expression_kind::everyday, expression_kind::any,      expression_kind::any,
-                                       expression_kind::any,      expression_kind::broken,   expression_kind::broken,
+  constexpr expression_kind kinds[] = {expression_kind::everyday, expression_kind::narrow, expression_kind::everyday,
+                                       expression_kind::narrow,   expression_kind::any,    expression_kind::any,
+                                       expression_kind::any,      expression_kind::broken, expression_kind::broken,
                                        expression_kind::nested};
   experiment result;
-  result.expression = random_expression(random, kinds[random.below(10)]);
-  if (random.one_in(6)) result.flags |= REG_ICASE;
-  if (random.one_in(6)) result.flags |= REG_NEWLINE;
-  for (unsigned i = 0; i < texts_each; ++i) result.texts.push_back(random_text(random, result.expression, 4 + 5 * i));
+  result.expression = random_expression(random, kinds[random.below(linear_only ? 4 : 10)]);
+  if (random.one_in(6) && !linear_only) result.flags |= REG_ICASE;
+  if (random.one_in(6) && !linear_only) result.flags |= REG_NEWLINE;
+  const unsigned texts = linear_only ? 20 : 6;
+  for (unsigned i = 0; i < texts; ++i)
+    result.texts.push_back(random_text(random, result.expression, 4 + 30 * i / texts));
   return result;
 }
 
@@ -97,16 +103,32 @@ std::string error_text(int error, const regex_t &compiled) {
   return std::string("[regex error: ") + message + "]";
 }
 
-// The C library's answer for each text; a text that takes it rather long gives an empty one.
+// One match after the other, each looked for in what is left after the one before, or after the next byte.
+template <typename Find>
+std::string all_matches(const std::string &subject, std::size_t groups, Find find) {
+  std::string answers;
+  std::vector<regmatch_t> pieces(groups + 1);
+  for (std::size_t offset = 0; offset <= subject.size() && answers.size() < 500;) {
+    const int result = find(offset, pieces);
+    answers += shown(result, pieces) + "; ";
+    if (result != 0) break;
+    offset += static_cast<std::size_t>(pieces[0].rm_eo) + (pieces[0].rm_eo > pieces[0].rm_so ? 0 : 1);
+  }
+  return answers;
+}
+
+// The C library's answers for each text; an empty one for a text that takes it rather long.
 std::vector<std::string> library_answers(const experiment &made, const regex_t &compiled) {
   std::vector<std::string> answers;
   for (const std::string &subject : made.texts) {
     shared->text = static_cast<unsigned>(answers.size());
     limit_time(clearly_too_long);
     const double start = processor_time();
-    std::vector<regmatch_t> pieces(compiled.re_nsub + 1);
-    const int result = regexec(&compiled, subject.c_str(), pieces.size(), pieces.data(), 0);
-    answers.push_back(processor_time() - start < clearly_short ? shown(result, pieces) : "");
+    const auto find = [&](std::size_t offset, std::vector<regmatch_t> &pieces) {
+      return regexec(&compiled, subject.c_str() + offset, pieces.size(), pieces.data(), 0);
+    };
+    std::string answer = all_matches(subject, compiled.re_nsub, find);
+    answers.push_back(processor_time() - start < clearly_short ? std::move(answer) : "");
   }
   return answers;
 }
@@ -114,25 +136,35 @@ std::vector<std::string> library_answers(const experiment &made, const regex_t &
 void compare_matches(const experiment &made, const regular_expression &tested,
                      const std::vector<std::string> &answers) {
   for (std::size_t i = 0; i < answers.size(); ++i) {
-    std::vector<regmatch_t> pieces(tested.group_count() + 1);
-    const int result = tested.match(made.texts[i], pieces);
-    const std::string answer = shown(result, pieces);
+    const std::string &subject = made.texts[i];
+    quillet::match_search search(tested, subject);
+    const auto find = [&](std::size_t offset, std::vector<regmatch_t> &pieces) {
+      const int result = search.find(offset, pieces);
+      regmatch_t whole;
+      if (search.find(offset, {&whole, 1}) != result ||
+          (result == 0 && (whole.rm_so != pieces[0].rm_so || whole.rm_eo != pieces[0].rm_eo))) {
+        report(made, "the match alone is another one", subject);
+      }
+      shared->matches += result == 0;
+      return result;
+    };
+    const std::string answer = all_matches(subject, tested.group_count(), find);
     ++shared->pairs;
-    shared->matches += result == 0;
     if (answers[i].empty()) {
       ++shared->unsure;
     } else if (answer != answers[i]) {
-      report(made, ("not as in the C library, " + answers[i] + ", but " + answer).c_str(), made.texts[i]);
-    }
-    regmatch_t whole;
-    if (tested.match(made.texts[i], {&whole, 1}) != result ||
-        (result == 0 && (whole.rm_so != pieces[0].rm_so || whole.rm_eo != pieces[0].rm_eo))) {
-      report(made, "the match alone is another one", made.texts[i]);
+      report(made, ("not as in the C library, " + answers[i] + "but " + answer).c_str(), subject);
     }
   }
 }
 
+bool is_linear(const experiment &made) {
+  return made.flags == 0 && quillet::estimate_cost(made.expression) == quillet::expression_cost::small &&
+         quillet::read_automaton(made.expression).has_value();
+}
+
 void compare(const experiment &made) {
+  if (linear_only && !is_linear(made)) return;
   shared->at = stage::library_compiles;
   limit_time(clearly_too_long);
   const double start = processor_time();
@@ -149,6 +181,10 @@ void compare(const experiment &made) {
   if (tested.error() != 0) tested.append_error(tested.error(), message);
   ++shared->expressions;
   shared->invalid += error != 0;
+  if (is_linear(made)) {
+    ++shared->linear;
+    shared->certain += tested.group_count() > 0 && quillet::read_automaton(made.expression)->groups_are_certain;
+  }
   shared->unsure += unsure;
   if (unsure) return;
   if (tested.error() != error) {
@@ -174,10 +210,15 @@ void expect_refusal(const experiment &made, stage killed_at, unsigned text) {
     if (tested.error() != REG_ESPACE) report(made, "compiled, which the C library cannot", "");
     return;
   }
-  std::vector<regmatch_t> pieces(tested.group_count() + 1);
-  const int result = tested.match(made.texts[text], pieces);
-  if (result == REG_ESPACE) return;
-  report(made, ("the C library cannot match this, but " + shown(result, pieces)).c_str(), made.texts[text]);
+  quillet::match_search search(tested, made.texts[text]);
+  int result = 0;
+  const auto find = [&](std::size_t offset, std::vector<regmatch_t> &pieces) {
+    return result = search.find(offset, pieces);
+  };
+  const std::string answer = all_matches(made.texts[text], tested.group_count(), find);
+  // Without a byte that it needs a text is not even tried.
+  if (result == REG_ESPACE || result == REG_NOMATCH) return;
+  report(made, ("the C library cannot match this, but " + answer).c_str(), made.texts[text]);
 }
 
 // Runs `work` in a child process with 1 GB of memory; whether it ended by itself.
@@ -205,6 +246,7 @@ bool survives(Work work) {
 int main(int count, char **arguments) {
   const long first = count > 2 ? atol(arguments[2]) : 1;
   const long end = first + (count > 1 ? atol(arguments[1]) : 20000);
+  linear_only = count > 3 && strcmp(arguments[3], "linear") == 0;
   shared = static_cast<progress *>(
       mmap(nullptr, sizeof(progress), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
   long next = first;
@@ -226,8 +268,9 @@ int main(int count, char **arguments) {
       report(made, "kills the program and the C library", "");
     }
   }
-  printf("expressions %ld (invalid %ld, too much for the C library %ld), pairs %ld (matches %ld), unsure %ld\n",
-         shared->expressions, shared->invalid, shared->refused, shared->pairs, shared->matches, shared->unsure);
+  printf("expressions %ld: invalid %ld, linear %ld (with certain groups %ld), too much for the C library %ld\n",
+         shared->expressions, shared->invalid, shared->linear, shared->certain, shared->refused);
+  printf("texts %ld: matches %ld, unsure %ld\n", shared->pairs, shared->matches, shared->unsure);
   printf("different: %ld\n", shared->different);
   return shared->different == 0 && shared->expressions > 0 ? 0 : 1;
 }

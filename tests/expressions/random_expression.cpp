@@ -18,6 +18,7 @@ constexpr std::string_view everyday_atoms[] = {"a",           "b",
                                                "\n",          "A",
                                                "[A-Z]",       "aa",
                                                "\xE4",        "[\xE0-\xFF]"};
+constexpr std::string_view narrow_atoms[] = {"a", "b", "c", "ab", "ba", ".", "[ab]", "[bc]", "[^a]"};
 constexpr std::string_view any_atoms[] = {"^",   "$",     "\\b",  "\\B",    "\\<",  "\\>", "\\`",       "\\'",
                                           "\\1", "\\2",   "\\w",  "\\W",    "\\s",  "\\S", "[[.a.]]",   "[[=a=]]",
                                           "()",  "(^|a)", "(a$)", "(a|ab)", "^*",   "{",   "[[.-.]-a]", "[[:upper:]]",
@@ -34,12 +35,13 @@ constexpr std::string_view scraps[] = {"(",        ")",        "|",   "*",      
 
 std::string atom(random_numbers &random, expression_kind kind) {
   if (kind == expression_kind::nested) return std::string(random.one_of(nested_atoms));
+  if (kind == expression_kind::narrow) return std::string(random.one_of(narrow_atoms));
   if (kind == expression_kind::any && random.one_in(3)) return std::string(random.one_of(any_atoms));
   return std::string(random.one_of(everyday_atoms));
 }
 
 void append_repetitions(random_numbers &random, expression_kind kind, std::string &out) {
-  if (kind == expression_kind::everyday) {
+  if (kind == expression_kind::everyday || kind == expression_kind::narrow) {
     if (random.one_in(3)) out += random.one_of(repetitions);
   } else if (kind == expression_kind::any) {
     if (random.one_in(3)) out += random.one_of(all_repetitions);
@@ -85,11 +87,13 @@ std::string random_expression(random_numbers &random, expression_kind kind) {
 }
 
 std::string random_text(random_numbers &random, std::string_view expression, unsigned longest) {
+  const bool is_narrow = expression.find_first_not_of("abc.[]^()|*+?") == std::string_view::npos;
+  constexpr std::string_view narrow_others = "abc";
   constexpr std::string_view others = "aabbcAB01,- @x\n\xE4._";
   std::string result;
   const unsigned length = random.below(longest + 1);
   for (unsigned i = 0; i < length; ++i) {
-    const std::string_view from = random.one_in(3) ? expression : others;
+    const std::string_view from = is_narrow ? narrow_others : random.one_in(3) ? expression : others;
     result += from[random.below(static_cast<unsigned>(from.size()))];
   }
   return result;

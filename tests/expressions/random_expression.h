@@ -30,6 +30,7 @@ class random_numbers {
 // What kinds of expressions there are.
 enum class expression_kind {
   everyday,  // what pages use: sets, groups, alternatives, repetitions
+  narrow,    // the same with very few bytes, so that there are many ways to match
   any,       // everything that the C library knows, back references and word boundaries too
   nested,    // repetitions of repetitions of what may be nothing
   broken,    // pieces of expressions in any order, mostly wrong

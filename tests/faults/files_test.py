@@ -197,7 +197,7 @@ class Matching(PreloadTest):
 
     def test_an_error_of_matching_keeps_the_current_table(self):
         self.write("www/sub/.hidden", "x")
-        self.assertEqual(self.run_page("^config[kept]^index[.;.] ^item[0] ^index[sub;.]^item[count]",
+        self.assertEqual(self.run_page("^config[kept]^index[.;^^.] ^item[0] ^index[sub;^^.]^item[count]",
                                        self.preloading()), "[regex error: Memory exhausted] kept 0")
 
 
