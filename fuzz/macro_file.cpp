@@ -5,7 +5,7 @@
 #include <vector>
 
 // The sources themselves rather than their headers: the calls that stay counted and the macros, which
-// the program keeps for its one request, start anew with each input.
+// the program keeps for its one request, start again with each input.
 #include "core/evaluator.cpp"  // NOLINT(bugprone-suspicious-include)
 #include "core/file.h"
 #include "macro/macro_library.cpp"  // NOLINT(bugprone-suspicious-include)

@@ -4,7 +4,7 @@
 #include <string>
 
 // The sources themselves rather than their headers: what the program keeps for its one request, the
-// calls that stay counted, the variables and the tables, starts anew with each input.
+// calls that stay counted, the variables and the tables, starts again with each input.
 #include "cgi/optimizer.h"
 #include "core/evaluator.cpp"  // NOLINT(bugprone-suspicious-include)
 #include "core/variables.cpp"  // NOLINT(bugprone-suspicious-include)

@@ -36,7 +36,7 @@ def picture(art, **colors):
 
 
 def blocks(data):
-    """The data in blocks of at most 255 bytes, each behind its length, and the empty one at the end."""
+    """The data in blocks of at most 255 bytes, each after its length, and the empty one at the end."""
     parts = [data[at:at + 255] for at in range(0, len(data), 255)]
     return b"".join(bytes([len(part)]) + part for part in parts) + b"\0"
 

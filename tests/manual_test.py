@@ -51,7 +51,7 @@ def operators_of_source(path):
 
 
 def comments_of_source(path):
-    """{name: (synopsis, messages)} of the comments above the operators. A form and a message stand on a line of
+    """{name: (synopsis, messages)} of the comments above the operators. A form and a message are on a line of
     their own."""
     comments = {}
     for comment in re.findall(r"(?:^//.*\n)+", path.read_text(), re.MULTILINE):

@@ -53,7 +53,7 @@ class PageTest(unittest.TestCase):
         `wrapper`: the command line of a program that runs it."""
         program = PROGRAM
         if unprivileged and os.getuid() == 0:
-            program = self.root / "program"  # the folder of the build may be closed to others
+            program = self.root / "program"  # the build directory may be closed to others
             if not program.exists():
                 shutil.copy(PROGRAM, program)
             options |= {"user": NOBODY, "group": NOBODY, "extra_groups": []}

@@ -22,7 +22,7 @@ TESTS = Path(__file__).resolve().parent
 TIMEOUT = 60  # seconds for one case
 STACK = 8 << 20  # what a web server's processes have
 
-# Sections that may be written once for each argument, and those that stand once in a case. A section
+# Sections that may be written once for each argument, and those that occur once in a case. A section
 # written again goes on where it left off.
 WITH_ARGUMENT = {"file", "after", "absent", "status", "mode"}
 WITHOUT_ARGUMENT = {"page", "env", "body", "arguments", "limits", "expect", "response", "error_log", "access_log",
@@ -347,7 +347,7 @@ def find_cases(paths):
 
 
 def find_examples(folder):
-    """The examples of the manual's pages: a fenced block "page" and the blocks behind it, up to "output", or
+    """The examples of the manual's pages: a fenced block "page" and the blocks after it, up to "output", or
     "response" for one with its headers."""
     examples = []
     for page in sorted(folder.rglob("*.md")):

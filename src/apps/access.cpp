@@ -11,8 +11,8 @@ namespace quillet {
 
 namespace {
 
-// The answer of one "require" line's words behind "require"; empty when it decides nothing. `key` is the
-// name between two blanks.
+// The answer of one "require" line's words after "require"; empty when it decides nothing. `key` is the
+// name between two spaces.
 std::string_view decide(std::string_view rest, std::string_view key) {
   const std::string_view kind = next_token(rest, ' ');
   if (kind == "valid-user") return "yes";
@@ -24,7 +24,7 @@ std::string_view decide(std::string_view rest, std::string_view key) {
 }
 
 // The answer of an access file's first line that decides; empty when none does. Deliberate: words are
-// separated by single blanks, so that two blanks make an empty word and a tab separates nothing.
+// separated by single spaces, so that two spaces make an empty word and a tab separates nothing.
 std::string_view decide_by_file(std::string_view content, std::string_view key) {
   while (content.data() != nullptr) {
     std::string_view line = next_token(content, '\n');

@@ -24,7 +24,7 @@ void bitmap_font::draw(std::string_view line, int x, int y, int advance, gdImage
   }
 }
 
-// A character that the font lacks is drawn as ".", or as the blank when it lacks that too.
+// A character that the font lacks is drawn as ".", or as the space when it lacks that too.
 const bitmap_font::glyph &bitmap_font::glyph_of(char character) {
   std::optional<glyph> &known = known_glyphs_[static_cast<unsigned char>(character)];
   if (!known) {
@@ -39,7 +39,7 @@ const bitmap_font::glyph &bitmap_font::glyph_of(char character) {
 }
 
 // The last column with a pixel, but not the first one, and two. Outside the picture all pixels are of
-// index 0, so one row there stands for all.
+// index 0, so one row there represents all.
 int bitmap_font::measure(long long first_row) const {
   const long long past_rows = std::min<long long>(first_row + cell_height_ - 1, gdImageSY(strip_) + 1);
   int last = 0;

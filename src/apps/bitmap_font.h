@@ -1,14 +1,14 @@
-// Bitmap fonts: glyphs that stand one below the other in a GIF picture.
+// Bitmap fonts: glyphs that are one below the other in a GIF picture.
 //
 // Three lines describe a font:
 //
 //     fonts/small.gif          the picture
-//     12<tab>4                 height of a glyph's cell, advance of the blank
+//     12<tab>4                 height of a glyph's cell, advance of the space
 //      .ABCabc                 the characters, in the order of their glyphs
 //
 // Glyph i, counted from 0, has the rows i * height + 1 to i * height + height - 1; the row above them
-// belongs to none. It is as wide as its pixels, and one more for the gap behind it. The first character
-// is the blank: it is never drawn.
+// belongs to none. It is as wide as its pixels, and one more for the gap after it. The first character
+// is the space: it is never drawn.
 #pragma once
 
 #include <array>

@@ -35,7 +35,7 @@ void op_log(parameters &parameters, text &) {
 // ^login[]
 // ^login[shown]
 //
-// The name in the form field `login`, its blanks as "_"; with a parameter that has any text, with blanks.
+// The name in the form field `login`, its spaces as "_"; with a parameter that has any text, with spaces.
 void op_login(parameters &parameters, text &out) {
   const text login = chat_login();
   if (parameters[0].empty()) return out.append(login);
@@ -44,7 +44,7 @@ void op_login(parameters &parameters, text &out) {
 
 // ^cookie[setting]
 //
-// A chat setting, its "_" as blanks; no text for the password. Deliberate: gives way to the operator of
+// A chat setting, its "_" as spaces; no text for the password. Deliberate: gives way to the operator of
 // the same name that is registered before.
 void op_cookie(parameters &parameters, text &out) {
   if (parameters[0] != "password") out.append(shown_name(chat_setting(parameters[0])));

@@ -20,7 +20,7 @@ constexpr long long index_lines = 100;
 
 constexpr int longest_word = 34;
 
-// How many searches for a line end it takes to get through the text, each from the byte behind the last
+// How many searches for a line break it takes to get through the text, each from the byte after the last
 // one found: one more than it has lines.
 long long count_searches(std::string_view lines) {
   long long count = 0;
@@ -84,7 +84,7 @@ text add_message(std::string_view line) {
 
 // ^chat[lines]
 //
-// The newest messages, as many as `lines` less one, behind a line end when there are more. Notes that the
+// The newest messages, as many as `lines` less one, after a line break when there are more. Notes that the
 // visitor is there, as `userlist` does.
 void op_chat(parameters &parameters, text &out) {
   refresh_chat_users(std::time(nullptr));

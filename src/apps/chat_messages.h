@@ -11,7 +11,7 @@ namespace quillet {
 // them; an index of fewer lines is given whole.
 [[nodiscard]] std::string_view newest_lines(std::string_view index QUILLET_VIEWED, long long lines);
 
-// The text escaped for HTML, with a blank in every word after 34 bytes, an escaped one counted as one.
+// The text escaped for HTML, with a space in every word after 34 bytes, an escaped byte counted as one.
 // Deliberate: "&" stays as it is.
 void append_chat_message(std::string_view message, text &out);
 

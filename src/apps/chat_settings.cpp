@@ -13,7 +13,7 @@ namespace {
 constexpr std::string_view setting_names[] = {"login",       "refresh_chat", "refresh_userlist", "password",
                                               "revert_mode", "color",        "lines_count"};
 
-// The form field with its blanks as "_"; null without one.
+// The form field with its spaces as "_"; null without one.
 text setting_field(std::string_view name) {
   text value = form_text(name);
   replace_chars(value, ' ', '_');

@@ -7,14 +7,14 @@
 
 namespace quillet {
 
-// The name to chat under, the form field `login`: its blanks as "_"; null without one.
+// The name to chat under, the form field `login`: its spaces as "_"; null without one.
 [[nodiscard]] text chat_login();
 
-// A login name as it is shown: its "_" as blanks.
+// A login name as it is shown: its "_" as spaces.
 [[nodiscard]] text shown_name(std::string_view login);
 
 // One of the settings `login`, `refresh_chat`, `refresh_userlist`, `password`, `revert_mode`, `color` and
-// `lines_count`: the form field of that name, its blanks as "_", or else the cookie. Null without both, and
+// `lines_count`: the form field of that name, its spaces as "_", or else the cookie. Null without both, and
 // for any other name.
 [[nodiscard]] text chat_setting(std::string_view name);
 

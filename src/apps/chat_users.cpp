@@ -94,7 +94,7 @@ struct list_walk {
 // ^userlist[]
 //
 // The body, evaluated for everybody in the list. Within it the second form gives the name, its "_" as
-// blanks; anywhere else nothing. The second form also notes that the visitor is there, and drops everybody
+// spaces; anywhere else nothing. The second form also notes that the visitor is there, and drops everybody
 // from the list who was not for three minutes.
 void op_userlist(parameters &parameters, text &out) {
   const std::string_view body = parameters[0];

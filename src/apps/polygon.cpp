@@ -55,14 +55,14 @@ struct edge {
 // The places where the edges meet one row.
 class intersections {
  public:
-  // Takes edge `i`, unless it goes on where the edge before it has met the row.
+  // Takes edge `i`, unless it continues where the edge before it has met the row.
   void add(std::span<const point> corners, std::size_t i, int y) {
     const edge met(corners, i);
     if (met.is_horizontal() || !met.meets_row(y)) return;
     const int x = met.meeting(y);
     if (found_ && met.leads_down() == was_down_) {
-      // Deliberate: behind a step, a horizontal edge, the place counts once more unless the step is in the
-      // row of corner 0. Noted behind the last place without being counted it would change nothing: where
+      // Deliberate: after a step, a horizontal edge, the place counts once more unless the step is in the
+      // row of corner 0. Noted after the last place without being counted it would change nothing: where
       // one is left over, a later one has always taken that room.
       if (met.first.y == corners.front().y && met.first.x != corners.front().x) return;
       if (x == previous_) return;

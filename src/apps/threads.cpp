@@ -29,14 +29,14 @@ class level_counters {
     previous_ = level;
   }
   // What the page draws at `level` of the message counted last. Its own level: "L", the last reply of its
-  // parent, or "T"; a level above: "!" where the branch goes on below, or "0".
+  // parent, or "T"; a level above: "!" where the branch continues below, or "0".
   [[nodiscard]] char mark(int level) const {
     const int below = counters_[slot(level)];
     if (below == 0) return '0';
     if (level != previous_) return '!';
     return below == 1 ? 'L' : 'T';
   }
-  // Appends the marks, a tab behind each and behind the place of each deeper level.
+  // Appends the marks, a tab after each and after the place of each deeper level.
   void append_marks(text &row) const {
     for (int level = 0; level < level_count; ++level) {
       if (level <= previous_) row.append(mark(level));
@@ -79,7 +79,7 @@ void reverse_rows(table &reversed) {
   reversed.reorder(order);
 }
 
-// The messages of the thread, each with its marks behind the row as it stands.
+// The messages of the thread, each with its marks after the unchanged row.
 std::unique_ptr<table> mark_thread(table &messages, std::string_view thread, int deep_column, int thread_column) {
   auto marked = std::make_unique<table_named>(marked_header(messages));
   level_counters counters;
@@ -103,9 +103,9 @@ std::unique_ptr<table> mark_thread(table &messages, std::string_view thread, int
 //
 // Makes a current table of the messages of one thread: the rows of the table `messages` whose column p0
 // is `thread`, in their order, with 19 more columns, m0 to m18, for drawing the tree. The column deep says
-// how deep a message stands, from 1; 19 is the deepest. Mark m0 is for depth 1, and so on up to the
+// the depth of a message, from 1; 19 is the deepest. Mark m0 is for depth 1, and so on up to the
 // message's own: there "L" for the last reply to its parent and "T" for one that others follow, before it
-// "!" where a branch goes on below and "0" where none does. No text.
+// "!" where a branch continues below and "0" where none does. No text.
 //
 // [hotline_thread: no thread_id or no messages]
 // [hotline_thread: no field 'deep' or 'p0' in messages]
@@ -145,7 +145,7 @@ void append_line(std::string_view prefix, std::string_view line, text &out) {
 
 // ^hotline_quote[text;prefix;width;level]
 //
-// The text wrapped for an answer, with the prefix in front of every line. A line is at most `width` bytes
+// The text wrapped for a reply, with the prefix before every line. A line is at most `width` bytes
 // less the prefix's length times 20 - `level`, or 20 when that is below 1. A word that is longer is cut.
 // Deliberate: empty lines are left out. Without a prefix, the text as it is.
 void op_hotline_quote(parameters &parameters, text &out) {

@@ -64,7 +64,7 @@ int charset_of_variable(const char *name) {
   return value == nullptr ? charset_none : charset_number(value);
 }
 
-// Bit 5 of every byte above 127, which tells upper from lower case.
+// Bit 5 of every byte above 127, which distinguishes upper from lower case.
 void set_high_case(text &bytes, bool bit) {
   for (char *at = bytes.data(), *end = at + bytes.size(); at < end; ++at) {
     const auto byte = static_cast<unsigned char>(*at);

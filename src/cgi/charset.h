@@ -1,5 +1,5 @@
 // Cyrillic charsets: recoding between the charset of the files on the server (SOURCE_CHARSET) and that
-// of the pages sent to the client (CHARSET), and letter case above byte 127.
+// of the pages sent to the client (CHARSET), and upper and lower case above byte 127.
 #pragma once
 
 #include <string_view>
@@ -18,7 +18,7 @@ enum charset : int {
 };
 
 // The charset that a setting names: the first of "WIN", "1251", "KOI", "ALT", "DOS", "866", "MAC" and
-// "ISO" that occurs in it, in any letter case, decides; none of them gives `charset_none`.
+// "ISO" that occurs in it, in upper or lower case, decides; none of them gives `charset_none`.
 [[nodiscard]] int charset_number(std::string_view setting);
 
 // Reads CHARSET and SOURCE_CHARSET from the environment.

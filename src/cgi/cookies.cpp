@@ -19,7 +19,7 @@ std::string_view escaped_cookie(std::string_view wanted) {
     std::string_view value = cut_at_char(name, '=');
     name.remove_prefix(std::min(name.find_first_not_of(' '), name.size()));
     if (name != wanted) continue;
-    // Deliberate: a blank ends the value, the last one of several.
+    // Deliberate: a space ends the value, the last one of several.
     cut_at_last_char(value, ' ');
     return value;
   }

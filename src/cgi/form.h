@@ -10,7 +10,7 @@
 namespace quillet {
 
 // One field. The bytes are views of the decoded query string or body, which live until
-// `free_form_entries`. The value of an uploaded file may hold NUL bytes.
+// `free_form_entries`. The value of an uploaded file can contain NUL bytes.
 struct form_entry {
   std::string_view name;
   std::string_view value;
@@ -88,7 +88,7 @@ class form_entry_list {
 // The value as the client sent it, the bytes of an uploaded file included; `form_not_found` or success.
 form_result form_value(std::string_view name, std::string_view &value);
 
-// The value as text: line breaks normalised, cut at its first NUL, "(file)" for an uploaded file. At
+// The value as text: line breaks normalized, cut at its first NUL, "(file)" for an uploaded file. At
 // most `limit` - 1 bytes are given; `form_truncated` when something was left, `form_empty` when the
 // value has no bytes.
 form_result form_string(std::string_view name, std::size_t limit, text &value);

@@ -27,7 +27,7 @@ enum log_number : int {
 [[noreturn, gnu::format(printf, 1, 2)]] void fatal(const char *format, ...);
 
 // Ends the process with `exit_error_page` after two lines in the error log, "script error by host %s"
-// and the message, and an HTML page that shows the message as it stands.
+// and the message, and an HTML page that shows the message unchanged.
 [[noreturn, gnu::format(printf, 1, 2)]] void error_page(const char *format, ...);
 
 }  // namespace quillet

@@ -13,8 +13,8 @@ std::size_t find_ignoring_case(std::string_view source, std::string_view mark) {
   return mark_finder(mark).find(source, 0);
 }
 
-// The value behind `key`: a quoted string, or the bytes up to the first blank, ";", double quote or
-// line end. Empty when the key does not occur.
+// The value after `key`: a quoted string, or the bytes up to the first space, ";", double quote or
+// line break. Empty when the key does not occur.
 std::string_view value_behind(std::string_view source, std::string_view key) {
   const std::size_t at = find_ignoring_case(source, key);
   if (at == std::string_view::npos) return {};
@@ -55,7 +55,7 @@ decode_result decode_multipart(char *data, std::size_t length) {
     if (header_size == std::string_view::npos) break;
     const std::string_view header = body.substr(part, header_size);
     const std::size_t content = part + header_size;
-    // A carriage return, a line feed and "--" stand between the content and the boundary.
+    // A carriage return, a line feed and "--" are between the content and the boundary.
     constexpr std::size_t behind_content = 4;
     if (find_ignoring_case(header, "content-disposition: form-data") != std::string_view::npos &&
         next > content + behind_content) {

@@ -13,7 +13,7 @@ struct captured_variable {
   std::string_view request_record::*field;
 };
 
-// In capture order; CONTENT_LENGTH, the only number, stands between CONTENT_TYPE and HTTP_ACCEPT.
+// In capture order; CONTENT_LENGTH, the only number, is between CONTENT_TYPE and HTTP_ACCEPT.
 constexpr captured_variable captured_variables[] = {
     {"SERVER_SOFTWARE", &request_record::server_software},
     {"SERVER_NAME", &request_record::server_name},

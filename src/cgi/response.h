@@ -16,7 +16,7 @@ std::size_t write_output(std::string_view bytes);
 // Formats into at most 1,023 bytes (a longer result is cut) and writes that; returns the bytes written.
 [[gnu::format(printf, 1, 2)]] std::size_t write_formatted(const char *format, ...);
 
-// The bytes as they may stand within a header line: every control byte becomes a blank.
+// The bytes as they can appear within a header line: every control byte becomes a space.
 [[nodiscard]] text header_text(std::string_view bytes);
 
 // Writes the closing header, "Content-type: %s\nContent-length: %d\n\n", and the body.

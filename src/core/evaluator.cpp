@@ -20,7 +20,7 @@ std::size_t next_list_byte(std::string_view source, std::size_t from) {
   return find_one_of<'[', ']', ';', '`', '^'>(source, from);
 }
 
-// A parameter wholly inside backticks is what stands between them.
+// A parameter wholly inside backticks is the text between them.
 std::string_view strip_backticks(std::string_view parameter) {
   if (parameter.size() < 2 || parameter.front() != '`' || parameter.back() != '`') return parameter;
   return parameter.substr(1, parameter.size() - 2);
@@ -31,14 +31,14 @@ std::string_view strip_backticks(std::string_view parameter) {
 // asked only after that has happened once, this finds all of them in one pass, so that a text full of
 // such calls still takes linear time.
 //
-// From a "[" onwards, whether a later byte counts depends only on where it stands: it must not be
+// From a "[" onwards, whether a later byte counts depends only on its position: it must not be
 // escaped, and the number of backticks between the two must be even. So there are two interleaved
 // bracket sequences, by the parity of the backticks before them. Going backwards, each "]" opens a
 // level that its "[" closes; the separators met in between are that level's own.
 std::vector<std::size_t> find_unsplittable(std::string_view source) {
   std::vector<std::size_t> unsplittable;
   std::size_t parity = static_cast<std::size_t>(std::count(source.begin(), source.end(), '`')) & 1;
-  std::vector<int> separators[2];  // of each level that is open behind the current byte, the innermost last
+  std::vector<int> separators[2];  // of each level that is open after the current byte, the innermost last
   for (std::size_t k = source.size(); k-- > 0;) {
     const char c = source[k];
     if (c == '`') parity ^= 1;
@@ -90,7 +90,7 @@ class scanner {
   }
 
  private:
-  // Passes on the call whose name starts at `name`; gives the position behind its "]", 0 when it is none.
+  // Passes on the call whose name starts at `name`; gives the position after its "]", 0 when it is none.
   std::size_t call(std::size_t name) {
     if (bracket_ != std::string_view::npos && bracket_ < name) bracket_ = source_.find('[', name);
     if (bracket_ == std::string_view::npos || is_unsplittable(bracket_)) return 0;
@@ -198,7 +198,7 @@ class prepared_text {
 
 }  // namespace
 
-// The prepared parts of one text, found by where they stand. One that meets another in its place is
+// The prepared parts of one text, found by their position. One that meets another in its place is
 // not kept, so that none ever goes while it is being expanded.
 struct repeated_text::prepared_texts {
   static constexpr std::size_t places = 64;
@@ -249,7 +249,7 @@ std::size_t split_parameters(std::string_view call, parameters &parameters) {
     if (c == '`') {
       in_backticks = !in_backticks;
     } else if (c == '^') {
-      // The byte behind it is protected; a backtick toggles all the same.
+      // The byte after it is protected; a backtick still toggles.
       if (++k < call.size() && call[k] == '`') in_backticks = !in_backticks;
     } else if (in_backticks) {
       continue;
@@ -280,7 +280,7 @@ text evaluate_copy(std::string_view source) {
 
 namespace {
 
-// Apart from `evaluate`, whose frame stands on the stack once for each level of nesting.
+// Apart from `evaluate`, whose frame is on the stack once for each level of nesting.
 [[gnu::noinline]] void scan_and_expand(std::string_view source, text &out) {
   expanding_sink sink{out};
   scanner(source, sink).run();

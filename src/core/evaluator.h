@@ -4,7 +4,7 @@
 //   ^name[...]     replaced by the operator's result, which is never scanned again
 //
 // A "^" that starts neither stays as it is, except as the last byte of a text, where it is removed.
-// The name is everything between "^" and the first "[" behind it. Inside the brackets ";" separates
+// The name is everything between "^" and the first "[" after it. Inside the brackets ";" separates
 // parameters; nested brackets, a "^" before a byte, and backticks protect it.
 #pragma once
 

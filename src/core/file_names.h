@@ -12,7 +12,7 @@ namespace quillet {
 [[nodiscard]] text underscore_path(std::string_view path);
 
 // The file of a cache entry, in the working directory: "news/today 1" gives "./cache/news/today~1_".
-// ASCII letters, digits, "_" and "/" of the key stay, a blank becomes "~" and every other byte "-" and
+// ASCII letters, digits, "_" and "/" of the key stay, a space becomes "~" and every other byte "-" and
 // two upper-case hexadecimal digits. The "_" at the end keeps the entry of one key from taking the name
 // of a directory that another key needs.
 [[nodiscard]] text cache_entry_path(std::string_view key);

@@ -5,7 +5,7 @@
 //     void op_example(parameters &parameters, text &out);
 //
 // Appending nothing is the empty result. A handler may look at what it appended itself (everything
-// behind the size that `out` had on entry) and cut it off again, never at what stood there before.
+// after the size that `out` had on entry) and cut it off again, never at the earlier text.
 #pragma once
 
 #include <span>
@@ -20,7 +20,7 @@ using operator_handler = void (*)(parameters &parameters, text &out);
 
 enum operator_flags : unsigned {
   evaluated = 0,  // each parameter is evaluated before the call
-  lazy = 1,       // the parameters are handed over as they stand in the page
+  lazy = 1,       // the parameters are passed as they are in the page
 };
 
 // Says of an operator that it changes nothing, and that its text depends only on its parameters and on
@@ -56,7 +56,7 @@ void register_operator(std::string_view name, operator_handler handler, int para
 // Registers the rows of a module's table in their order.
 void register_operators(std::span<const operator_definition> module);
 
-// The operator of that name, in the letter case given; null when there is none.
+// The operator of that name, case-sensitive; null when there is none.
 [[nodiscard]] const operator_entry *find_operator(std::string_view name);
 
 // Every registered operator, in the order of registration.

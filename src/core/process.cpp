@@ -35,7 +35,7 @@ class child_pipes {
     return number != STDERR_FILENO || fcntl(child_end(number), F_SETFL, O_NONBLOCK) == 0;
   }
 
-  // In the child: puts each pipe in the place of the descriptor it stands for.
+  // In the child: puts each pipe in place of the descriptor it replaces.
   bool connect() {
     // A pipe end that sits on one of the three numbers itself must move out of the way first.
     for (auto &pipe : ends_) {

@@ -14,10 +14,10 @@ namespace quillet {
 
 enum quoting_mode : int {
   quoting_none = 1,        // the value as it is
-  quoting_config = 2,      // every tab and line feed becomes a blank
+  quoting_config = 2,      // every tab and line feed becomes a space
   quoting_html = 3,        // tab, double quote, "<" and ">"
-  quoting_sql = 4,         // tab becomes the byte 7; line ends, quotes and backslash get a backslash
-  quoting_javascript = 5,  // line ends, quotes, backslash and the bytes 209 and 255 get a backslash
+  quoting_sql = 4,         // tab becomes the byte 7; line breaks, quotes and backslash get a backslash
+  quoting_javascript = 5,  // line breaks, quotes, backslash and the bytes 209 and 255 get a backslash
 };
 
 // Appends `value` escaped by the current mode. With `restore_tabs`, every byte 7 of the escaped value

@@ -47,7 +47,7 @@ template <char... set>
 #endif
 }
 
-// The position of the first byte of the set at or behind `from`; the size of the source when there is
+// The position of the first byte of the set at or after `from`; the size of the source when there is
 // none.
 template <char... set>
 [[nodiscard]] inline std::size_t find_one_of(std::string_view source, std::size_t from) {

@@ -203,7 +203,7 @@ void remove_white_space(text &target) {
 
 namespace {
 
-// A blank as "+", letters, digits and the bytes of `kept` as they are, every other byte as "%" and two
+// A space as "+", letters, digits and the bytes of `kept` as they are, every other byte as "%" and two
 // of the digits.
 text percent_encode(std::string_view source, std::string_view kept, std::string_view digits) {
   text encoded;
@@ -301,7 +301,7 @@ long long parse_long(std::string_view source) {
   while (!source.empty() && is_white_space(source.front())) source.remove_prefix(1);
   const bool negative = source.starts_with('-');
   if (negative || source.starts_with('+')) source.remove_prefix(1);
-  // So few bytes fit in any case.
+  // So few bytes always fit.
   constexpr std::size_t safe_size = 18;
   if (source.size() > safe_size) return read_digits(source, negative);
   long long number = 0;
@@ -325,7 +325,7 @@ decimal_digits::decimal_digits(long long number) : start_(number < 0 ? 0 : 1) {
 
 namespace {
 
-// The digits behind their sign, if there is one, with zeros between them up to `width` bytes in all.
+// The digits after their sign, if there is one, with zeros between them up to `width` bytes in all.
 text pad_with_zeros(std::string_view digits, int width) {
   text padded;
   if (digits.starts_with('-')) {

@@ -139,14 +139,14 @@ void remove_white_space(text &target);
 
 // --- in addresses --------------------------------------------------------------------------------
 
-// A new text in which a blank becomes "+", ASCII letters and digits stay and every other byte
+// A new text in which a space becomes "+", ASCII letters and digits stay and every other byte
 // becomes "%" and two lower-case hexadecimal digits. Nothing gives null.
 [[nodiscard]] text url_encode(std::string_view source);
 // The same, but "_", "-" and "." stay too, and the digits are upper-case.
 [[nodiscard]] text url_escape(std::string_view source);
-// Undoes either in place; the result is never longer. "+" becomes a blank, "%" and two bytes the byte
+// Undoes either in place; the result is never longer. "+" becomes a space, "%" and two bytes the byte
 // whose hexadecimal digits they are; a byte that is no digit counts as 0. A "%" with fewer than two bytes
-// behind it is dropped with them.
+// after it is dropped with them.
 std::string_view url_decode(char *bytes, std::size_t length);
 // The same as a new text, cut at the first NUL. Nothing gives null.
 [[nodiscard]] text url_unescape(std::string_view source);
@@ -157,7 +157,7 @@ std::string_view url_decode(char *bytes, std::size_t length);
 [[nodiscard]] constexpr bool is_letter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
 // The C library's white-space class on unsigned bytes, in the "C" locale.
 [[nodiscard]] constexpr bool is_white_space(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
-// Bytes below a blank, and DEL.
+// Bytes below a space, and DEL.
 [[nodiscard]] constexpr bool is_control(char c) { return (c >= 0 && c < ' ') || c == '\x7F'; }
 [[nodiscard]] constexpr char upper_char(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 32) : c; }
 [[nodiscard]] constexpr char lower_char(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; }
@@ -177,7 +177,7 @@ std::string_view url_decode(char *bytes, std::size_t length);
 
 // --- numbers -----------------------------------------------------------------------------------
 
-// The C library's decimal reading of the front of a text (blanks, a sign, digits; the rest ignored;
+// The C library's decimal reading of the front of a text (spaces, a sign, digits; the rest ignored;
 // nothing to read gives 0), kept within its type: a number beyond it gives the nearest limit.
 [[nodiscard]] int parse_int(std::string_view source);
 [[nodiscard]] long long parse_long(std::string_view source);

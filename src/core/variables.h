@@ -60,7 +60,7 @@ class variable {
   bool text_is_stale_ = false;
 };
 
-// The variable of that name, in the letter case given; null when it was never set.
+// The variable of that name, case-sensitive; null when it was never set.
 [[nodiscard]] variable *find_variable(std::string_view name);
 // The same, made when it is not there. It stays in its place until `forget_variables`.
 [[nodiscard]] variable &variable_named(std::string_view name);

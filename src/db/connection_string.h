@@ -16,10 +16,10 @@ struct connection_target {
   text database;
 };
 
-// Splits "user:password@host:port/database", each time at the first such character: at "@", what stands
-// behind it at "/", what stands between these at ":", and what stands before "@" at ":". Without "@"
+// Splits "user:password@host:port/database", each time at the first such character: at "@", the part
+// after it at "/", the part between these at ":", and the part before "@" at ":". Without "@"
 // there are only the user and the password. Deliberate: neither the user nor the password can hold "@";
-// the password may hold ":", the database ":" and "/".
+// the password can contain ":", the database ":" and "/".
 [[nodiscard]] connection_target split_connection_string(std::string_view source);
 
 }  // namespace quillet

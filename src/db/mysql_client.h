@@ -15,7 +15,7 @@ struct mysql_field {
 };
 using mysql_row = char **;  // a value for each field; null for NULL
 
-// Its functions, named and declared as in its own header, less "mysql_" in front.
+// Its functions, named and declared as in its own header, without the leading "mysql_".
 struct mysql_client {
   mysql_connection *(*init)(mysql_connection *);
   int (*options)(mysql_connection *, int option, const void *value);

@@ -75,7 +75,7 @@ text connect(const connection_target &to) {
 }
 
 // The result of `^macro[SERVER_ERROR;error]`. The macro evaluates its argument, and the message can quote
-// what came from a visitor: a "^" in it stands for itself.
+// what came from a visitor: a "^" in it is just a "^".
 void call_server_error(std::string_view error, text &out) {
   const text argument = replace_all("^", "^^", error);
   parameters call;
@@ -111,14 +111,14 @@ using result_pointer = std::unique_ptr<mysql_result, result_deleter>;
 
 using cell_list = std::vector<std::string_view>;
 
-// The size of a line with a tab behind each cell.
+// The size of a line with a tab after each cell.
 std::size_t line_size(const cell_list &cells) {
   std::size_t size = cells.size();
   for (const std::string_view cell : cells) size += cell.size();
   return size;
 }
 
-// Writes the line, recoded for the page. A tab in a cell becomes a blank, so that it breaks no columns;
+// Writes the line, recoded for the page. A tab in a cell becomes a space, so that it breaks no columns;
 // line feeds stay.
 void write_line(const cell_list &cells, char *line) {
   char *end = line;
@@ -167,7 +167,7 @@ bool take_result(std::unique_ptr<table> &made) {
   return !has_error();
 }
 
-// Takes in what a stored procedure sends behind its first result: the connection takes no other statement
+// Takes in what a stored procedure sends after its first result: the connection takes no other statement
 // before. False when the procedure failed there.
 bool drop_further_results() {
   int status = 0;
@@ -189,7 +189,7 @@ text execute(text &statement, std::unique_ptr<table> &made) {
   return {};
 }
 
-// Deliberate: the clause is appended even behind one that the statement has, and an offset without a
+// Deliberate: the clause is appended even after one that the statement has, and an offset without a
 // count asks for no rows.
 void append_limit(int count, int offset, text &statement) {
   if (count == 0 && offset == 0) return;
@@ -209,7 +209,7 @@ void append_limit(int count, int offset, text &statement) {
 // [query "statement" [sql query error: reason]]
 // [query "statement" [sql store query result error: reason]]
 //
-// Then there is no current table. Deliberate: for a statement without any bytes the text ends behind
+// Then there is no current table. Deliberate: for a statement without any bytes the text ends after
 // the first quote.
 void op_sql(parameters &parameters, text &out) {
   const quoting_scope quoting(quoting_sql);

@@ -26,10 +26,10 @@ constexpr known_type known_types[] = {
 
 constexpr std::size_t line_bytes = 45;
 
-// Six bits as a printing byte; 0 is a grave accent, no blank, which mail might remove at a line's end.
+// Six bits as a printing byte; 0 is a grave accent, not a space, which mail might remove at a line's end.
 constexpr char encode_bits(unsigned bits) { return bits == 0 ? '`' : static_cast<char>(' ' + bits); }
 
-// Writes the line of at most 45 bytes behind its length and gives the end of it.
+// Writes the line of at most 45 bytes after its length and gives the end of it.
 char *encode_line(std::string_view bytes, char *to) {
   *to++ = encode_bits(static_cast<unsigned>(bytes.size()));
   for (std::size_t i = 0; i < bytes.size(); i += 3) {

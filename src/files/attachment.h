@@ -1,4 +1,4 @@
-// Attachments of mail messages: a file as uuencoded text behind its header lines.
+// Attachments of mail messages: a file as uuencoded text after its header lines.
 #pragma once
 
 #include <string_view>
@@ -15,7 +15,7 @@ constexpr std::string_view unnamed_file = "noname.dat";
 [[nodiscard]] std::string_view attachment_type(std::string_view name);
 
 // Appends the attachment: its header lines, an empty line and the data as uuencode writes them. Nothing
-// when there are no data. Control bytes of the name become blanks.
+// when there are no data. Control bytes of the name become spaces.
 void append_attachment(std::string_view data, std::string_view name, text &out);
 
 }  // namespace quillet

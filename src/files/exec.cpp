@@ -88,7 +88,7 @@ text output_of(text command) {
   return bytes;
 }
 
-// What stands behind the first empty line: nothing, or carriage returns only, between two line feeds.
+// The text after the first empty line: nothing, or carriage returns only, between two line feeds.
 std::string_view behind_header(std::string_view output) {
   for (std::size_t at = 0; (at = output.find('\n', at)) != std::string_view::npos;) {
     do {
@@ -103,8 +103,8 @@ std::string_view behind_header(std::string_view output) {
 // ^exec[file;query string]
 // ^exec[file;query string;path info]
 //
-// Runs a program in its own directory, as a server-side include would, and gives what it writes behind
-// its header: all behind the first empty line. Output without an empty line gives no text, and so does a
+// Runs a program in its own directory, as a server-side include would, and gives what it writes after
+// its header: everything after the first empty line. Output without an empty line gives no text, and so does a
 // program that cannot be run. The name reaches the shell as it is.
 //
 // The program's environment is that of this process, with QUERY_STRING and PATH_INFO from the

@@ -91,7 +91,7 @@ void op_stat(parameters &parameters, text &out) {
 // ^find[file;default]
 //
 // Looks for the file in the directory of the page and in each one above it, up to the root. The first
-// place where it can be read, as an address relative to the page: the name with as many "../" in front
+// place where it can be read, as a path relative to the page: the name with as many "../" before it
 // as the search went up. Otherwise the last parameter, evaluated.
 void op_find(parameters &parameters, text &out) {
   const expansion name = evaluate(parameters[0]);
@@ -111,7 +111,7 @@ void op_find(parameters &parameters, text &out) {
 // ^include[file]
 // ^include[asis;file]
 //
-// The text of the file, evaluated; with "asis" as it stands. As in a page, lines that begin with "#" and
+// The text of the file, evaluated; with "asis" unchanged. As in a page, lines that begin with "#" and
 // carriage returns are left out. A missing file gives no text.
 void op_include(parameters &parameters, text &out) {
   const text content = read_text_file(resolve_file(parameters.last()), false, false);

@@ -32,7 +32,7 @@ class byte_source {
     }
     return true;
   }
-  // Moves behind the next byte of that value; false when there is none.
+  // Moves past the next byte of that value; false when there is none.
   bool skip_behind(unsigned char byte) {
     while (at_ < end_ || fill()) {
       const void *found = std::memchr(buffer_ + at_, byte, end_ - at_);
@@ -72,7 +72,7 @@ enum jpeg_marker : unsigned char {
   application_segment = 0xE0,
 };
 
-// Deliberate: segments are not skipped by their length and the scan goes on to the end of the file, so the
+// Deliberate: segments are not skipped by their length and the scan continues to the end of the file, so the
 // last frame header wins, be it one of a preview, or bytes in the picture's data that look like one.
 picture_size jpeg_size(byte_source &source) {
   picture_size size;
@@ -109,7 +109,7 @@ picture_size measure(std::string_view name) {
 // ^imgsize[file]
 //
 // Makes a table of one row current: the width and the height of the picture in pixels. Its name, which ends
-// with ".gif" or ".jpg" in any letter case, says what it is. A file that is no such picture, or cannot be
+// with ".gif" or ".jpg" in upper or lower case, says what it is. A file that is not such a picture, or cannot be
 // read, gives 0 and 0. No text.
 void op_imgsize(parameters &parameters, text &) {
   remove_current_table();

@@ -57,8 +57,8 @@ constexpr question questions[] = {
     {"uuencode", append_block},
 };
 
-// Turns what stands in `out` behind `start` into text of the given charset: recodes it from the charset
-// of the pages and normalises its line ends.
+// Turns the part of `out` after `start` into text of the given charset: recodes it from the charset
+// of the pages and normalizes its line breaks.
 void make_text(int charset, std::size_t start, text &out) {
   const text answer(out.view().substr(start));
   out.truncate(start);
@@ -101,11 +101,11 @@ void answer_upload(const parameters &parameters, text &out) {
 // ^upload[...;text]
 // ^upload[...;sql]
 //
-// Stores the file that a visitor sent in a form field, making directories on its way; no text. Or tells
+// Stores the file that a visitor sent in a form field, making directories on its way; no text. Or says
 // about it: its name on the visitor's computer, its size in bytes, its bytes up to the first NUL, or the
 // file as an attachment of a mail message, "noname.dat" when no name is given. With `text` as the last
 // parameter the result, be it a message, is recoded from the page's charset to that of the files, with `sql`
-// to that of the database, KOI8-R, and its line ends become line feeds; the error log has the message as it was.
+// to that of the database, KOI8-R, and its line breaks become line feeds; the error log has the message as it was.
 //
 // [upload field 'field' to '(no file)' failed: no such field]
 // [upload field 'field' to '(no file)' failed: field is not of file type/wrong method/enctype]

@@ -34,7 +34,7 @@ void op_eq(parameters &parameters, text &out) {
 // [ifdef: wrong params number]
 void op_ifdef(parameters &parameters, text &out) {
   if (parameters.count() < 2 || parameters.count() > 3) return append_error(out, "ifdef", "wrong params number");
-  // Deliberate: an empty value counts as defined when it stands so in the page.
+  // Deliberate: a value that is empty in the page itself counts as defined.
   const bool defined = parameters[0].empty() || !evaluate(parameters[0]).is_empty();
   evaluate(parameters[defined ? 1 : 2], out);
 }
@@ -164,7 +164,7 @@ void op_optioncount(parameters &parameters, text &out) {
 // ^cmp[a;b;less;equal;greater]
 //
 // One of the last three, evaluated, as the whole number `a` is less than, equal to or greater than
-// `b`. Bytes behind the digits do not count; a text without a number is 0.
+// `b`. Bytes after the digits are ignored; a text without a number is 0.
 void op_cmp(parameters &parameters, text &out) {
   const int a = parse_int(evaluate(parameters[0]));
   const int b = parse_int(evaluate(parameters[1]));

@@ -36,7 +36,7 @@ struct outcome {
   double value = 0;
 };
 
-// A value that a name stands for is read as a number, once, whatever follows the number.
+// A value that a name refers to is read as a number, once, whatever follows the number.
 outcome parse_value(std::string_view value) {
   const number_reading number = read_number(value);
   if (number.length == 0) return {expression_status::string_value};
@@ -140,7 +140,7 @@ class expression_evaluator {
     return status_ == expression_status::ok;
   }
 
-  // Reads what stands next.
+  // Reads the next token.
   void step() {
     const char c = rest_.front();
     if (c == ')' && level_.end == ending::parenthesis) {
@@ -191,7 +191,7 @@ class expression_evaluator {
   }
 
   // Deliberate: there is one place for an operator that waits. An operator that binds tighter than the
-  // waiting one takes the value before it and the single operand behind it at once, so that
+  // waiting one takes the value before it and the single operand after it at once, so that
   // `1<2+3*4` is `1<((2+3)*4)`.
   void take_operator(const expression_token &found) {
     if (found.precedence == prefix_operator) return enter_level(ending::operand, &found);

@@ -3,7 +3,7 @@
 //   infix operators, tightest first    * / %    + -    << >>    < > <= >= == !=    &    ^ |    &&    ||
 //   prefix operators and functions     ! ~ round floor ceiling abs sqrt sign
 //
-// A group stands in parentheses. How operators of different tightness meet is said at `take_operator`
+// A group is in parentheses. How operators of different precedence combine is described at `take_operator`
 // in the source.
 #pragma once
 
@@ -22,7 +22,7 @@ enum class expression_status { ok, syntax_error, missing_parenthesis, string_val
 struct expression_result {
   double value;  // 0 after a failure
   expression_status status;
-  std::string_view rest;  // after a failure, what stands behind the token at which it was found
+  std::string_view rest;  // after a failure, the text after the token at which it was found
 };
 
 // The value of an expression. White space has no meaning here: see `without_white_space`.

@@ -46,8 +46,8 @@ struct expression_token {
 
 constexpr int prefix_operator = 0;  // in place of the precedence
 
-// Tokens with the same first byte stand together, the longer ones first.
-// Deliberate: a function is recognised at the front of a longer word, so that `roundup` is the
+// Tokens with the same first byte are adjacent, the longer ones first.
+// Deliberate: a function is recognized at the front of a longer word, so that `roundup` is the
 // function and the name `up`.
 inline constexpr expression_token expression_tokens[] = {
     {"*", operation::multiply, 9},

@@ -175,7 +175,7 @@ class variable_scope {
 // ^for[name;from;to;body;separator]
 //
 // The body, evaluated with the variable set to each integer from `from` up to `to`, both of them
-// expressions. The separator stands between passes as soon as there is output. Afterwards the variable
+// expressions. The separator comes between passes once there is output. Afterwards the variable
 // is what it was before. A missing bound counts as 0.
 //
 // [for from: Syntax error near 'rest']

@@ -175,7 +175,7 @@ void replace(const shared_subject &subject, std::string_view replacement, bool a
 // ^match[expression;options;text]
 // ^match[expression;options;replacement;text]
 //
-// Looks for a POSIX extended regular expression, in which "\n", "\t", "\d" and "\s" also stand for a
+// Looks for a POSIX extended regular expression, in which "\n", "\t", "\d" and "\s" also mean a
 // line feed, a tab, a digit and white space.
 //
 // Without a replacement and without groups in the expression: "yes" when the text has a match. With
@@ -185,7 +185,7 @@ void replace(const shared_subject &subject, std::string_view replacement, bool a
 // With a replacement: the text with the first match replaced. The replacement is evaluated with the
 // match as the current table, whose name is "match". The expression is not quoted.
 //
-// `options`: "i" ignores letter case, "n" lets "^" and "$" match at line ends, "g" replaces every match.
+// `options`: "i" ignores case, "n" lets "^" and "$" match at line breaks, "g" replaces every match.
 //
 // [regex error: the C library's message]
 void op_match(parameters &parameters, text &out) {

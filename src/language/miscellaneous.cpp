@@ -29,7 +29,7 @@ void op_color(parameters &parameters, text &out) {
   out.append(parameters[turn]);
 }
 
-// The seconds that an offset or a time stands for: a number, with "m", "h" or "d" as its last byte in
+// The seconds of an offset or a time: a number, with "m", "h" or "d" as its last byte in
 // minutes, hours or days.
 long long offset_seconds(std::string_view offset) {
   const char unit = offset.back();

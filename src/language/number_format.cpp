@@ -11,7 +11,7 @@ namespace quillet {
 
 namespace {
 
-// A larger width or precision counts as this one: what it adds lies behind the bytes that are shown.
+// A larger width or precision counts as this one: what it adds is after the bytes that are shown.
 constexpr int widest = 4096;
 
 // The one conversion of a format.
@@ -60,7 +60,7 @@ conversion read_conversion(std::string_view source) {
   return read;
 }
 
-// The text of the conversion for the C library, with a width and a precision that it can stand.
+// The text of the conversion for the C library, with a width and a precision that it can handle.
 text library_format(const conversion &wanted) {
   text format("%");
   format.append(wanted.flags);
@@ -74,7 +74,7 @@ text library_format(const conversion &wanted) {
   return format;
 }
 
-// The integer that stands for the value in a format with one of the letters "diouxX".
+// The integer that represents the value in a format with one of the letters "diouxX".
 int integer_for(double value, std::string_view format) {
   if (format.find_first_of("ouxX") == std::string_view::npos) return truncate_to_int(value);
   // The low 32 bits of a 64-bit integer; one beyond 64 bits has none of them set.

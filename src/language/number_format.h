@@ -10,8 +10,8 @@ namespace quillet {
 // Appends the value. Without a format: truncated to an integer, in decimal.
 //
 // A format is text with one conversion as of the C library's printf: "%", flags, width, precision, and
-// one of d i o u x X e E f F g G a A; "l" and "h" may stand before the letter. "%%" is a "%". Everything
-// else stands for itself: a second conversion, conversions of anything but a number, "*". At most
+// one of d i o u x X e E f F g G a A; "l" and "h" can come before the letter. "%%" is a "%". Everything
+// else is literal: a second conversion, conversions of anything but a number, "*". At most
 // `longest_formatted` bytes are appended.
 void append_number(double value, std::string_view format, text &out);
 

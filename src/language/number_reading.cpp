@@ -78,7 +78,7 @@ class decimal_reader {
     return position_ - start;
   }
 
-  // An "e" without digits behind it belongs to what follows.
+  // An "e" without digits after it belongs to what follows.
   void read_exponent() {
     const std::size_t start = position_;
     if (lower_char(at()) != 'e') return;

@@ -28,7 +28,7 @@ struct number_reading {
 [[nodiscard]] number_reading read_any_number(std::string_view source);
 
 // The number at the front of `source`, by the C library's rules: an unsigned integer when it begins
-// with "0", in base 16 behind "0x", otherwise in base 8; else a decimal number with sign, fraction and
+// with "0", in base 16 after "0x", otherwise in base 8; else a decimal number with sign, fraction and
 // exponent. "inf" and "nan" are no numbers.
 [[nodiscard]] inline number_reading read_number(std::string_view source) {
   const number_reading plain = read_plain_integer(source);

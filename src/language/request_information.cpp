@@ -57,7 +57,7 @@ void op_query(parameters &, text &out) { out.append(request.query_string); }
 
 // ^mangle[text]
 //
-// The text for use in an address: recoded to the charset of the page, a blank as "+", ASCII letters
+// The text for use in a URL: recoded to the charset of the page, a space as "+", ASCII letters
 // and digits as they are, every other byte as "%" and two lower-case hexadecimal digits.
 void op_mangle(parameters &parameters, text &out) { out.append(recode_and_url_encode(parameters[0])); }
 
@@ -92,7 +92,7 @@ void op_combine(parameters &parameters, text &out) {
   }
 }
 
-// The user agent, in capitals, from where it tells the version of a browser of this kind; a view whose
+// The user agent, in capitals, from where it gives the version of a browser of this kind; a view whose
 // data() is null for any other browser.
 std::string_view browser_version(std::string_view user_agent, std::string_view kind) {
   if (user_agent.find("COMPATIBLE") != std::string_view::npos) {
@@ -132,9 +132,9 @@ void write_header_line(std::string_view name, std::string_view value) {
 
 // ^header[name;value]
 //
-// Sends a header line. `content-type`, in any letter case, sets the content type of the page instead;
+// Sends a header line. `content-type`, in upper or lower case, sets the content type of the page instead;
 // without a value it keeps the type and only marks it as chosen by the page. Line ends in the value
-// become blanks. A name with a line end, or none, sends nothing. No text.
+// become spaces. A name with a line break, or none, sends nothing. No text.
 void op_header(parameters &parameters, text &) {
   text value(parameters[1]);
   replace_chars(value, '\n', ' ');

@@ -44,7 +44,7 @@ void op_rsplit(parameters &parameters, text &) {
 // ^lsplit[text;delimiter]
 //
 // Cuts the text at each delimiter, a whole string. The pieces are the cells of the one row of a new
-// current table, with an empty cell behind the last one. An empty delimiter cuts nothing. No text.
+// current table, with an empty cell after the last one. An empty delimiter cuts nothing. No text.
 void op_lsplit(parameters &parameters, text &) {
   evaluate_parameters_quoted(quoting_config, parameters);
   std::string_view piece = parameters[0];

@@ -10,7 +10,7 @@ namespace quillet {
 namespace {
 
 // What the `case` calls in the body of a `switch` leave behind. The branches are copies: a `case` may
-// stand in a macro whose text is gone when the branch is evaluated.
+// be in a macro whose text is gone when the branch is evaluated.
 struct switch_state {
   std::string_view value;
   text matched_branch;

@@ -15,7 +15,7 @@ void load_configuration();
 // expansion. Empty when there is none.
 [[nodiscard]] text process_page(std::string_view page_path);
 
-// Reads the macro files that a name stands for and appends the output of their `main` macros:
+// Reads the macro files that a name refers to and appends the output of their `main` macros:
 //   "quillet.cfg"   "_quillet.cfg" of every directory on the page's path, outermost first
 //   "lib/"          every file of the directory whose name does not begin with "."
 //   "lib.cfg"       the file "_lib.cfg"

@@ -20,7 +20,7 @@ struct name_hasher : keyed_hasher {
 
 std::unordered_map<std::string, std::unique_ptr<macro>, name_hasher, std::equal_to<>> macros;
 
-// Macros that were defined anew while they ran.
+// Macros that were redefined while they ran.
 std::vector<std::unique_ptr<macro>> outlived;
 
 unsigned long generation = 0;
@@ -68,7 +68,7 @@ int matching_name(std::string_view names, std::string_view source, std::size_t &
   return 0;
 }
 
-// The rest of `source` behind its first line feed that is followed by "@"; nothing when there is none.
+// The rest of `source` after its first line feed that is followed by "@"; nothing when there is none.
 std::string_view behind_next_header_mark(std::string_view source) {
   const std::size_t mark = source.find("\n@");
   return mark == std::string_view::npos ? std::string_view() : source.substr(mark + 1);

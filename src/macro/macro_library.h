@@ -3,7 +3,7 @@
 // A macro text holds definition blocks:
 //
 //     @name[first;second]
-//     body, in which $first and $second stand for the arguments
+//     body, in which $first and $second are replaced by the arguments
 //
 // A header begins a line; the body runs up to the next line that begins with "@". In a stored body an
 // argument reference is "$" and its number in decimal, "$$" a literal "$".
@@ -22,7 +22,7 @@ struct macro {
   text body;
   bool refers_to_arguments;
   bool was_called = false;
-  int running = 0;         // calls under way, which keep it alive when it is defined anew
+  int running = 0;         // calls under way, which keep it alive when it is redefined
   repeated_text repeated;  // the body, for a macro that refers to no argument and is called again
 };
 
@@ -52,7 +52,7 @@ void define_macro(std::string_view header, text body);
 
 // Turns references by parameter name into numbers: with the names "who;why", "$why" becomes "$2". A
 // name is matched as a prefix of what follows "$", the first in the list first. A reference that no
-// name matches gets "[macro param name not found]" behind its "$". Without names nothing changes.
+// name matches gets "[macro param name not found]" after its "$". Without names nothing changes.
 [[nodiscard]] text name_parameters(std::string_view parameter_names, text body);
 
 // Defines the macros of a text and runs its `autoexec`; with an `output` also its `main`, whose output

@@ -21,7 +21,7 @@ int take_number(std::string_view &rest) {
   return number;
 }
 
-// The body with its references replaced by the arguments as they stand in the call. Argument k is
+// The body with its references replaced by the arguments as they are in the call. Argument k is
 // parameter k of the call; the name, number 0, is none.
 text insert_arguments(std::string_view body, const parameters &parameters) {
   std::size_t size = body.size();

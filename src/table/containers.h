@@ -131,7 +131,7 @@ class object_array : public tobject {
   [[nodiscard]] const slot_vector &items() const { return items_; }
 
  private:
-  // Raises the limit by as many deltas as `added` elements behind the first `used` slots need. Memory
+  // Raises the limit by as many deltas as `added` elements after the first `used` slots need. Memory
   // is taken in growing pieces, so that many small steps cost no more than one large one.
   void make_room(int used, std::size_t added) {
     const std::size_t needed = slot(used) + added;

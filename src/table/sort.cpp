@@ -22,7 +22,7 @@ struct order_item {
   bool descending;
 };
 
-// The items up to the first one that has something else than "|" behind its letter.
+// The items up to the first one that has something other than "|" after its letter.
 std::vector<order_item> parse_order(std::string_view order) {
   std::vector<order_item> items;
   while (!order.empty()) {
@@ -53,7 +53,7 @@ struct sort_key {
     for (const order_item &item : order) {
       part taken = {next_token(rest, '|'), 0, 0};
       if (!taken.bytes.empty()) {
-        // It ends at a "|" or at the NUL byte behind the key.
+        // It ends at a "|" or at the NUL byte after the key.
         char *start = bytes.data() + (taken.bytes.data() - bytes.data());
         if (item.type == 'D') taken.whole = parse_long(taken.bytes);
         if (item.type == 'N') taken.fraction = std::strtod(start, nullptr);
@@ -82,7 +82,7 @@ int compare_parts(char type, const sort_key::part &a, const sort_key::part &b) {
   }
 }
 
-// Compares the rows of a table. A key is evaluated whenever it is compared, unless nobody can tell the
+// Compares the rows of a table. A key is evaluated whenever it is compared, unless nobody can see the
 // difference: keys are kept as long as evaluating them has changed nothing.
 class row_comparison {
  public:

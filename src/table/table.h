@@ -68,7 +68,7 @@ class table : protected object_array<std::string_view> {
   // Makes the row current whose cell is the longest beginning of `wanted`, the first of several; the
   // first row when there is none.
   void select_by_prefix(int column, std::string_view wanted);
-  // Every row with a line feed behind it; null without rows.
+  // Every row followed by a line feed; null without rows.
   [[nodiscard]] text serialise() const;
 
   // Add copies of a row, or of each line of a text. Inserting works as in `object_array`.
@@ -98,7 +98,7 @@ class table : protected object_array<std::string_view> {
   friend class table_lock;
 
   // Where the last cell that was read begins: the cells of a row are mostly read from left to right. It
-  // holds for a row's bytes wherever the row stands.
+  // holds for a row's bytes wherever the row is.
   struct cell_position {
     const char *row = nullptr;
     int column = 0;

@@ -77,13 +77,13 @@ void op_config(parameters &parameters, text &) {
 // ^flip[table]
 //
 // A new current table whose rows are the cells of that table's current row, without an empty first
-// and an empty last one. The name is taken as it stands. No text.
+// and an empty last one. The name is not evaluated. No text.
 void op_flip(parameters &parameters, text &) {
   auto flipped = std::make_unique<table>(std::string_view());
   if (const table *source = find_table(parameters[0]); source != nullptr && source->count() > 0) {
     std::string_view cells = source->row(source->current());
     if (cells.starts_with('\t')) cells.remove_prefix(1);
-    // A cell of a match or of a database may hold line feeds: it is one row all the same.
+    // A cell of a match or of a database can contain line feeds: it is still one row.
     while (!cells.empty()) flipped->append_row(next_token(cells, '\t'));
   }
   put_table(std::move(flipped));
@@ -146,7 +146,7 @@ void append_neighbour(int step, std::string_view column, text &out) {
 // ^item[next;column]
 //
 // A cell of the current row, of the current table or the one named, quoted; with `prev` and `next` of
-// the row before or behind it. A column is a number from 0 or, in a table whose columns have names, one
+// the row before or after it. A column is a number from 0 or, in a table whose columns have names, one
 // of these. In place of a column, `current` gives the number of the current row from 0, `number` from
 // 1, `count` how many rows there are.
 //

@@ -12,7 +12,7 @@ namespace quillet {
 namespace {
 
 // Walks a table that is locked meanwhile. `steps` keeps in its parameter how much of `out` is
-// complete; that is what a violation of the lock leaves, with a message behind it.
+// complete; that is what a violation of the lock leaves, followed by a message.
 template <class function>
 void walk(table &walked, std::string_view operator_name, text &out, const function &steps) {
   const table_lock lock(walked);
@@ -63,7 +63,7 @@ struct grid {
 // The rows laid out as the inside of an HTML table of that many columns, which are filled from top to
 // bottom: `cell`, which writes its own <td> and </td>, evaluated for each row, "</tr><tr>" between the
 // grid's rows and, after the last row, cells with the filler ("&nbsp;"). Deliberate: the current row
-// stays where the last cell left it, which may lie behind the last row.
+// stays where the last cell left it, which can be after the last row.
 //
 // [table lock violation in table macro]
 void op_table(parameters &parameters, text &out) {

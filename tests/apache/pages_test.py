@@ -1,4 +1,4 @@
-"""Pages behind a real Apache httpd: what the program is told, what the client gets, what is refused."""
+"""Pages with a real Apache httpd: what the program is given, what the client gets, what is refused."""
 
 import http.client
 import socket

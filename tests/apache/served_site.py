@@ -141,7 +141,7 @@ class ServedSite(unittest.TestCase):
     """The files of the class, served while its tests run."""
 
     files = {}
-    site = None  # another folder instead of the files
+    site = None  # another directory instead of the files
 
     @classmethod
     def setUpClass(cls):
@@ -172,7 +172,7 @@ class ServedSite(unittest.TestCase):
         return self.ask(path, "POST", body, {"Content-Type": content_type})
 
     def ask_raw(self, target, header_lines=()):
-        """A request whose target goes out as it stands."""
+        """A request whose target is sent unchanged."""
         with socket.create_connection(("127.0.0.1", self.demo.port), timeout=120) as stream:
             lines = [f"GET {target} HTTP/1.1", "Host: localhost", "Connection: close", *header_lines, "", ""]
             stream.sendall("\r\n".join(lines).encode("latin-1"))

@@ -1,4 +1,4 @@
-"""The demo site's chat, calendar and buttons, behind Apache: what visitors should send and what they should not."""
+"""The demo site's chat, calendar and buttons with Apache: what visitors should send and what they should not."""
 
 import contextlib
 import html

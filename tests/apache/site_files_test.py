@@ -54,7 +54,7 @@ class GuestBook(Visit):
         return self.send("/guestbook/", name=name, text=text, **fields)
 
     def entries(self, path="/guestbook/"):
-        """Name and text of each entry, as they stand in the page."""
+        """Name and text of each entry, as they are in the page."""
         found = re.findall(r'<div class="entry"><p>(.*?)</p><p class="quiet">(.*?), \d\d\.\d\d\.\d{4}</p></div>',
                            self.page(path), re.S)
         return [(name, text) for text, name in found]

@@ -57,7 +57,7 @@ class Tutorial(ServedSite):
         self.check_the_button()
 
     def check_the_button(self):
-        """The letters of the font's color stand on the plate, which is that of the example site."""
+        """The letters of the font's color are on the plate, which is that of the example site."""
         buttons = ROOT / "examples/site/www/buttons"
         for name in ("plate.gif", "font.gif"):
             self.assertEqual((self.folder.path / "letters/www" / name).read_bytes(), (buttons / name).read_bytes())

@@ -1,4 +1,4 @@
-"""The demo site, served as in the tests behind Apache, and real browsers that look at it."""
+"""The demo site, served as in the Apache tests, and real browsers that look at it."""
 
 import functools
 import pathlib

@@ -89,7 +89,7 @@ class Browser:
         wait_for(lambda: not self.is_running(), "the browser to end")
 
     def is_running(self):
-        """Whether a process is left that was told the folder; some end a moment after the others."""
+        """Whether a process is left that was given the directory; some end a moment after the others."""
         for path in pathlib.Path("/proc").glob("[0-9]*/cmdline"):
             with contextlib.suppress(FileNotFoundError, ProcessLookupError, PermissionError):
                 if os.fsencode(self.folder) in path.read_bytes():

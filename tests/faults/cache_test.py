@@ -1,4 +1,4 @@
-"""A process that is killed while it writes a cache entry: what it leaves at each of its steps, as docs/cache.md tells.
+"""A process that is killed while it writes a cache entry: what it leaves at each of its steps, as docs/cache.md says.
 And one that meets an entry locked by another: it waits, or has no need to.
 """
 

@@ -1,4 +1,4 @@
-"""Time stamps while the clock of the machine stands still, at a time of the test's choice or at one that is no date."""
+"""Time stamps while the clock of the machine is stopped, at a time of the test's choice or at one that is not a date."""
 
 import datetime
 import sys

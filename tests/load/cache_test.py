@@ -1,6 +1,6 @@
 """Many processes at one cache entry that is removed again and again, some of them killed at any moment.
 
-What may be met then is told in docs/cache.md. Each process makes a text of lines that carry its letter and their
+docs/cache.md says what a reader can find then. Each process makes a text of lines that carry its letter and their
 number, so that of every byte that is served it is known whether it stands in its place.
 
     QUILLET_PROGRAM=... cache_test.py [--processes 20] [--rounds 60] [--seed 1]
@@ -34,7 +34,7 @@ WHOLE = set(TEXTS.values())
 
 
 def is_mixture(body):
-    """Whether every byte stands where some text has it, and none of the shortest text is missing."""
+    """Whether every byte is where some text has it, and none of the shortest text is missing."""
     if len(body) < min(map(len, WHOLE)):
         return False
     for at in range(0, len(body), LINE):

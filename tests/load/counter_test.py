@@ -1,4 +1,4 @@
-"""Many counts of one file at the same time: every number comes out once, and the last one is their number.
+"""Many counts of one file at the same time: every number is returned once, and the last one is their number.
 
 First `processes` processes count `calls` times each. They wait for the lock of the file until all of them run, so
 that all are at it at once. Then, through a real Apache httpd, `clients` clients ask for a page `requests` times

@@ -1,4 +1,4 @@
-"""Attachments come out of uudecode, of Debian's sharutils, as they went in."""
+"""Debian's uudecode (sharutils) restores attachments byte for byte."""
 
 import random
 import shutil

@@ -29,7 +29,7 @@ std::string lines(int count) {
   return made;
 }
 
-// The newest lines by the letter: pointers that step one byte and go to the next line end.
+// The newest lines by the letter: pointers that step one byte and go to the next line break.
 std::string reference_newest_lines(const std::string &index, long long lines) {
   if (index.empty()) return "";
   long long count = 0;

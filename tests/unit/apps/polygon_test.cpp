@@ -25,7 +25,7 @@ drawing replaced(const corner_list &corners, int width, int height) {
 }
 
 // The rules one by one, as slow as they are plain: every row of the polygon, every edge again for each. A place
-// behind a step in the row of corner 0 is noted behind the others, uncounted, to show that nothing comes of it.
+// after a step in the row of corner 0 is noted after the others, uncounted, to show that it has no effect.
 class reference {
  public:
   reference(corner_list corners, int width, int height)

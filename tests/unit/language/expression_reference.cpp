@@ -74,7 +74,7 @@ class reference {
         present = any_read = true;
         continue;
       }
-      // 3. a number, unless a sign behind a value
+      // 3. a number, unless a sign after a value
       double number = 0;
       if (!(any_read && (*at_ == '+' || *at_ == '-'))) {
         const std::size_t read = starts_name(*at_) ? 0 : c_number(at_, number);

@@ -15,7 +15,7 @@ struct expected_operator {
   unsigned flags;
 };
 
-// Every operator in force, in the order of the modules. The chat's own `cookie`, which would stand
+// Every operator in force, in the order of the modules. The chat's own `cookie`, which would be
 // before `userlist`, gives way to the one registered earlier.
 constexpr expected_operator expected[] = {
     {"cache", 0, lazy},
