@@ -1,4 +1,4 @@
-"""Time stamps while the clock of the machine is stopped, at a time of the test's choice or at one that is not a date."""
+"""Time stamps while the machine's clock is stopped, at a time that the test chooses or at one that is not a date."""
 
 import datetime
 import sys
