@@ -97,7 +97,7 @@ class GifTemplateTest(unittest.TestCase):
             wkwwwwwwwkww
             wkkwwwwwwkww""", w="FFFFFF", k="000000")
 
-    def test_a_blank_moves_by_the_advance_of_the_text_too(self):
+    def test_a_space_moves_by_the_advance_of_the_text_too(self):
         self.put("t.gif", picture("wwwwwwwwwwww\n" * 3, w="FFFFFF"))
         self.assert_looks(self.made("4\t0\t0\tI I"), """
             wkwwwwwwwkww
@@ -111,7 +111,7 @@ class GifTemplateTest(unittest.TestCase):
             wwwkwwwkww
             wwwkwwwkkw""", w="FFFFFF", k="000000")
 
-    def test_the_text_stands_at_its_place(self):
+    def test_the_text_is_at_its_place(self):
         self.put("t.gif", picture("wwwww\n" * 5, w="FFFFFF"))
         self.assert_looks(self.made("0\t2\t1\tL"), """
             wwwww
@@ -120,7 +120,7 @@ class GifTemplateTest(unittest.TestCase):
             wwwkk
             wwwww""", w="FFFFFF", k="000000")
 
-    def test_the_blank_moves_the_pen_by_its_own_advance(self):
+    def test_the_space_moves_the_pen_by_its_own_advance(self):
         self.put("t.gif", picture("wwwwwwwwwwww\n" * 3, w="FFFFFF"))
         self.assert_looks(self.made("0\t0\t0\tI  I"), """
             wkwwwwwwkwww
@@ -138,7 +138,7 @@ class GifTemplateTest(unittest.TestCase):
             with self.subTest(character):
                 self.assert_looks(self.made(f"0\t0\t0\t{character}"), "wwwwww wwwwww wkwwww", w="FFFFFF", k="000000")
 
-    def test_a_character_missing_from_a_font_without_a_dot_is_the_blank(self):
+    def test_a_character_missing_from_a_font_without_a_dot_is_the_space(self):
         self.macros("@font\nfont.gif\n4\t2\n +IL\n")
         self.put("t.gif", picture("wwwwww\n" * 3, w="FFFFFF"))
         self.assert_looks(self.made("0\t0\t0\t?I"), "wwwkww\n" * 3, w="FFFFFF", k="000000")
@@ -172,18 +172,18 @@ class GifTemplateTest(unittest.TestCase):
         self.put("t.gif", picture("wwwwwwww\n" * 4, w="FFFFFF"))
         self.assert_looks(self.made("0\t1\t0\t?I"), "wkkkkkwk wkkkkkwk wkkkkkwk wwwwwwww", w="FFFFFF", k="000000")
 
-    def test_a_font_without_characters_has_the_blank_alone(self):
+    def test_a_font_without_characters_has_the_space_alone(self):
         for characters in ("", "\n"):
             self.macros(f"@font\nfont.gif\n4\t2\n{characters}")
             self.put("t.gif", picture("www\n" * 3, w="FFFFFF"))
             self.assert_looks(self.made("0\t0\t0\tI.L"), "www\n" * 3, w="FFFFFF", k="000000")
 
-    def test_a_fourth_line_of_the_font_counts_for_nothing(self):
+    def test_a_fourth_line_of_the_font_is_ignored(self):
         self.macros("@font\nfont.gif\n4\t2\tmore\n .I\nL\n")
         self.put("t.gif", picture("wwww\n" * 3, w="FFFFFF"))
         self.assert_looks(self.made("0\t0\t0\tL"), "wwww wwww wkww", w="FFFFFF", k="000000")
 
-    def test_a_character_may_be_any_byte(self):
+    def test_a_character_can_be_any_byte(self):
         self.macros("@font\nfont.gif\n4\t2\n .\u00ff;\n", "latin-1")
         self.put("t.gif", picture("wwwwwww\n" * 3, w="FFFFFF"))
         self.assert_looks(self.made("0\t0\t0\t^;\xff"), """
@@ -191,14 +191,14 @@ class GifTemplateTest(unittest.TestCase):
             wkwwwkw
             wkkwwkw""", w="FFFFFF", k="000000")
 
-    def test_a_blank_may_move_back_or_not_at_all(self):
+    def test_a_space_may_move_back_or_not_at_all(self):
         self.put("t.gif", picture("wwwwwwww\n" * 3, w="FFFFFF"))
         for advance, art in (("-1", "wkwkwwww"), ("", "wkwwkwww"), ("x", "wkwwkwww"), ("+1", "wkwwwkww")):
             with self.subTest(advance):
                 self.macros(f"@font\nfont.gif\n4\t{advance}\n .IL\n")
                 self.assert_looks(self.made("0\t0\t0\tI I"), f"{art}\n" * 3, w="FFFFFF", k="000000")
 
-    def test_what_is_no_number_in_front_of_a_text_is_0(self):
+    def test_a_field_that_is_not_a_number_before_a_text_is_0(self):
         self.put("t.gif", picture("wwwwwww\n" * 3, w="FFFFFF"))
         for fields in ("0\t0\t0", "x\ty\tz", "\t\t", "0x4\t0\t0", " 0\t 0\t 0", "-0\t+0\t0z"):
             with self.subTest(fields):
@@ -238,7 +238,7 @@ class GifTemplateTest(unittest.TestCase):
         self.assert_looks(self.made("0\t5\t0\tI"), "wwwwwk wwwwwk", w="FFFFFF", k="000000")
         self.assert_looks(self.made("0\t0\t1\tI"), "wwwwww kkwwww", w="FFFFFF", k="000000")
 
-    def test_a_text_goes_on_behind_the_border_and_comes_back(self):
+    def test_a_text_continues_beyond_the_border_and_comes_back(self):
         self.put("t.gif", picture("wwwwww\n" * 3, w="FFFFFF"))
         self.assert_looks(self.made("0\t-4\t0\tLI"), "wkwwww\n" * 3, w="FFFFFF", k="000000")
 
@@ -306,20 +306,20 @@ class GifTemplateTest(unittest.TestCase):
         self.put("t.gif", picture("w.\n.w", w="FFFFFF"))
         self.assert_looks(self.made("replace_color\tFF00FF\t0000FF\t0,0,1,0,1,1,0,1"), "w. .w", w="FFFFFF")
 
-    def test_digits_may_be_of_either_case_and_missing_ones_are_0(self):
+    def test_digits_can_be_of_either_case_and_missing_ones_are_0(self):
         self.put("t.gif", picture("wwww", w="aBcDeF"))
         for digits, color in (("ff0080", "FF0080"), ("", "000000"), ("12", "120000"), ("1234", "123400"),
                               ("#12345", "000000"), ("1234567", "123456")):
             with self.subTest(digits):
                 self.assert_looks(self.made(f"replace_color\tAbCdEf\t{digits}\t1,0,2,0"), "wrrw", w="ABCDEF", r=color)
 
-    def test_a_color_that_is_the_transparent_one_joins_the_palette_anew(self):
+    def test_a_color_that_is_the_transparent_one_joins_the_palette_again(self):
         self.put("t.gif", picture("w.w.", w="FFFFFF"))  # the transparent color is FF00FF
         made = self.made("replace_color\tFFFFFF\tFF00FF\t0,0,0,0", "replace_color\tFFFFFF\tFF00FF\t2,0,2,0")
         self.assertEqual((made.rows, made.transparent), ([b"\2\1\2\1"], 1))
         self.assertEqual(made.palette[:3], ["FFFFFF", "FF00FF", "FF00FF"])
 
-    def test_digits_may_have_blanks_or_a_sign_in_front(self):
+    def test_digits_can_have_leading_spaces_or_a_sign(self):
         self.put("t.gif", picture("wwww", w="FFFFFF"))
         for digits, color in (("+1+2+3", "010203"), (" 12 34  56", "123456"), ("-f-f-f", "F1F1F1"),
                               ("12-34", "12FD04"), ("1 2 3", "010203")):
@@ -389,7 +389,7 @@ class GifTemplateTest(unittest.TestCase):
         self.assert_looks(self.made("0\t0\t0\tI", replace), "wrww\n" * 3, w="FFFFFF", r="FF0000")
         self.assert_looks(self.made(replace, "0\t0\t0\tI"), "wkww\n" * 3, w="FFFFFF", k="000000")
 
-    def test_a_template_without_instructions_comes_out_as_it_is(self):
+    def test_a_template_without_instructions_is_unchanged(self):
         self.put("t.gif", picture("w.b\n.bw", w="FFFFFF", b="0000FF"))
         self.assert_looks(self.made(), "w.b .bw", w="FFFFFF", b="0000FF")
         sent = self.run_page("^gif_template[t.gif]page")

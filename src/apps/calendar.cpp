@@ -71,8 +71,8 @@ text week_list(long long year, int month, long long day, bool sunday_first) {
 // A mode that begins with "month" makes the current table from a month: a row for each week, 7 cells with
 // the days as two digits, empty outside the month. One that begins with "week" makes it from the week of a
 // date: the columns `year`, `month`, `day` and `weekday`, 0 to 6. Weeks start on Monday; on Sunday when the
-// mode ends with "eng". A month outside 1 to 12 counts as the nearest one. Another mode does nothing. No
-// text.
+// mode ends with "eng". A month outside 1 to 12 counts as the nearest one. Another mode does nothing. Result:
+// empty.
 //
 // [calendar: bad input date]
 void op_calendar(parameters &parameters, text &out) {
@@ -127,7 +127,7 @@ void read_time_stamp(std::string_view source, time_stamp &stamp) {
 //
 // Makes the current table from the current time: one row with the columns `year`, `month`, `day`, `hour`
 // and `min`. The parts of a date, "year.month.day hour:minute", replace those of the current time and are
-// taken as they are; it may end after any of them. More than one parameter counts as none. No text.
+// taken as they are; it may end after any of them. More than one parameter counts as none. Result: empty.
 //
 // [loadtimestamp: bad input date]
 void op_loadtimestamp(parameters &parameters, text &out) {
@@ -143,7 +143,7 @@ void op_loadtimestamp(parameters &parameters, text &out) {
 // Moves the date in the current row of the current table; the result is a new current table, as by
 // `loadtimestamp`. The years come first. Months are moved by whole days: each is as long as the month
 // that the years lead to, or for negative months the one before it (see offset_date). Without a current
-// table nothing happens. No text.
+// table nothing happens. Result: empty.
 //
 // [dateoffset: bad input date]
 void op_dateoffset(parameters &parameters, text &out) {

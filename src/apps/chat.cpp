@@ -25,7 +25,7 @@ text client_address() {
 // ^log[text]
 //
 // Writes a line to the access log: the visitor's address, "as", the login name or "anonymous", the text.
-// No text.
+// Result: empty.
 void op_log(parameters &parameters, text &) {
   const text login = chat_login();
   log_message(access_log, "%s as %s: %s", client_address().c_str(), login.is_null() ? "anonymous" : login.c_str(),

@@ -94,7 +94,7 @@ void op_chat(parameters &parameters, text &out) {
 // ^message[]
 // ^message[line]
 //
-// The first form gives the form field `message`, escaped, long words parted. The second adds the line to
+// The first form gives the form field `message`, escaped, long words split. The second adds the line to
 // the messages and the visitor to the users; no text. Without the field both do nothing. An index that
 // cannot be written ends the request with the error page.
 void op_message(parameters &parameters, text &out) {
@@ -108,7 +108,7 @@ void op_message(parameters &parameters, text &out) {
 
 // ^startup[line]
 //
-// Adds the visitor to the users and, when they were not among them, the line to the messages. No text.
+// Adds the visitor to the users and, when they were not among them, the line to the messages. Result: empty.
 void op_startup(parameters &parameters, text &) {
   if (join_chat(std::time(nullptr))) static_cast<void>(add_message(parameters[0]));
 }

@@ -11,7 +11,7 @@ namespace quillet {
 
 namespace {
 
-// Whoever was active so many seconds ago is still there.
+// A user who was active this many seconds ago is still present.
 constexpr long long active_seconds = 179;
 
 text read_user_list(bool lock) { return read_text_file(chat_user_list_path(), true, lock); }

@@ -21,7 +21,7 @@ using gif_picture = std::unique_ptr<gdImage, gd_release>;
 // A file that announces more pixels than this is not read: pictures of 4096 by 4096 still are.
 constexpr long largest_picture = 1L << 24;
 
-// The picture in a file; null when there is no such regular file, when it is no GIF, or a larger one than
+// The picture in a file; null when there is no such regular file, when it is not a GIF, or a larger one than
 // the limit. Of a file that ends early the pixels that are missing have index 0; one that ends within the
 // first block of its pixels is no GIF.
 [[nodiscard]] gif_picture read_gif(std::string_view path);

@@ -122,7 +122,7 @@ bool write_picture(std::string_view template_path, std::string_view instructions
 //     replace_color <tab> from <tab> to <tab> x,y,x,y,...
 //
 // The macro `font` describes the font of the texts. A template that cannot be read, or a text without a
-// font, gives a picture of one transparent pixel. No text.
+// font, gives a picture of one transparent pixel. Result: empty.
 //
 // [gif_template: write error]
 void op_gif_template(parameters &parameters, text &out) {

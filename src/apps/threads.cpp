@@ -105,12 +105,12 @@ std::unique_ptr<table> mark_thread(table &messages, std::string_view thread, int
 // is `thread`, in their order, with 19 more columns, m0 to m18, for drawing the tree. The column deep says
 // the depth of a message, from 1; 19 is the deepest. Mark m0 is for depth 1, and so on up to the
 // message's own: there "L" for the last reply to its parent and "T" for one that others follow, before it
-// "!" where a branch continues below and "0" where none does. No text.
+// "!" where a branch continues below and "0" where none does. Result: empty.
 //
 // [hotline_thread: no thread_id or no messages]
 // [hotline_thread: no field 'deep' or 'p0' in messages]
 //
-// Also with these messages the table that was current is gone.
+// The current table is removed even with these messages.
 void op_hotline_cutmark_thread(parameters &parameters, text &out) {
   const std::string_view thread = parameters[0];
   remove_current_table();

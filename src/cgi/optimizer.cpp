@@ -51,7 +51,7 @@ void shrink_runs(text &page, bool previous) {
 
 // ^optimize[no]
 //
-// `no` switches the optimizer off, anything else on. The last call in the run decides. No text.
+// `no` switches the optimizer off, anything else on. The last call in the run decides. Result: empty.
 void op_optimize(parameters &parameters, text &) { optimize = parameters[0] != "no"; }
 
 constexpr operator_definition module[] = {

@@ -13,7 +13,7 @@
 namespace quillet {
 
 // The whole file as a text, filtered by `filter_lines`, with an exclusive lock held while reading if
-// `lock`. Null, with errno set, when the file cannot be opened or read or is no regular file; there is no
+// `lock`. Null, with errno set, when the file cannot be opened or read or is not a regular file; there is no
 // message.
 [[nodiscard]] text read_text_file(std::string_view path, bool drop_empty_lines, bool lock);
 
@@ -77,7 +77,7 @@ enum making_result : int {
   not_without_name,  // the name is taken, or the file system knows no files without a name
 };
 
-// Makes a new file (mode 0666 less the process mask) that gets its name when it is whole: nobody ever
+// Makes a new file (mode 0666 less the process mask) that gets its name when it is complete: nobody ever
 // meets a part of it, not even when the process is killed.
 [[nodiscard]] making_result make_whole_file(std::string_view path, std::string_view bytes);
 

@@ -6,7 +6,7 @@
 
 namespace quillet {
 
-// A new block of `size` bytes, uninitialised; null for size 0.
+// A new block of `size` bytes, uninitialized; null for size 0.
 // Never fails: without memory the process ends with "unable to malloc %d bytes" in the error log.
 [[nodiscard]] void *allocate(std::size_t size);
 

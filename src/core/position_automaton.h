@@ -30,7 +30,7 @@ struct position_automaton {
   std::array<position_set, 256> taking{};            // the positions that take each byte
   std::size_t count = 0;
 
-  // A parenthesised group, in the order of the opening parentheses, and the positions inside it.
+  // A parenthesized group, in the order of the opening parentheses, and the positions inside it.
   struct group {
     std::size_t begin;
     std::size_t end;

@@ -30,7 +30,7 @@ void quote(std::string_view value, bool restore_tabs, text &out);
 int set_quoting_mode(int &saved, int number);
 
 // The same by name ("none", "config", "html", "sql", "javascript", in lower case); any other name
-// leaves the mode as it was.
+// does not change the mode.
 void set_quoting_mode_by_name(int &saved, std::string_view name);
 
 void restore_quoting_mode(int saved);

@@ -27,7 +27,7 @@ class regular_expression {
   ~regular_expression();
 
   [[nodiscard]] int error() const { return error_; }
-  // The number of parenthesised groups.
+  // The number of parenthesized groups.
   [[nodiscard]] std::size_t group_count() const { return group_count_; }
   // Looks for the leftmost longest match. Fills `pieces`, the whole match and then the groups, as many as there is
   // room for (at least one), with their places in the subject; both -1 for a group that took no part. 0,

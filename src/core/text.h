@@ -59,7 +59,7 @@ class text {
     start[size_++] = byte;
     start[size_] = '\0';
   }
-  // Becomes a copy of the bytes, which are no part of this text; present even when empty.
+  // Becomes a copy of the bytes, which are not a part of this text; present even when empty.
   void assign(std::string_view bytes) {
     if (bytes.size() > capacity_ || is_null()) grow(bytes.size());
     char *const start = data();
@@ -137,7 +137,7 @@ void lower_in_place(text &target);
 // Removes every byte of the C library's white-space class.
 void remove_white_space(text &target);
 
-// --- in addresses --------------------------------------------------------------------------------
+// --- in URLs -------------------------------------------------------------------------------------
 
 // A new text in which a space becomes "+", ASCII letters and digits stay and every other byte
 // becomes "%" and two lower-case hexadecimal digits. Nothing gives null.
@@ -145,7 +145,7 @@ void remove_white_space(text &target);
 // The same, but "_", "-" and "." stay too, and the digits are upper-case.
 [[nodiscard]] text url_escape(std::string_view source);
 // Undoes either in place; the result is never longer. "+" becomes a space, "%" and two bytes the byte
-// whose hexadecimal digits they are; a byte that is no digit counts as 0. A "%" with fewer than two bytes
+// whose hexadecimal digits they are; a byte that is not a digit counts as 0. A "%" with fewer than two bytes
 // after it is dropped with them.
 std::string_view url_decode(char *bytes, std::size_t length);
 // The same as a new text, cut at the first NUL. Nothing gives null.

@@ -7,7 +7,7 @@
 
 namespace quillet {
 
-// A variable's name and, while it exists, its text. What the text is as a number is kept beside it; a
+// A variable's name and, while it exists, its text. What the text is as a number is kept with it; a
 // variable that was set to an integer makes its text when somebody asks for it.
 class variable {
  public:

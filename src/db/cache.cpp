@@ -15,7 +15,7 @@ text entry_path(std::string_view key_template) {
   return cache_entry_path(evaluate(key_template));
 }
 
-// Keeps the bytes in the file, if that is possible. A new entry gets its name when it is whole; one that
+// Keeps the bytes in the file, if that is possible. A new entry gets its name when it is complete; one that
 // another process has made meanwhile is rewritten, so that the last one stays.
 void store(const text &path, std::string_view bytes) {
   make_directories(path);

@@ -118,7 +118,7 @@ std::size_t line_size(const cell_list &cells) {
   return size;
 }
 
-// Writes the line, recoded for the page. A tab in a cell becomes a space, so that it breaks no columns;
+// Writes the line, recoded for the page. A tab in a cell becomes a space, so that it does not break the columns;
 // line feeds stay.
 void write_line(const cell_list &cells, char *line) {
   char *end = line;
@@ -158,7 +158,7 @@ std::unique_ptr<table> read_table(mysql_result *result) {
 
 bool has_error() { return *client->error(connection) != '\0'; }
 
-// Takes in what came of the statement, in `made` when that is a table. False when it did not arrive whole.
+// Reads the result of the statement, in `made` when that is a table. False when it did not arrive complete.
 bool take_result(std::unique_ptr<table> &made) {
   const result_pointer result(client->use_result(connection));
   // A connection that was lost on the way has no fields any more, only an error.
@@ -167,7 +167,7 @@ bool take_result(std::unique_ptr<table> &made) {
   return !has_error();
 }
 
-// Takes in what a stored procedure sends after its first result: the connection takes no other statement
+// Reads what a stored procedure sends after its first result: the connection takes no other statement
 // before. False when the procedure failed there.
 bool drop_further_results() {
   int status = 0;
@@ -201,10 +201,10 @@ void append_limit(int count, int offset, text &statement) {
 
 // ^sql[statement;count;offset]
 //
-// Sends the statement, evaluated under the quoting mode `sql`, to the server. Its result becomes the
+// Sends the statement, evaluated in the quoting mode `sql`, to the server. Its result becomes the
 // current table, with the names of its columns; a statement without one leaves the current table as it
 // is. Of the results of a stored procedure only the first one counts. `count`, `offset`: at most so many
-// rows, from that row on, counted from 0. No text.
+// rows, from that row on, counted from 0. Result: empty.
 //
 // [query "statement" [sql query error: reason]]
 // [query "statement" [sql store query result error: reason]]

@@ -14,7 +14,7 @@ namespace {
 //
 // The first form gives the value of the visitor's cookie, escaped by the quoting mode; no text without
 // such a cookie. The others send a cookie at once, for so many days, 90 when nothing is said; a
-// negative number removes it, and with 0 it lasts until the browser is closed. No text.
+// negative number removes it, and with 0 it lasts until the browser is closed. Result: empty.
 void op_cookie(parameters &parameters, text &out) {
   if (parameters.count() < 2) return quote(cookie_value(parameters[0]), false, out);
   send_cookie(parameters[0], parameters[1], parameters[2].empty() ? usual_cookie_days : parse_int(parameters[2]));

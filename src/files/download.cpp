@@ -89,7 +89,7 @@ text send_file(std::string_view path, std::string_view type, std::string_view na
 // Sends the file as the whole response; the page's own output is not sent, but the page must have some.
 // `name`: what the browser calls it, the file's own name when it is empty. `content type`: without one the
 // table MIME_TYPES says it by the name's extension, otherwise it is "application/octet-stream". Control
-// bytes of both become spaces. No text.
+// bytes of both become spaces. Result: empty.
 //
 // [download error: no filename specified]
 // [download error: the system's description(#error number)]

@@ -108,7 +108,7 @@ std::string_view behind_header(std::string_view output) {
 // program that cannot be run. The name reaches the shell as it is.
 //
 // The program's environment is that of this process, with QUERY_STRING and PATH_INFO from the
-// parameters, the page's address in DOCUMENT_URI and its query string in QUERY_STRING_UNESCAPED; what is
+// parameters, the page's URL in DOCUMENT_URI and its query string in QUERY_STRING_UNESCAPED; what is
 // missing is not set.
 void op_exec(parameters &parameters, text &out) {
   const text path = resolve_file(parameters[0]);

@@ -25,7 +25,7 @@ bool is_readable(const text &path) { return access(path.c_str(), R_OK) == 0; }
 // ^name[path]
 // ^name[path;level]
 //
-// The last component of the path without its ending; with `level` 1 the one before it, and so on.
+// The last component of the path without its extension; with `level` 1 the one before it, and so on.
 // "index" when that is nothing, or when there are not so many components.
 void op_name(parameters &parameters, text &out) {
   std::string_view head = parameters[0];
@@ -147,7 +147,7 @@ void sort_names(std::vector<text> &names) {
 //
 // Makes the names in the directory, or those that match the regular expression, the current table: a row
 // for each, sorted by the number at its front, then by its bytes. Names that begin with "." are left
-// out. A missing directory gives a table without rows. No text.
+// out. A missing directory gives a table without rows. Result: empty.
 //
 // [index: too many params]
 // [regex error: the C library's message]

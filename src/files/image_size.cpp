@@ -55,7 +55,7 @@ class byte_source {
   std::size_t end_ = 0;
 };
 
-// The signature, the version and the logical screen descriptor, numbers with their low byte first (GIF89a
+// The signature, the version and the logical screen descriptor, numbers little-endian (GIF89a
 // specification, sections 17 and 18).
 picture_size gif_size(byte_source &source) {
   unsigned char header[13];
@@ -93,7 +93,7 @@ picture_size jpeg_size(byte_source &source) {
   return size;
 }
 
-// Both numbers are 0 for a file that cannot be read or is no picture of a kind known by its name.
+// Both numbers are 0 for a file that cannot be read or is not a picture of the kind that its name says.
 picture_size measure(std::string_view name) {
   if (name.empty()) return {};
   const open_file file(resolve_file(name), O_RDONLY);
@@ -101,7 +101,7 @@ picture_size measure(std::string_view name) {
   byte_source source(file);
   const std::string_view extension = cut_at_last_char(name, '.');
   if (equal_ignoring_case(extension, "GIF")) return gif_size(source);
-  // Deliberate: a name that ends with ".jpeg" is not known.
+  // Deliberate: a name that ends with ".jpeg" is not recognized.
   if (equal_ignoring_case(extension, "JPG")) return jpeg_size(source);
   return {};
 }
@@ -110,7 +110,7 @@ picture_size measure(std::string_view name) {
 //
 // Makes a table of one row current: the width and the height of the picture in pixels. Its name, which ends
 // with ".gif" or ".jpg" in upper or lower case, says what it is. A file that is not such a picture, or cannot be
-// read, gives 0 and 0. No text.
+// read, gives 0 and 0. Result: empty.
 void op_imgsize(parameters &parameters, text &) {
   remove_current_table();
   const picture_size size = measure(parameters[0]);

@@ -47,7 +47,7 @@ struct mail_outcome {
 };
 
 // Hands the message to the program, which finds the recipients in its header. The program must have read
-// the message before it says more than a pipe holds, as mail programs do.
+// the message before it writes more than a pipe can contain, as mail programs do.
 mail_outcome submit(const char *program, std::string_view message) {
   char name[] = "sendmail";
   char recipients_from_header[] = "-t";
@@ -78,7 +78,7 @@ mail_outcome submit(const char *program, std::string_view message) {
 // ^sendmail[message]
 //
 // Hands the message, a header with its recipients, an empty line and a body, to the system's mail
-// program, /usr/lib/sendmail or /usr/sbin/sendmail. It is evaluated under the quoting mode `config`, so
+// program, /usr/lib/sendmail or /usr/sbin/sendmail. It is evaluated in the quoting mode `config`, so
 // that no value begins a header line of its own, and recoded from the charset of the files to KOI8-R. No
 // text when the program takes it and says nothing; nothing happens without a message.
 //

@@ -101,7 +101,7 @@ void answer_upload(const parameters &parameters, text &out) {
 // ^upload[...;text]
 // ^upload[...;sql]
 //
-// Stores the file that a visitor sent in a form field, making directories on its way; no text. Or says
+// Stores the file that a visitor sent in a form field, creating missing directories; no text. Or says
 // about it: its name on the visitor's computer, its size in bytes, its bytes up to the first NUL, or the
 // file as an attachment of a mail message, "noname.dat" when no name is given. With `text` as the last
 // parameter the result, be it a message, is recoded from the page's charset to that of the files, with `sql`
@@ -120,7 +120,7 @@ void op_upload(parameters &parameters, text &out) {
 
 // ^unlink[file]
 //
-// Deletes the file. No text.
+// Deletes the file. Result: empty.
 //
 // [unlink '' failed: no filename specified]
 // [unlink 'path' failed: the system's description(#error number)]

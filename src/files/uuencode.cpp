@@ -11,7 +11,7 @@ namespace {
 // ^uuencode[text;name]
 //
 // The text as an attachment of a mail message: header lines with its content type and the name, and the
-// text uuencoded. Both parameters are evaluated under the quoting mode `none`. Without a name the
+// text uuencoded. Both parameters are evaluated in the quoting mode `none`. Without a name the
 // attachment is called "noname.dat"; without a text there is none.
 void op_uuencode(parameters &parameters, text &out) {
   evaluate_parameters_quoted(quoting_none, parameters);

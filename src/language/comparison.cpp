@@ -41,7 +41,7 @@ void op_ifdef(parameters &parameters, text &out) {
 
 // ^start[prefix;then;else]
 //
-// `then`, evaluated, when the address of the page begins with `prefix`, otherwise, and for an empty
+// `then`, evaluated, when the URL of the page begins with `prefix`, otherwise, and for an empty
 // prefix, `else`.
 void op_start(parameters &parameters, text &out) {
   const expansion prefix = evaluate(parameters[0]);

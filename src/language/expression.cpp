@@ -190,7 +190,7 @@ class expression_evaluator {
     take_value(read.value);
   }
 
-  // Deliberate: there is one place for an operator that waits. An operator that binds tighter than the
+  // Deliberate: there is one place for an operator that waits. An operator of higher precedence than the
   // waiting one takes the value before it and the single operand after it at once, so that
   // `1<2+3*4` is `1<((2+3)*4)`.
   void take_operator(const expression_token &found) {
@@ -232,7 +232,7 @@ class expression_evaluator {
 
   [[nodiscard]] bool lacks_operand() const { return level_.pending != nullptr && !level_.has_value; }
 
-  // What the level has come to; 0 when it is empty.
+  // The value of the level; 0 when it is empty.
   [[nodiscard]] double total() const {
     return level_.pending == nullptr ? level_.value : apply_infix(level_.pending->meaning, level_.left, level_.value);
   }

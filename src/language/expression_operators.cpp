@@ -66,11 +66,11 @@ void update_variable(std::string_view name, std::string_view operation, std::str
 //
 // ^var[name;text]
 //
-// Sets the variable; no text removes it. No text.
+// Sets the variable; no text removes it. Result: empty.
 //
 // ^var[name;operation;operand]
 //
-// Changes the variable. No text. `operation`:
+// Changes the variable. Result: empty. `operation`:
 //   + - * /   both the variable and `operand` are read as integers, the rest of them ignored; the result
 //             is an integer of 32 bits, and 0 for a division by zero;
 //   .         `operand` is appended to the variable;
@@ -110,7 +110,7 @@ void op_eval(parameters &parameters, text &out) {
 // ^if[condition;not zero;zero]
 // ^if[condition;negative;zero;positive]
 //
-// One of the branches, evaluated. What is no number counts as not zero, and as positive. No condition
+// One of the branches, evaluated. A value that is not a number counts as not zero, and as positive. No condition
 // counts as 0; a missing branch gives no text.
 //
 // [if: wrong param count]
@@ -134,7 +134,7 @@ constexpr int most_passes = 999;
 // ^while[condition;body]
 //
 // The body, evaluated again and again while the condition is not 0, at most 999 times. No condition
-// counts as 0. What goes wrong takes the place of all output.
+// counts as 0. An error message replaces all output.
 //
 // [while: endless loop detected]
 // [while: Syntax error near 'rest']

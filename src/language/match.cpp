@@ -24,7 +24,7 @@ struct match_subject {
 };
 using shared_subject = std::shared_ptr<const match_subject>;
 
-// In the place of the row until somebody reads it.
+// In place of the row until somebody reads it.
 const char unmade_mark = '\0';
 constexpr std::string_view unmade_row(&unmade_mark, 0);
 
@@ -164,7 +164,7 @@ void replace(const shared_subject &subject, std::string_view replacement, bool a
     evaluate(replacement, out);
     offset += static_cast<std::size_t>(whole.rm_eo);
     if (whole.rm_so < whole.rm_eo) continue;
-    // A match of nothing would be found here for ever: the next byte is left as it is.
+    // A match of nothing would be found here forever: the next byte is left as it is.
     if (offset == subject->bytes.size()) break;
     out.append(subject->bytes.view()[offset++]);
   } while (all);

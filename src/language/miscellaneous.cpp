@@ -16,7 +16,7 @@ namespace {
 
 // ^rem[...]
 //
-// A comment: nothing in it is evaluated. No text.
+// A comment: nothing in it is evaluated. Result: empty.
 void op_rem(parameters &, text &) {}
 
 // ^color[first;second]
@@ -87,8 +87,8 @@ void op_process(parameters &parameters, text &out) {
 
 // ^level[mode;text]
 //
-// The text evaluated under a quoting mode: `none`, `config`, `html`, `sql` or `javascript`. Any other
-// name leaves the mode as it is.
+// The text evaluated in a quoting mode: `none`, `config`, `html`, `sql` or `javascript`. Any other
+// name does not change the mode.
 void op_level(parameters &parameters, text &out) {
   const quoting_scope scope(evaluate(parameters[0]).view());
   evaluate(parameters[1], out);

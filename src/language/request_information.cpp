@@ -72,7 +72,7 @@ void op_env(parameters &parameters, text &out) {
 
 // ^uri[]
 //
-// The address of the page as the client asked for it, its query string included, not escaped.
+// The URL of the page as the client requested it, its query string included, not escaped.
 void op_uri(parameters &, text &out) { out.append(request.request_uri); }
 
 // ^combine[name]
@@ -133,8 +133,8 @@ void write_header_line(std::string_view name, std::string_view value) {
 // ^header[name;value]
 //
 // Sends a header line. `content-type`, in upper or lower case, sets the content type of the page instead;
-// without a value it keeps the type and only marks it as chosen by the page. Line ends in the value
-// become spaces. A name with a line break, or none, sends nothing. No text.
+// without a value it keeps the type and only marks it as chosen by the page. Line breaks in the value
+// become spaces. A name with a line break, or none, sends nothing. Result: empty.
 void op_header(parameters &parameters, text &) {
   text value(parameters[1]);
   replace_chars(value, '\n', ' ');

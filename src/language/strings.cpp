@@ -27,7 +27,7 @@ void put_row(std::string_view row) {
 
 // ^rsplit[text;delimiter]
 //
-// Like `lsplit`, with the pieces in reverse order: the rightmost one is the first cell. No text.
+// Like `lsplit`, with the pieces in reverse order: the rightmost one is the first cell. Result: empty.
 void op_rsplit(parameters &parameters, text &) {
   evaluate_parameters_quoted(quoting_config, parameters);
   std::string_view rest = parameters[0];
@@ -44,7 +44,7 @@ void op_rsplit(parameters &parameters, text &) {
 // ^lsplit[text;delimiter]
 //
 // Cuts the text at each delimiter, a whole string. The pieces are the cells of the one row of a new
-// current table, with an empty cell after the last one. An empty delimiter cuts nothing. No text.
+// current table, with an empty cell after the last one. An empty delimiter cuts nothing. Result: empty.
 void op_lsplit(parameters &parameters, text &) {
   evaluate_parameters_quoted(quoting_config, parameters);
   std::string_view piece = parameters[0];
@@ -61,7 +61,7 @@ void op_lsplit(parameters &parameters, text &) {
 
 // ^toupper[text]
 //
-// The text in capitals. Deliberate: of every byte above 127, letter or not, one bit is changed, as
+// The text in upper case. Deliberate: of every byte above 127, letter or not, one bit is changed, as
 // suits the source charset.
 void op_toupper(parameters &parameters, text &out) {
   text changed(parameters[0]);
@@ -71,7 +71,7 @@ void op_toupper(parameters &parameters, text &out) {
 
 // ^tolower[text]
 //
-// The text in small letters, by the same rule.
+// The text in lower case, by the same rule.
 void op_tolower(parameters &parameters, text &out) {
   text changed(parameters[0]);
   lower_text(changed);

@@ -34,7 +34,7 @@ class switch_scope {
 // ^switch[value;body]
 //
 // Evaluates the body for its `case` calls, and gives the branch of the one whose label is `value`,
-// else of the one labelled "DEFAULT", else no text. Only that branch is evaluated; what else the body
+// else of the one labeled "DEFAULT", else no text. Only that branch is evaluated; what else the body
 // gives is dropped.
 void op_switch(parameters &parameters, text &out) {
   const switch_scope scope;
@@ -52,7 +52,7 @@ void op_switch(parameters &parameters, text &out) {
 // ^case[label;...;branch]
 //
 // A branch of the `switch` around it, for each of the labels; "DEFAULT" labels the branch for all
-// other values. An empty branch counts as none. No text.
+// other values. An empty branch counts as none. Result: empty.
 //
 // [case: not enough params]
 void op_case(parameters &parameters, text &out) {

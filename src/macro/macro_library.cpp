@@ -35,7 +35,7 @@ std::unique_ptr<macro> take_macro(std::string_view name) {
   return taken;
 }
 
-// Puts a macro, or none, in the place of the one of that name.
+// Puts a macro, or none, in place of the one of that name.
 void put_macro(std::string_view name, std::unique_ptr<macro> defined) {
   std::unique_ptr<macro> replaced = take_macro(name);
   if (replaced != nullptr && replaced->running > 0) outlived.push_back(std::move(replaced));

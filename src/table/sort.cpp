@@ -147,7 +147,7 @@ void merge_sort(std::span<int> rows, std::span<int> buffer, row_comparison &comp
 // with that row current. The order has an item for each part of the key, both separated by "|": "+"
 // ascending (may be left out) or "-" descending, then "D" for whole numbers, "N" for decimal fractions
 // or "A" for text. The first row becomes current. A key that adds or removes rows leaves them as they
-// are then. No text.
+// are then. Result: empty.
 void op_sort(parameters &parameters, text &) {
   const expansion order = evaluate(parameters[1]);
   // The key may replace the table; this one lives until the end.

@@ -59,7 +59,7 @@ class table : protected object_array<std::string_view> {
   // The names of the columns; none for a table whose columns have none.
   [[nodiscard]] virtual std::span<const std::string_view> columns() const { return {}; }
 
-  // Moves the current row by `step`, round the end. Deliberate: a step below minus the number of rows
+  // Moves the current row by `step`, around the end. Deliberate: a step below minus the number of rows
   // can leave it negative.
   void shift(int step);
   // Makes the first row current whose cell is `value`. When there is none, or no value, the first row

@@ -22,7 +22,7 @@ std::unique_ptr<table> make_table(text &&bytes, bool named) {
 }
 
 // The text of the data file nearest to the page: in its directory or, going up, the next one that has
-// it. Null when there is none. A file that is there and cannot be read is logged and passed over.
+// it. Null when there is none. A file that is there and cannot be read is logged and skipped.
 text read_nearest(std::string_view name) {
   text bytes;
   std::string_view directory = request.page_path;
@@ -46,8 +46,8 @@ text read_nearest(std::string_view name) {
 //
 // Reads the current table from the data file `_file` in the page's directory or the nearest one above
 // it; with any parameter before the name, a table whose columns have names. The row whose first cell
-// is the longest beginning of the request's address becomes current. Without a file there is no
-// current table any more. No text.
+// is the longest beginning of the request's URL becomes current. Without a file there is no
+// current table any more. Result: empty.
 void op_load(parameters &parameters, text &) {
   remove_current_table();
   text bytes = read_nearest(parameters.last());
@@ -70,7 +70,7 @@ text serialise_current_table() {
 // ^save[file;text]
 //
 // Writes the text, or else the rows of the current table, to the data file `_file`. Deliberate: the
-// rows of a table whose columns have names are written without their header line. No text.
+// rows of a table whose columns have names are written without their header line. Result: empty.
 //
 // [save to 'path' failed: no filename specified]
 // [save to 'path' failed: the system's description(#error number)]

@@ -55,7 +55,7 @@ int insert_position(const table &target, const parameters &parameters) {
 // each form field, its name. `named`: the first line names the columns. `append`, `insert`: adds the
 // lines at the end, or before a row (without one, the current row). `join`: adds the rows of another
 // table. `remove`: removes a number of rows (1) from a row on (the current row). Lines that are empty
-// or begin with "#" are dropped. No text.
+// or begin with "#" are dropped. Result: empty.
 void op_config(parameters &parameters, text &) {
   evaluate_parameters_quoted(quoting_config, parameters);
   if (current_table() == nullptr) put_table(std::make_unique<table>(std::string_view()));
@@ -77,7 +77,7 @@ void op_config(parameters &parameters, text &) {
 // ^flip[table]
 //
 // A new current table whose rows are the cells of that table's current row, without an empty first
-// and an empty last one. The name is not evaluated. No text.
+// and an empty last one. The name is not evaluated. Result: empty.
 void op_flip(parameters &parameters, text &) {
   auto flipped = std::make_unique<table>(std::string_view());
   if (const table *source = find_table(parameters[0]); source != nullptr && source->count() > 0) {
@@ -111,14 +111,14 @@ void op_empty(parameters &parameters, text &out) {
 
 // ^locate[column;value]
 //
-// Makes the first row current whose cell in that column is the value; row 0 when there is none. No text.
+// Makes the first row current whose cell in that column is the value; row 0 when there is none. Result: empty.
 void op_locate(parameters &parameters, text &) {
   if (table *current = current_table()) current->locate(parameters[0], parameters[1]);
 }
 
 // ^shift[step]
 //
-// Moves the current row by that many rows, round the end of the table. No text.
+// Moves the current row by that many rows, around the end of the table. Result: empty.
 void op_shift(parameters &parameters, text &) {
   if (table *current = current_table()) current->shift(parse_int(parameters[0]));
 }

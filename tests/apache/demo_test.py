@@ -88,19 +88,19 @@ class DemoCommand(unittest.TestCase):
         self.assertEqual(self.fetch(demo).text(), "()")
         self.assertEqual(self.database_folders(), [])
 
-    def test_a_folder_without_www_is_the_pages_themselves(self):
+    def test_a_directory_without_www_contains_the_pages(self):
         self.folder.write("only pages/index.html", "^sum[1;2]")
         demo = self.start(self.folder.path / "only pages")
         self.assertEqual(self.fetch(demo).text(), "3")
         self.assertEqual([path.name for path in (self.folder.path / "only pages").iterdir()], ["index.html"])
 
-    def test_a_path_with_blanks_and_quotes(self):
+    def test_a_path_with_spaces_and_quotes(self):
         self.folder.write("Ann's  site/www/index.html", "^macro[who]")
         self.folder.write("Ann's  site/run/_macro.cfg", "@who[]\nAnn\n")
         self.assertEqual(self.fetch(self.start(self.folder.path / "Ann's  site")).text(), "Ann")
 
     @unittest.skipIf(os.geteuid() == 0, "root gives the folder to the user of httpd")
-    def test_a_working_folder_that_cannot_be_written_is_copied(self):
+    def test_a_working_directory_that_cannot_be_written_is_copied(self):
         self.folder.write("site/www/index.html", "^macro[who]")
         self.folder.write("site/run/_macro.cfg", "@who[]\nAnn\n")
         (self.folder.path / "site/run").chmod(0o555)
@@ -110,7 +110,7 @@ class DemoCommand(unittest.TestCase):
         self.assertEqual(self.fetch(demo).text(), "Ann")
 
     @unittest.skipUnless(os.geteuid() == 0, "an ordinary user serves what the user can read")
-    def test_root_serves_a_copy_of_a_folder_that_httpd_cannot_read(self):
+    def test_root_serves_a_copy_of_a_directory_that_httpd_cannot_read(self):
         page = self.folder.write("private/site/www/index.html", "^sum[1;2]")
         self.folder.write("private/site/run/_macro.cfg", "")
         (self.folder.path / "private").chmod(0o700)
@@ -135,7 +135,7 @@ class DemoCommand(unittest.TestCase):
         self.assertIn(f"is port {port} in use?", ended.stderr)
         self.assertEqual(list(self.folder.path.glob("quillet-demo.*")), [])
 
-    def test_a_folder_that_does_not_exist_is_said(self):
+    def test_a_directory_that_does_not_exist_is_reported(self):
         ended = self.run_demo(self.folder.path / "nowhere")
         self.assertEqual((ended.returncode, ended.stderr), (2, f"demo: {self.folder.path}/nowhere is not a folder\n"))
 

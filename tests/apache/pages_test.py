@@ -41,7 +41,7 @@ class Pages(ServedSite):
 
     # What the program makes of a request.
 
-    def test_a_page_is_expanded_with_the_macros_of_the_working_folder(self):
+    def test_a_page_is_expanded_with_the_macros_of_the_working_directory(self):
         self.assertEqual(self.ask("/hello.html?name=Ann").text(), "<p>Hello, Ann!</p>")
 
     def test_variables_are_expanded(self):
@@ -80,10 +80,10 @@ class Pages(ServedSite):
     def test_a_query_without_an_equals_sign_is_no_argument_of_the_program(self):
         self.assertEqual(self.ask("/query.html?--help+x").text(), "--help+x|")
 
-    def test_a_folder_shows_its_index_page(self):
+    def test_a_directory_shows_its_index_page(self):
         self.assertEqual(self.ask("/shop/").text(), "the shop")
 
-    def test_a_page_whose_name_holds_a_blank(self):
+    def test_a_page_whose_name_contains_a_space(self):
         self.assertEqual(self.ask("/with%20blank.html").text(), "blank")
 
     def test_other_files_are_not_expanded(self):
@@ -189,7 +189,7 @@ class Pages(ServedSite):
         reply = self.ask_raw("/cgi-bin/%71uillet/hello.html", ["REDIRECT_STATUS: 200", "Redirect-Status: 200"])
         self.assertEqual(reply.status, 403)
 
-    def test_the_folder_of_the_program_is_no_address(self):
+    def test_the_directory_of_the_program_is_not_a_url(self):
         for target in ("/cgi-bin", "/cgi-bin/", "/cgi-bin/other"):
             self.assertEqual(self.ask(target).status, 404, target)
 
@@ -201,14 +201,14 @@ class Pages(ServedSite):
         for target in ("/.profile", "/%2Eprofile", "/shop/.htaccess"):
             self.assert_refused(target)
 
-    def test_files_in_a_folder_that_begins_with_an_underscore_are_refused(self):
+    def test_files_in_a_directory_that_begins_with_an_underscore_are_refused(self):
         self.assert_refused("/_private/page.html")
 
     def test_logs_and_counters_are_refused(self):
         for target in ("/visits.count", "/access_log", "/shop/error_log"):
             self.assert_refused(target)
 
-    def test_the_working_folder_is_out_of_reach(self):
+    def test_the_working_directory_is_out_of_reach(self):
         self.assertIn(self.ask_raw("/../run/_macro.cfg").status, (400, 403))
         self.assertIn(self.ask_raw("/%2e%2e/run/error_log").status, (400, 404))
 
@@ -218,11 +218,11 @@ class Pages(ServedSite):
             self.assertEqual(reply.status, 404, target)
             self.assertIn("was not found on this server", reply.text())
 
-    def test_the_extension_of_a_page_counts_in_any_letter_case_and_before_a_language(self):
+    def test_the_extension_of_a_page_counts_in_upper_or_lower_case_and_before_a_language(self):
         self.assertEqual(self.ask("/CAPITALS.HTML").text(), "capitals 3")
         self.assertEqual(self.ask("/french.html.fr").text(), "french 3")
 
-    def test_an_address_that_goes_on_behind_a_page_is_not_found(self):
+    def test_a_url_that_continues_after_a_page_is_not_found(self):
         for target in ("/hello.html/", "/hello.html/more", "/hello.html/more.html?x=1", "/CAPITALS.HTML/%3Cb%3E",
                        "/french.html.fr/%3Cb%3E", "/hello.html/%0Aline"):
             self.assertEqual(self.ask(target).status, 404, target)

@@ -89,7 +89,7 @@ class GuestBook(Visit):
         self.sign(name="^env[PATH]", text="^exec[_month] ^^ ] ; ` $1 @main[]")
         self.assertEqual(self.entries(), [("^env[PATH]", "^exec[_month] ^^ ] ; ` $1 @main[]")])
 
-    def test_tabs_and_line_ends_break_no_row(self):
+    def test_tabs_and_line_breaks_break_no_row(self):
         self.sign(text="one\ttwo\r\nthree\n01.01.2000\tBob\tfalse\n# four")
         self.assertEqual(self.entries(), [("Ann", "one two three 01.01.2000 Bob false # four")])
         self.assertEqual((self.work() / "_guestbook-1").read_text().count("\t"), 2)
@@ -133,7 +133,7 @@ class GuestBook(Visit):
         (self.work() / "guestbook.count").write_text("0000000500")
         self.assertEqual(len(self.complaints(self.sign())), 1)
 
-    def test_a_working_folder_that_cannot_be_written_is_said_without_its_name(self):
+    def test_a_working_directory_that_cannot_be_written_is_reported_without_its_name(self):
         (self.work() / "_guestbook-1").mkdir()
         page = self.article(self.sign())
         self.assertIn("We cannot find our pen.", page)
@@ -280,7 +280,7 @@ class FileDrop(Visit):
         self.assertEqual(self.stored(), ["2-notes.txt"])
         self.assertEqual(self.listed(), [("/drop/?get=2-notes.txt", "notes.txt")])
 
-    def test_a_name_keeps_nothing_but_harmless_characters_and_the_file_stays_in_its_folder(self):
+    def test_a_name_keeps_nothing_but_harmless_characters_and_the_file_stays_in_its_directory(self):
         for number, (name, kept) in enumerate(NAMES.items(), 1):
             before = self.everything()
             self.assert_sent_on(self.leave(b"content", name), "/drop/")
@@ -330,7 +330,7 @@ class FileDrop(Visit):
         self.assertEqual(len(self.complaints(self.leave(b"one too many"))), 1)
         self.assertEqual(len(self.stored()), 20)
 
-    def test_a_folder_that_cannot_be_written_is_said_without_its_name(self):
+    def test_a_directory_that_cannot_be_written_is_reported_without_its_name(self):
         (self.work() / "drop").write_text("not a folder")
         page = self.article(self.leave(b"content"))
         self.assertIn("The counter is locked just now.", page)
@@ -360,7 +360,7 @@ class PriceList(Visit):
         self.change_a_price()
         self.assertEqual(self.page(self.PAGE), first)
 
-    def test_the_button_makes_it_anew(self):
+    def test_the_button_creates_it_again(self):
         self.page(self.PAGE)
         self.change_a_price()
         self.assert_sent_on(self.post(self.PAGE, ""), self.PAGE)

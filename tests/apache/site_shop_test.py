@@ -53,7 +53,7 @@ class Shop(Visit):
             self.assertEqual(self.listed("?page=" + page), first, page)
         self.assertEqual(self.listed("?page=99999999999"), [])
 
-    def test_the_search_looks_at_name_and_note_in_any_letter_case(self):
+    def test_the_search_looks_at_name_and_note_in_upper_or_lower_case(self):
         self.assertEqual(self.listed("?q=QUILL"), ["Goose quill, cut by hand"])
         self.assertEqual(self.listed("?q=reFILLable"), ["Brush pen"])
         self.assertIn("1 article<", self.page("/shop/?q=quill"))
@@ -152,17 +152,17 @@ class Board(Visit):
         return [([" ".join(mark.split()[1:]) for mark in re.findall(r'<span class="(mark[^"]*)"></span>', line)],
                  html.unescape(re.search(r"<(?:a|strong)[^>]*>(.*?)</", line)[1])) for line in lines]
 
-    def test_a_new_thread_stands_first_in_the_list(self):
+    def test_a_new_thread_is_first_in_the_list(self):
         thread, _ = self.post_message(subject="A new one")
         page = self.page("/board/")
         self.assertEqual(shown(r"<td><a href=\"thread\.html\?thread=\d+\">(.*?)</a>", page), "A new one")
         self.assertEqual(self.tree(thread), [([], "A new one")])
 
-    def test_a_message_is_shown_exactly_with_its_blanks_and_lines(self):
+    def test_a_message_is_shown_exactly_with_its_spaces_and_lines(self):
         thread, _ = self.post_message()
         self.assertEqual(shown(r'<div class="entry written">(.*?)</div>', self.thread(thread)), self.MESSAGE["text"])
 
-    def test_answers_stand_below_what_they_answer_at_their_depth(self):
+    def test_answers_are_below_what_they_answer_at_their_depth(self):
         thread, root = self.post_message(subject="root")
         _, first = self.answer(thread, root, subject="first")
         self.answer(thread, root, subject="second")
@@ -177,20 +177,20 @@ class Board(Visit):
             (["past", "last"], "also below first"),
             (["last"], "second")])
 
-    def test_a_branch_that_ended_leaves_a_blank(self):
+    def test_a_branch_that_ended_leaves_a_space(self):
         thread, root = self.post_message(subject="root")
         _, first = self.answer(thread, root, subject="first")
         self.answer(thread, first, subject="below")
         self.assertEqual(self.tree(thread), [([], "root"), (["last"], "first"), (["", "last"], "below")])
 
-    def test_what_stands_deeper_than_nineteen_is_drawn_there(self):
+    def test_messages_deeper_than_nineteen_are_drawn_there(self):
         thread, message = self.post_message(subject="1")
         for depth in range(2, 23):
             _, message = self.answer(thread, message, subject=str(depth))
         self.assertEqual([len(marks) for marks, _ in self.tree(thread)], [min(depth, 18) for depth in range(22)])
         self.assertEqual([subject for _, subject in self.tree(thread)], [str(depth) for depth in range(1, 23)])
 
-    def test_an_answer_that_would_stand_too_deep_stands_beside_what_it_answers(self):
+    def test_an_answer_that_would_be_too_deep_is_next_to_what_it_answers(self):
         _, deepest = self.answer(1001, 1249, subject="deepest")
         _, beside = self.answer(1001, deepest, subject="beside")
         self.answer(1001, beside, subject="beside both")

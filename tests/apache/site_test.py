@@ -65,7 +65,7 @@ class Site(ExampleSite):
     def test_a_page_is_marked_in_the_navigation(self):
         self.assertIn('<a href="/workshops/" class="here">Workshops</a>', self.ask("/workshops/bookbinding/").text())
 
-    def test_a_folder_changes_what_the_folder_above_says(self):
+    def test_a_directory_changes_what_the_directory_above_says(self):
         self.assertIn("Next dates", self.ask("/workshops/").text())
         page = self.ask("/workshops/bookbinding/").text()
         self.assertIn('<p class="section">Workshops / Bookbinding</p>', page)
@@ -121,7 +121,7 @@ class Site(ExampleSite):
         self.assertEqual([stock[name] for name in self.listed("/catalogue/?by=stock&order=down")],
                          sorted(stock.values(), reverse=True)[:8])
 
-    def test_the_search_looks_at_name_and_note_in_any_letter_case(self):
+    def test_the_search_looks_at_name_and_note_in_upper_or_lower_case(self):
         found = {row["id"] for row in GOODS if "ink" in (row["name"] + " " + row["note"]).lower()}
         shown = self.listed("/catalogue/?q=INK")
         self.assertEqual(set(shown), found)

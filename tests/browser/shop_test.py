@@ -40,7 +40,7 @@ class Site(BrowsedSite):
         return [line.querySelectorAll('.mark').length,
                 (left(line.querySelector('.subject')) - left(document.querySelector('.tree .subject'))) / 30]"""
 
-    def test_an_answer_stands_in_the_tree_below_what_it_answers(self):
+    def test_an_answer_is_in_the_tree_below_what_it_answers(self):
         self.open("/board/")
         self.browser.click("article td a[href$='thread=1']")
         self.await_texts("h1", ["Which ink for parish registers?"])

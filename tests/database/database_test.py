@@ -256,7 +256,7 @@ class ClientLibrary(unittest.TestCase):
     def test_no_option_file_is_opened(self):
         self.assertNotIn("my.cnf", self.traced(on_server("x"), "trace=openat,open,stat,newfstatat,access")[1])
 
-    def test_option_files_count_for_nothing(self):
+    def test_option_files_are_ignored(self):
         options = b"[client]\nuser=nobody\npassword=wrong\nport=1\nsocket=/none\ndatabase=none\n"
         asked = Question(SERVER, on_server("^sql[select user() as user]^item[user]"), {"HOME": "@ROOT@/site"},
                          {"site/.my.cnf": options, "site/my.cnf": options})

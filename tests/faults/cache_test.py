@@ -77,11 +77,11 @@ class KilledWhileWriting(PreloadTest):
         self.assertEqual(self.run_page(rewriting(OLD, SHORT)), SHORT)
         self.assertEqual(self.entry(), SHORT)
 
-    def test_an_entry_that_is_removed_before_it_is_rewritten_is_made_anew(self):
+    def test_an_entry_that_is_removed_before_it_is_rewritten_is_created_again(self):
         self.assertEqual(self.run_page(rewriting(OLD, NEW), self.preloading(REMOVE_TAKEN="yes")), NEW)
         self.assertEqual(self.entry(), NEW)
 
-    def test_an_entry_that_is_removed_before_it_is_rewritten_may_be_empty_or_in_part(self):
+    def test_an_entry_that_is_removed_before_it_is_rewritten_can_be_empty_or_in_part(self):
         for bytes_written in (0, 1, 6000):
             with self.subTest(bytes_written):
                 self.kill(rewriting(OLD, NEW), f"write 3 {bytes_written}", REMOVE_TAKEN="yes")
@@ -89,12 +89,12 @@ class KilledWhileWriting(PreloadTest):
                 self.check_recovery(NEW[:bytes_written])
                 self.run_page("^cache[k]x")
 
-    def test_without_nameless_files_entries_are_kept_all_the_same(self):
+    def test_without_nameless_files_entries_are_still_stored(self):
         page = first_version(NEW) + "|^cache[k;again]"
         self.assertEqual(self.run_page(page, self.preloading(NAMELESS_FILES="no")), NEW + "|" + NEW)
         self.assertEqual(self.entry(), NEW)
 
-    def test_without_nameless_files_a_first_version_may_be_empty_or_in_part(self):
+    def test_without_nameless_files_a_first_version_can_be_empty_or_in_part(self):
         for bytes_written in (0, 1, 6000):
             with self.subTest(bytes_written):
                 self.kill(first_version(NEW), f"write 1 {bytes_written}", NAMELESS_FILES="no")

@@ -129,10 +129,10 @@ class Kinds(ChatTest):
         self.assertEqual(self.answer(f"^message[{'x' * 200000}]", self.visitor(message="hi")),
                          ERROR_PAGE % b"Resource temporarily unavailable(#11)")
 
-    def test_a_folder(self):
+    def test_a_directory(self):
         self.check(os.mkdir, b"Is a directory(#21)")
 
-    def test_a_link_into_a_missing_folder(self):
+    def test_a_link_into_a_missing_directory(self):
         self.check(lambda path: path.symlink_to("no/folder"), b"No such file or directory(#2)")
 
     def test_a_link_to_itself(self):
@@ -141,7 +141,7 @@ class Kinds(ChatTest):
     def test_a_device_that_is_full(self):
         self.check(lambda path: path.symlink_to("/dev/full"), b"No space left on device(#28)")
 
-    def test_a_file_in_the_place_of_the_folder(self):
+    def test_a_file_in_place_of_the_directory(self):
         (self.chat / "admin").rmdir()
         self.chat.rmdir()
         self.write("site/chat", "x")
@@ -167,7 +167,7 @@ class Permissions(ChatTest):
         self.assertEqual(self.run_page(page, self.visitor(), unprivileged=True), "bob")
         self.assertEqual((self.chat / "userlist").read_text(), "bob 10.0.0.8 1\n")
 
-    def test_admin_files_that_may_not_be_read_count_as_empty_ones(self):
+    def test_admin_files_that_cannot_be_read_count_as_empty_ones(self):
         self.write("site/chat/admin/password", "ann:x\n", 0o200)
         self.write("site/chat/admin/banned", "ann\n", 0o200)
         self.assertEqual(self.run_page(VALIDATE, self.visitor(), unprivileged=True), "accepted")

@@ -53,7 +53,7 @@ class Kinds(PageTest):
         self.check_reading()
         self.assertEqual(self.run_page("^-f[x] ^stat[size;x] ^find[x;none]"), "x 0 x")
 
-    def test_a_folder_is_no_file_to_read(self):
+    def test_a_directory_is_not_a_file_to_read(self):
         self.everywhere(os.mkdir)
         self.check_reading()
 
@@ -80,7 +80,7 @@ class Kinds(PageTest):
         self.addCleanup(os.close, reader)
         self.assertRegex(self.run_page(f"^save[x;{'x' * 200000}]"), r"^\[save to '.*' failed: .*\(#\d+\)\]$")
 
-    def test_a_folder_cannot_be_written(self):
+    def test_a_directory_cannot_be_written(self):
         self.everywhere(os.mkdir)
         self.assertEqual(self.run_page("^save[x;text]"), f"[save to '{self.www}/_x' failed: Is a directory(#21)]")
         self.assertEqual(self.run_page("^cache[x;made]^cache[x;again]^cache[x]"), "madeagain")
@@ -95,7 +95,7 @@ class Kinds(PageTest):
         self.assertEqual(self.run_page("^cache[k;made]^cache[k;again]"), "mademade")
         self.assertEqual((self.site / "cache" / "target").read_text(), "made")
 
-    def test_a_link_into_a_missing_folder_cannot_be_written(self):
+    def test_a_link_into_a_missing_directory_cannot_be_written(self):
         (self.www / "_x").symlink_to("no/such/folder")
         self.assertEqual(self.run_page("^save[x;text]"),
                          f"[save to '{self.www}/_x' failed: No such file or directory(#2)]")
@@ -136,12 +136,12 @@ class Permissions(PageTest):
                              unprivileged=True)
         self.assertEqual(body, "()()(none)()(6)")
 
-    def test_a_folder_without_read_permission_gives_no_names(self):
+    def test_a_directory_without_read_permission_gives_no_names(self):
         self.write("www/sub/x", "x")
         (self.www / "sub").chmod(0o311)
         self.assertEqual(self.run_page("^index[sub]^item[count] ^include[sub/x]", unprivileged=True), "0 x")
 
-    def test_a_folder_that_may_not_be_entered(self):
+    def test_a_directory_that_cannot_be_entered(self):
         self.write("www/sub/x", "#!/bin/sh\nprintf '\\n\\nhi'", 0o755)
         (self.www / "sub").chmod(0o666)
         body = self.run_page("(^exec[sub/x])(^include[sub/x])(^-f[sub/x])(^stat[size;sub/x])^cache[k;kept]",
@@ -149,7 +149,7 @@ class Permissions(PageTest):
         self.assertEqual(body, "()()()()kept")
         self.assertEqual((self.site / "cache" / "k_").read_text(), "kept")
 
-    def test_a_read_only_folder(self):
+    def test_a_read_only_directory(self):
         self.write("www/sub/_old", "old", 0o666)
         (self.www / "sub").chmod(0o555)
         body = self.run_page("^save[sub/new;x] (^save[sub/old;new])", unprivileged=True)
@@ -163,13 +163,13 @@ class Permissions(PageTest):
         self.assertEqual(body.count("failed: Permission denied(#13)]"), 2)
         self.assertEqual((self.www / "_a").read_text() + (self.www / "_b").read_text(), "oldold")
 
-    def test_a_read_only_working_folder_keeps_no_entries(self):
+    def test_a_read_only_working_directory_keeps_no_entries(self):
         self.site.chmod(0o555)
         body = self.run_page("^cache[k;made] ^cache[k;again] (^cache[k])", unprivileged=True)
         self.assertEqual(body, "made again ()")
         self.assertEqual(list(self.site.iterdir()), [])
 
-    def test_a_read_only_cache_folder_serves_and_keeps_its_entries(self):
+    def test_a_read_only_cache_directory_serves_and_keeps_its_entries(self):
         self.write("site/cache/old_", "kept")
         (self.site / "cache").chmod(0o555)
         body = self.run_page("^cache[old;x] (^cache[old]) ^cache[old;x] ^cache[new;made] ^cache[new;again]",
@@ -230,7 +230,7 @@ class Limits(PageTest):
         self.assertEqual(self.run_page(calls * 50, limits=[(resource.RLIMIT_NOFILE, 16)]),
                          "".join(f"11{number} " for number in range(1, 51)))
 
-    def test_without_another_process_a_program_gives_nothing(self):
+    def test_without_another_process_a_program_returns_nothing(self):
         self.write("www/sub/prog", "#!/bin/sh\nprintf '\\n\\nhi'", 0o755)
         body = self.run_page(f"(^exec[sub/prog;changed;/changed])^cache[k;kept] {VARIABLES}", OWN_VARIABLES,
                              limits=[(resource.RLIMIT_NPROC, 0)], unprivileged=True)

@@ -50,43 +50,43 @@ class FaultTest(PageTest):
 class Permissions(FaultTest):
     """As another user than root, for whom there are no permissions."""
 
-    def test_no_count_in_a_folder_that_may_not_be_written(self):
+    def test_no_count_in_a_directory_that_cannot_be_written(self):
         self.folder("closed", 0o555)
         self.assertEqual(self.count("closed/visits", unprivileged=True), self.not_writable("closed/visits"))
 
-    def test_no_count_in_a_file_that_may_not_be_written(self):
+    def test_no_count_in_a_file_that_cannot_be_written(self):
         self.write("www/visits.count", "0000000041", 0o444)
         self.assertEqual(self.count("visits", unprivileged=True), self.not_writable("visits"))
         self.assertEqual((self.www / "visits.count").read_text(), "0000000041")
 
-    def test_no_count_in_a_file_that_may_not_be_read(self):
+    def test_no_count_in_a_file_that_cannot_be_read(self):
         self.write("www/visits.count", "0000000041", 0o222)
         self.assertEqual(self.count("visits", unprivileged=True), self.not_writable("visits"))
 
-    def test_a_count_goes_on_in_a_folder_that_may_not_be_written(self):
+    def test_a_count_continues_in_a_directory_that_cannot_be_written(self):
         folder = self.folder("closed")
         self.write("www/closed/visits.count", "0000000041", 0o666)
         folder.chmod(0o555)
         self.assertEqual(self.count("closed/visits", unprivileged=True), "42")
 
-    def test_no_upload_into_a_folder_that_may_not_be_written(self):
+    def test_no_upload_into_a_directory_that_cannot_be_written(self):
         self.folder("closed", 0o555)
         self.assertEqual(self.upload("closed/a", unprivileged=True),
                          self.upload_failed("closed/a", "Permission denied(#13)"))
         self.assertEqual(self.upload("closed/new/a", unprivileged=True),
                          self.upload_failed("closed/new/a", "No such file or directory(#2)"))
 
-    def test_no_upload_over_a_file_that_may_not_be_written(self):
+    def test_no_upload_over_a_file_that_cannot_be_written(self):
         self.write("www/a", "old", 0o444)
         self.assertEqual(self.upload("a", unprivileged=True), self.upload_failed("a", "Permission denied(#13)"))
         self.assertEqual((self.www / "a").read_text(), "old")
 
-    def test_no_download_of_a_file_that_may_not_be_read(self):
+    def test_no_download_of_a_file_that_cannot_be_read(self):
         self.write("www/a", "secret", 0o200)
         self.assertEqual(self.run_page("^download[a]", unprivileged=True),
                          "[download error: Permission denied(#13)]")
 
-    def test_nothing_is_deleted_in_a_folder_that_may_not_be_written(self):
+    def test_nothing_is_deleted_in_a_directory_that_cannot_be_written(self):
         folder = self.folder("closed")
         self.write("www/closed/a", "old")
         folder.chmod(0o555)
@@ -94,7 +94,7 @@ class Permissions(FaultTest):
                          f"[unlink '{self.www}/closed/a' failed: Permission denied(#13)]")
         self.assertTrue((folder / "a").exists())
 
-    def test_no_size_of_a_picture_that_may_not_be_read(self):
+    def test_no_size_of_a_picture_that_cannot_be_read(self):
         self.write("www/a.gif", b"GIF89a\x78\0\x28\0\x80\0\0", 0o200)
         self.assertEqual(self.size("a.gif", unprivileged=True), "0 0")
 
@@ -128,7 +128,7 @@ class Pipes(FaultTest):
 
 
 class Links(FaultTest):
-    def test_a_dangling_link_into_a_missing_folder(self):
+    def test_a_dangling_link_into_a_missing_directory(self):
         for name in ("visits.count", "a.gif"):
             (self.www / name).symlink_to("missing/file")
         self.assertEqual(self.count("visits"), self.not_writable("visits"))
@@ -285,7 +285,7 @@ class Locks(FaultTest):
         self.assertEqual(path.read_text(), "0000000042")
         return body
 
-    def test_a_count_waits_for_the_lock_and_is_read_behind_it(self):
+    def test_a_count_waits_for_the_lock_and_is_read_after_it(self):
         self.assertEqual(self.count_while_locked(fcntl.LOCK_EX), "42")
 
     def test_a_count_waits_for_a_shared_lock_too(self):

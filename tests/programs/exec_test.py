@@ -65,7 +65,7 @@ class Exec(PageTest):
         folder.mkdir()
         compile_c(self.write("probe.c", PROBE), folder / "probe")
 
-    def test_a_program_in_c_gets_its_folder_and_its_environment(self):
+    def test_a_program_in_c_gets_its_directory_and_its_environment(self):
         body = self.run_page("^exec[bin/probe;a=1&b=2;/path]", {
             "QUERY_STRING": "x=%41", "PATH_INFO": "/own", "REQUEST_URI": "/page.html?x=%41"})
         self.assertEqual(body, f"1 ./probe {self.www}/bin\nQUERY_STRING=a=1&b=2\nPATH_INFO=/path\n"

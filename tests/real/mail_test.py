@@ -182,7 +182,7 @@ except BrokenPipeError:
         self.stand_in("cat > message; exit 2", SYSTEM)
         self.assertEqual(self.send(), "([sendmail reported error: UNKNOWN, #2])")
 
-    def test_a_program_that_may_not_be_run_counts_as_missing(self):
+    def test_a_program_that_cannot_be_run_counts_as_missing(self):
         self.stand_in("exit 1", mode=0o644)
         self.stand_in("cat > message; exit 2", SYSTEM)
         self.assertEqual(self.send(), "([sendmail reported error: UNKNOWN, #2])")
@@ -270,7 +270,7 @@ class RealProgram(MailTest):
         self.assertEqual(message["Subject"], "a <question> Bcc: root")
         self.assertEqual(message.get_payload().rstrip("\n"), "Dear Ann,\nhello.")
 
-    def test_an_attachment_comes_out_of_the_mailbox_as_it_was(self):
+    def test_an_attachment_is_unchanged_in_the_mailbox(self):
         text = "".join(f"line {i}\n" for i in range(1000))
         self.write("www/_text", text)
         self.assertEqual(self.send("To: nobody@localhost\nMIME-Version: 1.0\n"

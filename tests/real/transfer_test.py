@@ -86,7 +86,7 @@ class Transfer(ServedSite):
         self.assertIn('content-disposition: filename="report.bin"', lines)
         self.assertLess(self.report("download"), LARGE)
 
-    def test_a_connection_goes_on_behind_a_download(self):
+    def test_a_connection_continues_after_a_download(self):
         target = self.folder.path / "target"
         address = f"http://127.0.0.1:{self.demo.port}/download.html"
         said = self.curl("/missing.html", "--output", target, address, "--output", os.devnull,

@@ -96,7 +96,7 @@ TEST(is_valid_login, takes_letters_digits_underscore_and_bytes_from_192_on) {
   }
 }
 
-TEST(read_chat_user, splits_at_the_first_two_blanks) {
+TEST(read_chat_user, splits_at_the_first_two_spaces) {
   const chat_user user = read_chat_user("ann 10.0.0.1 123 456");
   EXPECT_EQ(user.login, "ann");
   EXPECT_EQ(user.address, "10.0.0.1");

@@ -163,7 +163,7 @@ TEST(polygon, the_largest_numbers_are_exact_and_cost_no_time) {
   EXPECT_EQ(replaced({{low, 0}, {high, 0}}, 3, 1), drawing{"###"});
 }
 
-TEST(polygon, random_ones_come_out_as_the_rules_say) {
+TEST(polygon, random_ones_match_the_rules) {
   quillet_tests::random_texts random(8);
   for (int round = 0; round < 20000; ++round) {
     corner_list corners(1 + random.number(9));

@@ -68,7 +68,7 @@ TEST(charset_number, knows_each_key) {
   EXPECT_EQ(charset_number("ISO"), 5);
 }
 
-TEST(charset_number, finds_a_key_anywhere_in_any_letter_case) {
+TEST(charset_number, finds_a_key_anywhere_in_upper_or_lower_case) {
   EXPECT_EQ(charset_number("windows-1251"), 1);
   EXPECT_EQ(charset_number("cp1251"), 1);
   EXPECT_EQ(charset_number("koi8-r"), 2);

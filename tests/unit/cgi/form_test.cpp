@@ -60,9 +60,9 @@ TEST(decode_urlencoded, of_nothing_gives_no_entry) { EXPECT_EQ(decoded(""), (lis
 
 TEST(decode_urlencoded, ignores_an_ampersand_at_the_end) { EXPECT_EQ(decoded("a=1&"), (list{"a=1"})); }
 
-TEST(decode_urlencoded, makes_a_plus_a_blank) { EXPECT_EQ(decoded("a+b=c+d"), (list{"a b=c d"})); }
+TEST(decode_urlencoded, turns_a_plus_into_a_space) { EXPECT_EQ(decoded("a+b=c+d"), (list{"a b=c d"})); }
 
-TEST(decode_urlencoded, decodes_escapes_of_either_letter_case) {
+TEST(decode_urlencoded, decodes_escapes_in_upper_or_lower_case) {
   EXPECT_EQ(decoded("%61=%c1%C1%2B"), (list{"a=\xC1\xC1+"}));
 }
 
@@ -161,7 +161,7 @@ TEST(find_form_entry, starts_at_the_front_each_time) {
   EXPECT_EQ(find_form_entry("find2")->value, "1");
 }
 
-TEST(find_form_entry, compares_the_whole_name_in_its_letter_case) {
+TEST(find_form_entry, compares_the_whole_name_case_sensitively) {
   decoded("Find3=1");
   EXPECT_FALSE(find_form_entry("find3"));
   EXPECT_FALSE(find_form_entry("Find"));
@@ -247,7 +247,7 @@ TEST(form_value, of_a_missing_field_is_not_found) {
   EXPECT_EQ(form_value("never sent", value), form_not_found);
 }
 
-TEST(form_string, normalises_line_breaks) {
+TEST(form_string, normalizes_line_breaks) {
   decoded("string1=a%0D%0Ab");
   text value;
   EXPECT_EQ(form_string("string1", 100, value), form_success);
@@ -342,7 +342,7 @@ std::string normalised(std::string_view value, std::size_t limit = std::string_v
   return std::string(out.view());
 }
 
-TEST(append_normalised, makes_each_kind_of_line_end_a_line_feed) {
+TEST(append_normalised, turns_each_kind_of_line_break_into_a_line_feed) {
   EXPECT_EQ(normalised("a\nb"), "a\nb");
   EXPECT_EQ(normalised("a\r\nb"), "a\nb");
   EXPECT_EQ(normalised("a\rb"), "a\nb");
@@ -355,7 +355,7 @@ TEST(append_normalised, gives_as_many_line_feeds_as_the_larger_count_of_the_run)
   EXPECT_EQ(normalised("\n\n\r\r"), "\n\n");
 }
 
-TEST(append_normalised, tells_whether_something_was_left) {
+TEST(append_normalised, says_whether_something_was_left) {
   bool whole = true;
   EXPECT_EQ(normalised("a\r\nbc", 3, &whole), "a\nb");
   EXPECT_FALSE(whole);

@@ -81,7 +81,7 @@ TEST(decode_multipart, keeps_a_part_of_one_byte) {
   EXPECT_EQ(decoded(part(" name=\"a\"", "1") + std::string(last)), (list{"a=1"}));
 }
 
-TEST(decode_multipart, drops_a_part_too_short_for_what_stands_before_a_boundary) {
+TEST(decode_multipart, drops_a_part_too_short_for_the_bytes_before_a_boundary) {
   EXPECT_EQ(decoded("--B0\nContent-Disposition: form-data; name=a\n\nx--B0--"), (list{}));
   EXPECT_EQ(decoded("--B0\nContent-Disposition: form-data; name=a\n\n--B0--"), (list{}));
   EXPECT_EQ(decoded("--B0\nContent-Disposition: form-data; name=a\n\nB0--"), (list{}));
@@ -98,7 +98,7 @@ TEST(decode_multipart, drops_a_part_that_is_no_form_data) {
             (list{"b=1"}));
 }
 
-TEST(decode_multipart, finds_the_disposition_in_any_letter_case) {
+TEST(decode_multipart, finds_the_disposition_in_upper_or_lower_case) {
   EXPECT_EQ(decoded("--B0\r\nCONTENT-disposition: FORM-data; NAME=\"a\"\r\n\r\nx\r\n--B0--"), (list{"a=x"}));
 }
 
@@ -107,7 +107,7 @@ TEST(decode_multipart, lets_header_lines_end_with_a_line_feed) {
   EXPECT_EQ(decoded("--B0\nContent-Disposition: form-data; name=\"a\"\n\r\nx\r\n--B0--"), (list{"a=x"}));
 }
 
-TEST(decode_multipart, ignores_what_stands_before_the_first_boundary) {
+TEST(decode_multipart, ignores_text_before_the_first_boundary) {
   EXPECT_EQ(decoded("preamble\r\n" + part(" name=\"a\"", "1") + std::string(last)), (list{"a=1"}));
 }
 
@@ -121,7 +121,7 @@ TEST(decode_multipart, drops_a_part_that_no_boundary_ends) {
   EXPECT_EQ(decoded(part(" name=\"a\"", "1") + part(" name=\"b\"", "2")), (list{"a=1"}));
 }
 
-TEST(decode_multipart, finds_the_boundary_in_any_letter_case_of_body_and_content_type) {
+TEST(decode_multipart, finds_the_boundary_in_upper_or_lower_case_of_body_and_content_type) {
   EXPECT_EQ(decoded("--aBc\r\nContent-Disposition: form-data; name=\"a\"\r\n\r\n1\r\n--AbC--",
                     "multipart/form-data; BOUNDARY=abC"),
             (list{"a=1"}));
@@ -133,7 +133,7 @@ TEST(decode_multipart, takes_a_quoted_boundary_up_to_its_quote) {
             (list{"a=1"}));
 }
 
-TEST(decode_multipart, takes_a_plain_boundary_up_to_a_blank_semicolon_quote_or_line_end) {
+TEST(decode_multipart, takes_a_plain_boundary_up_to_a_space_semicolon_quote_or_line_break) {
   for (const char *end : {" x", ";x", "\"x", "\nx", "\rx"}) {
     EXPECT_EQ(decoded(part(" name=\"a\"", "1") + std::string(last), std::string(plain_type) + end), (list{"a=1"}));
   }
@@ -150,7 +150,7 @@ TEST(decode_multipart, takes_an_empty_boundary_for_none) {
   decoded("body", "multipart/form-data; boundary=\"\"", decode_mismatch);
 }
 
-TEST(decode_multipart, of_an_empty_body_gives_nothing) { EXPECT_EQ(decoded(""), (list{})); }
+TEST(decode_multipart, of_an_empty_body_returns_nothing) { EXPECT_EQ(decoded(""), (list{})); }
 
 TEST(decode_multipart, cuts_names_at_their_first_nul) {
   EXPECT_EQ(decoded(part(" name=\"a\0b\"; filename=\"c\0d\""sv, "x") + std::string(last)), (list{"a<c>=x"}));

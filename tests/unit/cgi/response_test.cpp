@@ -5,7 +5,7 @@
 namespace quillet {
 namespace {
 
-TEST(header_text, makes_blanks_of_control_bytes_and_keeps_all_others) {
+TEST(header_text, turns_control_bytes_into_spaces_and_keeps_all_others) {
   for (int byte = 1; byte < 256; ++byte) {
     const char c = static_cast<char>(byte);
     const char expected = byte < 32 || byte == 127 ? ' ' : c;

@@ -102,9 +102,9 @@ TEST(evaluate, deliberately_removes_a_caret_at_the_very_end) {
   EXPECT_EQ(expanded("^^^"), "^");
 }
 
-TEST(evaluate, does_not_call_behind_a_doubled_caret) { EXPECT_EQ(expanded("^^show[a]"), "^show[a]"); }
+TEST(evaluate, does_not_call_after_a_doubled_caret) { EXPECT_EQ(expanded("^^show[a]"), "^show[a]"); }
 
-TEST(evaluate, keeps_a_caret_without_any_bracket_behind_it) {
+TEST(evaluate, keeps_a_caret_without_any_bracket_after_it) {
   EXPECT_EQ(expanded("^nosuch"), "^nosuch");
   EXPECT_EQ(expanded("^show[] ^nosuch"), "<> ^nosuch");
 }
@@ -122,7 +122,7 @@ TEST(evaluate, of_an_empty_name_gives_the_message_without_a_closing_bracket) {
   EXPECT_EQ(expanded("^[x]"), "[invalid operator ");
 }
 
-TEST(evaluate, goes_on_behind_the_call_of_an_unknown_name) {
+TEST(evaluate, continues_after_the_call_of_an_unknown_name) {
   EXPECT_EQ(expanded("^nosuch[a;b] ^show[c]"), "[invalid operator nosuch] <c>");
 }
 
@@ -143,7 +143,7 @@ TEST(evaluate, never_scans_a_result_again) {
   EXPECT_EQ(expanded("^show[^markup[]]"), "<^show[]>");
 }
 
-TEST(evaluate, does_not_join_a_result_with_the_text_behind_it) { EXPECT_EQ(expanded("^lazy[`^`]x[y]"), "<^>x[y]"); }
+TEST(evaluate, does_not_join_a_result_with_the_text_after_it) { EXPECT_EQ(expanded("^lazy[`^`]x[y]"), "<^>x[y]"); }
 
 TEST(evaluate, of_a_call_with_an_empty_list_passes_one_empty_parameter) {
   EXPECT_EQ(expanded("^one[]"), "<>");
@@ -256,9 +256,7 @@ TEST(split_parameters, keeps_escapes_as_written) {
 
 TEST(split_parameters, lets_a_doubled_caret_protect_nothing) { EXPECT_EQ(split("[a^^;b]"), (list{"a^^", "b"})); }
 
-TEST(split_parameters, lets_an_escaped_backtick_toggle_all_the_same) {
-  EXPECT_EQ(split("[^`;`;b]"), (list{"^`;`", "b"}));
-}
+TEST(split_parameters, still_toggles_at_an_escaped_backtick) { EXPECT_EQ(split("[^`;`;b]"), (list{"^`;`", "b"})); }
 
 TEST(split_parameters, takes_a_caret_inside_backticks_for_an_escape_too) {
   EXPECT_EQ(split("[`^`;]"), (list{"^", ""}));
@@ -281,7 +279,7 @@ TEST(split_parameters, finds_its_marks_at_every_distance) {
   }
 }
 
-TEST(evaluate, of_a_backtick_parameter_passes_what_stands_between) {
+TEST(evaluate, of_a_backtick_parameter_passes_the_text_between) {
   EXPECT_EQ(expanded("^show[`a;b`]"), "<a;b>");
   EXPECT_EQ(expanded("^show[x`;`y]"), "<x`;`y>");
 }
@@ -297,7 +295,7 @@ TEST(evaluate, of_a_call_with_20_parameters_deliberately_leaves_literal_text) {
   EXPECT_EQ(expanded("^show[" + nineteen + "p;^show[x]]"), "^show[" + nineteen + "p;<x>]");
 }
 
-TEST(evaluate, behind_a_call_that_is_none_still_makes_one_with_19_parameters) {
+TEST(evaluate, after_a_call_that_is_none_still_makes_one_with_19_parameters) {
   const std::string nineteen = repeated("p;", 18);
   EXPECT_EQ(expanded("^show[" + repeated(";", 19) + "]^show[" + nineteen + "p]"),
             "^show[" + repeated(";", 19) + "]<" + repeated("p|", 18) + "p>");

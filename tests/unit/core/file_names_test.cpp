@@ -17,7 +17,7 @@ TEST(cache_entry_path, keeps_letters_digits_underscores_and_slashes) {
   EXPECT_EQ(cache_entry_path("azAZ09_/x").view(), "./cache/azAZ09_/x_");
 }
 
-TEST(cache_entry_path, makes_a_tilde_of_a_blank) {
+TEST(cache_entry_path, turns_a_space_into_a_tilde) {
   EXPECT_EQ(cache_entry_path("news/today 1").view(), "./cache/news/today~1_");
 }
 

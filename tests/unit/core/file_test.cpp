@@ -46,7 +46,7 @@ TEST(filter_lines, removes_carriage_returns_anywhere) { EXPECT_EQ(filtered("\ra\
 
 TEST(filter_lines, keeps_a_hash_that_begins_no_line) { EXPECT_EQ(filtered("a #b\n #c\n", false), "a #b\n #c\n"); }
 
-TEST(filter_lines, removes_a_comment_behind_a_carriage_return) { EXPECT_EQ(filtered("a\n\r#c\nb", false), "a\nb"); }
+TEST(filter_lines, removes_a_comment_after_a_carriage_return) { EXPECT_EQ(filtered("a\n\r#c\nb", false), "a\nb"); }
 
 TEST(filter_lines, removes_a_comment_at_the_very_start_and_at_the_very_end) {
   EXPECT_EQ(filtered("#c\na\n#d", false), "a\n");
@@ -122,7 +122,7 @@ TEST(read_text_file, of_a_missing_file_or_without_a_path_is_null) {
   EXPECT_TRUE(read_text_file("no/such/folder", false, false).is_null());
 }
 
-TEST(read_text_file, of_a_folder_or_a_pipe_is_null) {
+TEST(read_text_file, of_a_directory_or_a_pipe_is_null) {
   const temporary_folder folder;
   ASSERT_EQ(mkfifo("pipe", 0600), 0);
   EXPECT_TRUE(read_text_file(".", false, false).is_null());
@@ -302,7 +302,7 @@ TEST(make_whole_file, leaves_nothing_without_room) {
   EXPECT_TRUE(std::filesystem::is_empty("."));
 }
 
-TEST(make_whole_file, in_a_missing_folder_fails) {
+TEST(make_whole_file, in_a_missing_directory_fails) {
   const temporary_folder folder;
   EXPECT_EQ(make_whole_file("no/such/f", "abc"), not_without_name);
 }
@@ -428,12 +428,12 @@ class request_paths {
   std::string_view root_before_;
 };
 
-TEST(page_directory_file, puts_the_name_behind_the_last_slash_of_the_page_path) {
+TEST(page_directory_file, puts_the_name_after_the_last_slash_of_the_page_path) {
   const request_paths paths("/home/www/a/page.html", "/home/www");
   EXPECT_EQ(page_directory_file("list.txt").view(), "/home/www/a/list.txt");
 }
 
-TEST(page_directory_file, of_a_page_in_the_root_folder) {
+TEST(page_directory_file, of_a_page_in_the_root_directory) {
   const request_paths paths("/page.html", "/");
   EXPECT_EQ(page_directory_file("x").view(), "/x");
 }
@@ -449,7 +449,7 @@ TEST(resolve_file, takes_any_other_name_from_the_page_directory) {
   EXPECT_EQ(resolve_file("").view(), "/home/www/a/");
 }
 
-TEST(make_directories, makes_every_folder_on_the_way) {
+TEST(make_directories, creates_every_directory_on_the_way) {
   const temporary_folder folder;
   const mode_t mask = umask(2);
   make_directories("./a/b//c/file");
@@ -461,7 +461,7 @@ TEST(make_directories, makes_every_folder_on_the_way) {
   EXPECT_EQ(std::filesystem::status("a/b").permissions(), static_cast<std::filesystem::perms>(0775));
 }
 
-TEST(make_directories, goes_on_where_folders_are_there_or_cannot_be) {
+TEST(make_directories, continues_where_directories_exist_or_cannot_exist) {
   const temporary_folder folder;
   write_file("f", "x");
   make_directories("f/a/b");
@@ -495,7 +495,7 @@ TEST(directory_reader, gives_every_entry_with_its_kind) {
   EXPECT_EQ(entries, expected);
 }
 
-TEST(directory_reader, of_a_missing_folder_is_at_its_end) {
+TEST(directory_reader, of_a_missing_directory_is_at_its_end) {
   const temporary_folder folder;
   directory_reader reader;
   EXPECT_TRUE(open_directory("missing", reader));

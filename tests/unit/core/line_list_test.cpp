@@ -11,14 +11,14 @@ TEST(line_list_append, without_a_value_gives_the_name_and_a_line_feed) {
   EXPECT_EQ(list.view(), "name\n");
 }
 
-TEST(line_list_append, with_a_value_puts_one_blank_between) {
+TEST(line_list_append, with_a_value_puts_one_space_between) {
   text list;
   line_list_append(list, "a", "1");
   line_list_append(list, "b", "two words");
   EXPECT_EQ(list.view(), "a 1\nb two words\n");
 }
 
-TEST(line_list_append, with_an_empty_value_keeps_the_blank) {
+TEST(line_list_append, with_an_empty_value_keeps_the_space) {
   text list;
   line_list_append(list, "a", "");
   EXPECT_EQ(list.view(), "a \n");
@@ -34,7 +34,7 @@ TEST(line_list_append_if_value, appends_only_a_value_with_bytes) {
 
 TEST(line_list_find, gives_the_first_of_two_lines_of_that_name) { EXPECT_EQ(line_list_find("x 1\nx 2\n", "x"), "1"); }
 
-TEST(line_list_find, never_finds_a_line_without_a_blank) {
+TEST(line_list_find, never_finds_a_line_without_a_space) {
   EXPECT_EQ(line_list_find("y\n", "y").data(), nullptr);
   EXPECT_EQ(line_list_find("y", "y").data(), nullptr);
 }
@@ -55,7 +55,7 @@ TEST(line_list_find, gives_an_empty_value_that_is_there) {
   EXPECT_EQ(value, "");
 }
 
-TEST(line_list_find, lets_a_name_begin_with_a_blank) {
+TEST(line_list_find, lets_a_name_begin_with_a_space) {
   EXPECT_EQ(line_list_find(" a 1\n", " a"), "1");
   EXPECT_EQ(line_list_find(" 1\n", "").data(), nullptr);
 }

@@ -190,7 +190,7 @@ TEST(wait_child, is_minus_1_when_there_is_nothing_to_wait_for) {
 
 int interrupted_input = -1;
 
-TEST(wait_child, goes_on_waiting_behind_a_signal) {
+TEST(wait_child, continues_waiting_after_a_signal) {
   struct sigaction action {};  // which interrupts
   struct sigaction before {};
   action.sa_handler = [](int) { write_all(interrupted_input, "\n"); };

@@ -33,17 +33,19 @@ TEST(quoting, is_html_at_first) { EXPECT_EQ(current_quoting_mode(), quoting_html
 
 TEST(quoting, none_changes_no_byte) { expect_bytes(quoting_none, {}); }
 
-TEST(quoting, config_makes_tabs_and_line_feeds_blanks) { expect_bytes(quoting_config, {{'\t', " "}, {'\n', " "}}); }
+TEST(quoting, config_turns_tabs_and_line_feeds_into_spaces) {
+  expect_bytes(quoting_config, {{'\t', " "}, {'\n', " "}});
+}
 
 TEST(quoting, html_changes_tab_double_quote_and_angle_brackets_and_deliberately_no_ampersand) {
   expect_bytes(quoting_html, {{'\t', " "}, {'"', "&quot;"}, {'<', "&lt;"}, {'>', "&gt;"}});
 }
 
-TEST(quoting, sql_changes_tab_line_ends_quotes_and_backslash) {
+TEST(quoting, sql_changes_tab_line_breaks_quotes_and_backslash) {
   expect_bytes(quoting_sql, {{'\t', "\a"}, {'\n', "\\n"}, {'\r', "\\r"}, {'"', "\\\""}, {'\'', "\\'"}, {'\\', "\\\\"}});
 }
 
-TEST(quoting, javascript_changes_line_ends_quotes_backslash_and_the_bytes_209_and_255) {
+TEST(quoting, javascript_changes_line_breaks_quotes_backslash_and_the_bytes_209_and_255) {
   expect_bytes(quoting_javascript, {{'\n', "\\n"},
                                     {'\r', "\\r"},
                                     {'"', "\\\""},
@@ -94,7 +96,7 @@ TEST(quoting, restoring_tabs_leaves_what_stood_before) {
   EXPECT_EQ(out.view(), "\a|\t");
 }
 
-TEST(quoting, outside_the_modes_gives_nothing) {
+TEST(quoting, outside_the_modes_returns_nothing) {
   for (const int number : {-1, 6, 1000}) {
     int saved = 0;
     EXPECT_EQ(set_quoting_mode(saved, number), number);

@@ -373,7 +373,7 @@ TEST(remove_white_space, of_white_space_alone_leaves_null) {
   EXPECT_TRUE(t.is_null());
 }
 
-TEST(url_encode, of_a_blank_b_slash_c_gives_plus_and_a_lower_case_escape) {
+TEST(url_encode, of_a_space_b_slash_c_gives_plus_and_a_lower_case_escape) {
   EXPECT_EQ(url_encode("a b/c").view(), "a+b%2fc");
 }
 
@@ -394,7 +394,7 @@ TEST(url_encode, of_nothing_is_null) {
   EXPECT_TRUE(url_encode("").is_null());
 }
 
-TEST(url_escape, of_a_blank_b_ampersand_c_gives_plus_and_an_upper_case_escape) {
+TEST(url_escape, of_a_space_b_ampersand_c_gives_plus_and_an_upper_case_escape) {
   EXPECT_EQ(url_escape("a b&c").view(), "a+b%26c");
   EXPECT_EQ(url_escape("/").view(), "%2F");
 }
@@ -414,7 +414,7 @@ TEST(url_escape, keeps_letters_digits_underscore_minus_and_point_and_nothing_els
 
 TEST(url_escape, of_nothing_is_null) { EXPECT_TRUE(url_escape({}).is_null()); }
 
-TEST(url_unescape, undoes_escapes_in_either_letter_case) { EXPECT_EQ(url_unescape("a+b%2f%2Fc").view(), "a b//c"); }
+TEST(url_unescape, undoes_escapes_in_upper_or_lower_case) { EXPECT_EQ(url_unescape("a+b%2f%2Fc").view(), "a b//c"); }
 
 TEST(url_unescape, takes_a_byte_that_is_no_digit_for_0) {
   EXPECT_EQ(url_unescape("%4x").view(), "@");
@@ -520,7 +520,7 @@ TEST(format_signed, gives_decimal_digits) {
   EXPECT_EQ(format_signed(LLONG_MIN).view(), "-9223372036854775808");
 }
 
-TEST(format_signed, pads_with_zeros_behind_the_sign) {
+TEST(format_signed, pads_with_zeros_after_the_sign) {
   EXPECT_EQ(format_signed(7, 10).view(), "0000000007");
   EXPECT_EQ(format_signed(-7, 4).view(), "-007");
   EXPECT_EQ(format_signed(12345, 3).view(), "12345");

@@ -50,13 +50,13 @@ TEST(append_attachment, of_no_data_is_nothing) {
   EXPECT_TRUE(out.is_null());
 }
 
-TEST(append_attachment, makes_blanks_of_control_bytes_in_the_name) {
+TEST(append_attachment, turns_control_bytes_into_spaces_in_the_name) {
   text out;
   append_attachment("x", "a\r\nBcc: b", out);
   EXPECT_NE(out.view().find("filename=\"a  Bcc: b\"\n\nbegin 644 a  Bcc: b\n"), std::string_view::npos);
 }
 
-TEST(attachment_type, is_found_by_the_extension_in_any_letter_case) {
+TEST(attachment_type, is_found_by_the_extension_in_upper_or_lower_case) {
   EXPECT_EQ(attachment_type("photo.JPG"), "image/jpeg");
   EXPECT_EQ(attachment_type("a.b.gif"), "image/gif");
 }

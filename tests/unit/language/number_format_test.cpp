@@ -104,7 +104,7 @@ TEST(append_number, two_percent_signs_are_one) {
   EXPECT_EQ(format(5, "%d%%"), "5%");
 }
 
-TEST(append_number, a_length_may_stand_before_the_letter) {
+TEST(append_number, a_length_can_come_before_the_letter) {
   EXPECT_EQ(format(300, "%ld %lld"), "300 %lld");
   EXPECT_EQ(format(300, "%lld"), "300");
   EXPECT_EQ(format(2.5, "%lf"), "2.500000");

@@ -126,14 +126,14 @@ TEST(read_number, a_prefixed_integer_stays_within_64_bits) {
   EXPECT_EQ(read_number("0" + std::string(1000, '7')).length, 1001U);
 }
 
-TEST(read_number, a_sign_or_a_blank_makes_a_number_decimal) {
+TEST(read_number, a_sign_or_a_space_makes_a_number_decimal) {
   EXPECT_EQ(read_number("-010").value, -10);
   EXPECT_EQ(read_number(" 010").value, 10);
   EXPECT_EQ(read_number("-0x10").value, 0);
   EXPECT_EQ(read_number("-0x10").length, 2U);
 }
 
-TEST(read_number, reads_no_byte_behind_its_source) {
+TEST(read_number, reads_no_byte_after_its_source) {
   const std::string digits = "123456";
   EXPECT_EQ(read_number(std::string_view(digits).substr(0, 3)).value, 123);
   EXPECT_EQ(read_number(std::string_view("0x12").substr(0, 2)).length, 1U);

@@ -87,12 +87,12 @@ TEST(process_page, of_a_page_with_definitions_gives_the_output_of_its_main) {
   EXPECT_EQ(processed("rest of the page\n@main\n^macro[process2]!\n@process2\nHello"), "Hello!");
 }
 
-TEST(process_page, of_a_page_with_definitions_and_no_main_gives_nothing) {
+TEST(process_page, of_a_page_with_definitions_and_no_main_returns_nothing) {
   const site here;
   EXPECT_EQ(processed("@process3\nHello"), "");
 }
 
-TEST(process_page, of_a_missing_page_gives_nothing) {
+TEST(process_page, of_a_missing_page_returns_nothing) {
   const site here;
   EXPECT_TRUE(process_page(here.folder() + "/www/missing.html").is_empty());
 }
@@ -127,7 +127,7 @@ TEST(use_macro_files, reads_every_file_of_a_directory_but_hidden_ones) {
   EXPECT_EQ(body("use4"), "(none)");
 }
 
-TEST(use_macro_files, reads_the_configuration_of_every_folder_on_the_page_path_outermost_first) {
+TEST(use_macro_files, reads_the_configuration_of_every_directory_on_the_page_path_outermost_first) {
   const site here;
   write_file("_quillet.cfg", "@main\nouter \n@use5\nouter");
   write_file("www/_quillet.cfg", "@main\nroot ");

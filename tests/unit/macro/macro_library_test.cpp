@@ -36,9 +36,7 @@ TEST(name_parameters, deliberately_takes_a_name_for_a_prefix_the_first_in_the_li
   EXPECT_EQ(named("ab;a", "$ab $a"), "$1 $2");
 }
 
-TEST(name_parameters, keeps_a_doubled_dollar_and_what_stands_behind_it) {
-  EXPECT_EQ(named("a", "$$a $$$a"), "$$a $$$1");
-}
+TEST(name_parameters, keeps_a_doubled_dollar_and_the_text_after_it) { EXPECT_EQ(named("a", "$$a $$$a"), "$$a $$$1"); }
 
 TEST(name_parameters, keeps_a_number) { EXPECT_EQ(named("a;1", "$1 $a $9x"), "$1 $1 $9x"); }
 
@@ -48,7 +46,7 @@ TEST(name_parameters, marks_a_name_that_is_not_in_the_list) {
   EXPECT_EQ(named("a", "$A"), "$[macro param name not found]A");
 }
 
-TEST(name_parameters, goes_on_behind_the_number) { EXPECT_EQ(named("a;b", "$a$b"), "$1$2"); }
+TEST(name_parameters, continues_after_the_number) { EXPECT_EQ(named("a;b", "$a$b"), "$1$2"); }
 
 TEST(name_parameters, without_names_or_without_a_body_changes_nothing) {
   EXPECT_EQ(named("", "$b"), "$b");
@@ -161,7 +159,7 @@ TEST(define_macros, does_not_run_main_without_an_output) {
   EXPECT_EQ(body("by main"), "(none)");
 }
 
-TEST(define_macros, leaves_neither_autoexec_nor_main_behind) {
+TEST(define_macros, keeps_neither_autoexec_nor_main) {
   text output;
   define_macros("@main\nm\n@autoexec\na", &output);
   EXPECT_EQ(body("main"), "(none)");
@@ -224,7 +222,7 @@ TEST(macro, takes_two_digits_for_one_number) {
   EXPECT_EQ(expanded("^macro[digits;1;2;3;4;5;6;7;8;9;ten;11;twelve]"), "1 ten twelve3");
 }
 
-TEST(macro, gives_nothing_for_number_0_and_for_an_argument_that_is_missing) {
+TEST(macro, returns_nothing_for_number_0_and_for_an_argument_that_is_missing) {
   define_macro("missing", text("<$0|$00|$2|$99>"sv));
   EXPECT_EQ(expanded("^macro[missing;a]"), "<|||>");
 }
@@ -242,12 +240,12 @@ TEST(macro, evaluates_an_argument_where_and_as_often_as_the_body_uses_it) {
   EXPECT_EQ(expanded("^macro[never;^macro_new[counted;evaluated]]^macro[counted]"), "-x");
 }
 
-TEST(macro, may_be_defined_anew_while_it_runs) {
+TEST(macro, can_be_redefined_while_it_runs) {
   define_macro("self", text("^macro_new[self;new body]old body"sv));
   EXPECT_EQ(expanded("^macro[self] ^macro[self]"), "old body new body");
 }
 
-TEST(macro, of_a_body_that_becomes_empty_gives_nothing) {
+TEST(macro, of_a_body_that_becomes_empty_returns_nothing) {
   define_macro("emptied", text("$1"sv));
   EXPECT_EQ(expanded("^macro[emptied]"), "");
 }

@@ -232,7 +232,7 @@ TEST(object_array, a_limit_below_the_count_is_fatal) {
       "array set_limit error");
 }
 
-TEST(object_array, more_slots_than_there_may_be_are_fatal) {
+TEST(object_array, more_slots_than_there_can_be_are_fatal) {
   expect_fatal([] { view_array(1, 1).insert(max_slots, "a"); }, "array set_limit error");
 }
 

@@ -164,7 +164,7 @@ TEST(table, locate_without_a_value_makes_row_0_current) {
   EXPECT_EQ(made.current(), 0);
 }
 
-TEST(table, locate_tells_whether_there_is_such_a_row) {
+TEST(table, locate_says_whether_there_is_such_a_row) {
   table made("a\nb"sv);
   EXPECT_TRUE(made.locate("0", "b"));
   EXPECT_EQ(made.current(), 1);
