@@ -11,7 +11,7 @@ import instructions
 import requests
 
 LEAST = 20.0  # ms of CPU time that 100 n takes at least
-LONGEST_COUNTED = 60.0  # ms above which only the time is taken: counting takes fifty times as long
+IN_DOUBT = 1.3  # an exponent of times above TARGET and below this may be noise or a cache: instructions decide
 TARGET = 1.1
 NESTED_TARGET = 300  # ms
 
@@ -297,7 +297,7 @@ class Grown:
     case: Case
     n: int
     times: list        # ms for 1, n, 10 n, 100 n
-    counts: list       # instructions for the same; empty when that would take too long
+    counts: list       # instructions for the same; without that for 100 n when the time is beyond doubt
 
     def exponent(self, values, step):
         """Of n to 10 n (step 1) or 10 n to 100 n (step 2), less what a request costs with one of it."""
@@ -305,9 +305,14 @@ class Grown:
         return math.log10(after / before) if before > 0 and after > 0 else math.nan
 
     def exponents(self):
-        """Both steps: by instructions where those were counted, else by time; then the second one by time."""
-        by = self.counts or self.times
-        return [self.exponent(by, 1), self.exponent(by, 2), self.exponent(self.times, 2)]
+        """The first step by instructions, the second one by time, the second one by instructions or None."""
+        return [self.exponent(self.counts, 1), self.exponent(self.times, 2),
+                self.exponent(self.counts, 2) if len(self.counts) == 4 else None]
+
+    def is_missed(self):
+        first, by_time, by_instructions = self.exponents()
+        second = by_time if by_instructions is None else by_instructions
+        return max(first, second) > TARGET and not self.case.inherent
 
 
 def milliseconds_of_nested_calls(program, rounds):
@@ -337,8 +342,10 @@ def measure(each, program, rounds):
             for size, taken in zip(sizes, times):
                 taken.append(size.milliseconds(program))
         medians = [statistics.median(taken) for taken in times]
-        counts = [size.instructions(program) for size in sizes] if medians[3] < LONGEST_COUNTED else []
-    return Grown(each, n, medians, counts)
+        grown = Grown(each, n, medians, [size.instructions(program) for size in sizes[:3]])
+        if TARGET < grown.exponent(medians, 2) < IN_DOUBT:
+            grown.counts.append(sizes[3].instructions(program))
+    return grown
 
 
 def chosen(words):

@@ -10,6 +10,7 @@ import sys
 
 sys.dont_write_bytecode = True
 
+import database  # noqa: E402
 import generate  # noqa: E402
 import growth  # noqa: E402
 import instructions  # noqa: E402
@@ -86,7 +87,10 @@ def measure_growth(options):
 
 
 def measure_memory(options):
-    text = report.memory_table(memory.measure(options.quillet.resolve(), BINARIES / "peak_memory"))
+    with database.running(SCENARIOS):
+        connection = (SCENARIOS / "sql/_macro.cfg").read_text()
+        measured = memory.measure(options.quillet.resolve(), BINARIES / "peak_memory", connection)
+    text = report.memory_table(measured)
     print(text)
     if options.keep:
         report.keep("memory", text)
