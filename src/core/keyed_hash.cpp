@@ -40,6 +40,7 @@ struct sip_state {
 hash_key make_secret() {
   hash_key secret{};
   if (getrandom(&secret, sizeof secret, GRND_NONBLOCK) == static_cast<ssize_t>(sizeof secret)) return secret;
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): the system gives the address as a number
   const void *start_bytes = reinterpret_cast<const void *>(getauxval(AT_RANDOM));
   if (start_bytes != nullptr) std::memcpy(&secret, start_bytes, sizeof secret);
   return secret;
