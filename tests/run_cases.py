@@ -101,7 +101,7 @@ def parse_case(data):
     sections = []
     parts = re.split(rb"^== (.*)\n", data, flags=re.MULTILINE)
     if any(line and not line.startswith(b"#") for line in parts[0].split(b"\n")):
-        raise CaseError("only a comment may stand before the first section")
+        raise CaseError("only comments are allowed before the first section")
     for heading, raw in zip(parts[1::2], parts[2::2]):
         name, argument, modifiers = parse_heading(heading)
         add_section(sections, name, argument, modifiers, raw.removesuffix(b"\n"))

@@ -15,7 +15,7 @@ namespace {
 bool optimize = true;
 
 // Drops every byte of the set that follows another one; `previous` says whether the text begins as if
-// one stood before it.
+// one came before it.
 template <char... set>
 void shrink_runs(text &page, bool previous) {
   char *const bytes = page.data();

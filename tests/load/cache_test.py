@@ -1,7 +1,7 @@
 """Many processes at one cache entry that is removed again and again, some of them killed at any moment.
 
 docs/cache.md says what a reader can find then. Each process makes a text of lines that carry its letter and their
-number, so that of every byte that is served it is known whether it stands in its place.
+number, so that of every byte that is served it is known whether it is in its place.
 
     QUILLET_PROGRAM=... cache_test.py [--processes 20] [--rounds 60] [--seed 1]
 """
