@@ -297,7 +297,7 @@ class Grown:
     case: Case
     n: int
     times: list        # ms for 1, n, 10 n, 100 n
-    counts: list       # instructions for the same; without that for 100 n when the time is beyond doubt
+    counts: list       # instructions for the same; without that for 100 n when the time is long and beyond doubt
 
     def exponent(self, values, step):
         """Of n to 10 n (step 1) or 10 n to 100 n (step 2), less what a request costs with one of it."""
@@ -343,7 +343,7 @@ def measure(each, program, rounds):
                 taken.append(size.milliseconds(program))
         medians = [statistics.median(taken) for taken in times]
         grown = Grown(each, n, medians, [size.instructions(program) for size in sizes[:3]])
-        if TARGET < grown.exponent(medians, 2) < IN_DOUBT:
+        if medians[3] < LEAST or TARGET < grown.exponent(medians, 2) < IN_DOUBT:
             grown.counts.append(sizes[3].instructions(program))
     return grown
 

@@ -1,5 +1,6 @@
 """What was measured, as Markdown and as a picture, and where docs/performance.md keeps it."""
 
+import math
 import pathlib
 
 import growth
@@ -52,7 +53,7 @@ def before_table(measured):
 def growth_table(grown):
     """Exponents: 1 is linear. What is named as inherent has no target."""
     rows = [[each.case.name, f"{100 * each.n:,}", milliseconds(each.times[3]),
-             *("" if exponent is None else f"{exponent:.2f}" for exponent in each.exponents()),
+             *("" if exponent is None or math.isnan(exponent) else f"{exponent:.2f}" for exponent in each.exponents()),
              "" if each.case.inherent else f"{growth.TARGET}", "missed" if each.is_missed() else ""] for each in grown]
     return table(["what there are n of", "100 n", "ms", "n to 10 n", "10 n to 100 n, by time", "by instructions",
                   "target", ""], rows)
