@@ -71,9 +71,12 @@ TEST(load_configuration, without_definitions_there_reads_the_one_of_the_document
   EXPECT_EQ(body("load3"), "x");
 }
 
-TEST(load_configuration, without_any_file_defines_nothing) {
+TEST(load_configuration, without_any_file_leaves_the_macros_as_they_are) {
   const site here;
+  define_macro("load4", text(std::string_view("kept")));
   load_configuration();
+  EXPECT_EQ(body("load4"), "kept");
+  EXPECT_EQ(body("load5"), "(none)");
 }
 
 TEST(process_page, expands_a_page_without_definitions) {
