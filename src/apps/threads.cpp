@@ -145,8 +145,10 @@ void append_line(std::string_view prefix, std::string_view line, text &out) {
 
 // ^hotline_quote[text;prefix;width;level]
 //
-// The text wrapped for a reply, with the prefix before every line. A line is at most `width` bytes
-// less the prefix's length times 20 - `level`, or 20 when that is below 1. A word that is longer is cut.
+// The text wrapped for a reply, with the prefix before every line. A word that is longer is cut.
+// Deliberate: a line is at most `width` bytes less the prefix's length times 20 - `level`, or 20 when that is
+// below 1.
+//
 // Deliberate: empty lines are left out. Without a prefix, the text as it is.
 void op_hotline_quote(parameters &parameters, text &out) {
   const std::string_view prefix = parameters[1];

@@ -10,7 +10,7 @@ namespace quillet {
 constexpr int usual_cookie_days = 90;
 
 // The value of the visitor's cookie of that name, no longer escaped; null when it is empty or there is
-// none. Deliberate: a space ends the value, the last one of several.
+// none. A space ends the value, the last one of several.
 [[nodiscard]] text cookie_value(std::string_view name);
 
 // Sends the header line of a cookie at once, the value escaped, for so many days: 0 keeps it until the

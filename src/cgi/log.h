@@ -26,6 +26,8 @@ enum log_number : int {
 // Ends the process with `exit_fatal` after a line in the error log; the client gets nothing.
 [[noreturn, gnu::format(printf, 1, 2)]] void fatal(const char *format, ...);
 
+// Deliberate: the message of the error page is not escaped.
+//
 // Ends the process with `exit_error_page` after two lines in the error log, "script error by host %s"
 // and the message, and an HTML page that shows the message unchanged.
 [[noreturn, gnu::format(printf, 1, 2)]] void error_page(const char *format, ...);

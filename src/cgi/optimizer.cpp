@@ -15,7 +15,7 @@ namespace {
 bool optimize = true;
 
 // Drops every byte of the set that follows another one; `previous` says whether the text begins as if
-// one came before it.
+// one stood before it.
 template <char... set>
 void shrink_runs(text &page, bool previous) {
   char *const bytes = page.data();
@@ -66,6 +66,7 @@ void optimize_output(text &page) {
     // Deliberate: of a carriage return and line feed only the carriage return stays.
     shrink_runs<'\n', '\r'>(page, true);
   } else {
+    // Deliberate: white space at the very front shrinks to one byte and does not go.
     shrink_runs<' ', '\n', '\r', '\t'>(page, false);
   }
 }

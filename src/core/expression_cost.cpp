@@ -93,7 +93,7 @@ class weigher {
     next_atom(fragile ? assertion : plain_atom);
   }
 
-  // A set of bytes: "]" is literal at its front, and after "[:", "[." and "[=" until their end.
+  // A set of bytes: "]" stands for itself at its front, and after "[:", "[." and "[=" until their end.
   void take_bracket() {
     if (rest_.starts_with('^')) rest_.remove_prefix(1);
     if (rest_.starts_with(']')) rest_.remove_prefix(1);

@@ -116,6 +116,7 @@ void filter_lines(text &bytes, bool drop_empty_lines) {
         if (c != '\r') *kept++ = c;
       }
     }
+    // Deliberate: a line that begins with "#" is dropped from every file that is read so, a page too.
     const bool comment = kept > start && *start == '#';
     const bool empty = kept == start || *start == '\n';
     if (comment || (empty && drop_empty_lines)) kept = start;

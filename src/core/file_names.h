@@ -7,8 +7,8 @@
 
 namespace quillet {
 
-// Data and macro files carry "_" before their last component, so that the web server can refuse to
-// serve them: "lists/menu" gives "lists/_menu".
+// Deliberate: data and macro files carry "_" before their last component. The web server can refuse to
+// serve them then: "lists/menu" gives "lists/_menu".
 [[nodiscard]] text underscore_path(std::string_view path);
 
 // The file of a cache entry, in the working directory: "news/today 1" gives "./cache/news/today~1_".

@@ -41,6 +41,7 @@ void op_name(parameters &parameters, text &out) {
     }
   }
   cut_at_last_char(component, '.');
+  // Deliberate: where there is no component, the result is "index".
   out.append(component.empty() ? "index" : component);
 }
 

@@ -108,6 +108,7 @@ bool has_option(std::string_view options, char letter) {
 // The expression with the escapes that the C library does not know put in its terms. A pair of
 // backslashes is set aside meanwhile, so that what follows it is no escape.
 text rewrite_escapes(std::string_view source) {
+  // Deliberate: a pair of backslashes is set aside under a name that an expression may hold itself.
   constexpr std::string_view pair = "[[:BACKSLASH:]]";
   constexpr std::pair<std::string_view, std::string_view> steps[] = {
       {"\\\\", pair}, {"\\n", "\n"}, {"\\t", "\t"}, {"\\d", "[[:digit:]]"}, {"\\s", "[[:space:]]"}, {pair, "\\\\"},

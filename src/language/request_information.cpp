@@ -58,7 +58,8 @@ void op_query(parameters &, text &out) { out.append(request.query_string); }
 // ^mangle[text]
 //
 // The text for use in a URL: recoded to the charset of the page, a space as "+", ASCII letters
-// and digits as they are, every other byte as "%" and two lower-case hexadecimal digits.
+// and digits as they are, every other byte as "%" and two hexadecimal digits. Deliberate: unlike in cookies,
+// "_", "-" and "." are encoded too, and the digits are in lower case.
 void op_mangle(parameters &parameters, text &out) { out.append(recode_and_url_encode(parameters[0])); }
 
 // ^env[name]

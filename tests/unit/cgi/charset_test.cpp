@@ -212,6 +212,8 @@ std::string lower_cased(std::string_view bytes) {
 TEST(upper_text, changes_ascii_letters_by_the_ascii_rule) { EXPECT_EQ(upper_cased("azAZ09@`{"), "AZAZ09@`{"); }
 TEST(lower_text, changes_ascii_letters_by_the_ascii_rule) { EXPECT_EQ(lower_cased("azAZ09@`["), "azaz09@`["); }
 
+// Deliberate: of every byte above 127, letter or not, bit 5 is cleared for upper and set for lower case; the other
+// way round when the source charset is KOI8-R.
 TEST(upper_text, of_windows_1251_deliberately_clears_bit_5_of_every_byte_above_127) {
   const charset_settings settings("windows-1251", nullptr);
   for (int byte = 128; byte < 256; ++byte) {

@@ -43,7 +43,8 @@ TEST(ConnectionString, APortNeedsNoHost) { EXPECT_EQ(split("ann@:3307"), "ann (n
 
 TEST(ConnectionString, APasswordCanHoldColonsAndSlashes) { EXPECT_EQ(split("ann:a:b/c@db"), "ann a:b/c db 0 (null)"); }
 
-// Deliberate: neither the user nor the password can hold "@".
+// Deliberate: neither the user nor the password can hold "@"; the password can contain ":", the database ":"
+// and "/".
 TEST(ConnectionString, TheFirstAtSignEndsThePassword) { EXPECT_EQ(split("ann:a@b@db"), "ann a b@db 0 (null)"); }
 
 TEST(ConnectionString, ADatabaseCanHoldColonsAndSlashes) {
