@@ -1,24 +1,20 @@
 #!/usr/bin/env python3
-"""Pictures that gif_template makes, compared pixel by pixel; and what it does with bad files.
-
-The program is named by the environment variable QUILLET_PROGRAM.
-"""
+"""Pictures that gif_template makes, compared pixel by pixel; and what it does with bad files."""
 
 import os
 import resource
 import subprocess
-import tempfile
 import unittest
-from pathlib import Path
 
 import gif
 from gif import Picture, picture
+from page_runner import PageTest
+from program import ROOT
 
-ROOT = Path(__file__).resolve().parent.parent
-PROGRAM = Path(os.environ.get("QUILLET_PROGRAM", ROOT / "build/asan/bin/quillet")).resolve()
 HEADER = b"Content-type: image/gif\n\n"
 FALLBACK = bytes.fromhex(
     "4749463839610100010080ff00c0c0c000000021f90401000000002c00000000010001000002024401003b")
+
 
 def strip(*glyphs, **colors):
     """A font picture: the glyphs drawn with characters, an unused row above each."""
@@ -37,13 +33,9 @@ FONT = strip(".... .... ....", DOT, PIPE, CORNER, k="000000")
 FONT_MACRO = "@font\nfont.gif\n4\t2\n .IL\n"
 
 
-class GifTemplateTest(unittest.TestCase):
+class GifTemplateTest(PageTest):
     def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.root = Path(folder.name)
-        (self.root / "site").mkdir()
-        (self.root / "www").mkdir()
+        super().setUp()
         self.macros(FONT_MACRO)
         self.put("font.gif", FONT)
 
@@ -56,20 +48,12 @@ class GifTemplateTest(unittest.TestCase):
 
     def run_page(self, page, files=None):
         """What the page sends. `files`: how many the program may have open at once."""
-        (self.root / "www/page.html").write_text(page, "latin-1")
-        environment = {"REQUEST_METHOD": "GET", "REQUEST_URI": "/page.html", "DOCUMENT_ROOT": f"{self.root}/www",
-                       "PATH_TRANSLATED": f"{self.root}/www/page.html", "TZ": "UTC"}
-        if files is not None:
-            environment["ASAN_OPTIONS"] = "detect_leaks=0"  # it needs more open files than the limit leaves
-
-        def limit():
-            resource.setrlimit(resource.RLIMIT_NOFILE, (files, files))
-
-        done = subprocess.run([PROGRAM], cwd=self.root / "site", env=environment, capture_output=True, timeout=60,
-                              check=False, preexec_fn=limit if files is not None else None)
-        self.assertEqual(done.returncode, 0, done.stderr)
-        self.assertNotIn(b"Sanitizer", done.stderr)
-        return done.stdout
+        limits = [] if files is None else [(resource.RLIMIT_NOFILE, files)]
+        environment = {"ASAN_OPTIONS": "detect_leaks=1"} if files is None else {}
+        with self.start(page.encode("latin-1"), environment, limits) as process:
+            output, errors = self.output(process)
+        self.assertEqual((process.returncode, errors), (0, b""), output)
+        return output
 
     def made(self, *instructions):
         """The picture that the instructions make of the template."""

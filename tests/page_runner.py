@@ -1,7 +1,5 @@
 """Runs single pages for the tests in Python: a folder with a document root and a working directory, as for page
 cases (cases/README.md), and the program as a web server would start it.
-
-The program is that of the variable QUILLET_PROGRAM.
 """
 
 import os
@@ -14,14 +12,9 @@ import time
 import unittest
 from pathlib import Path
 
-PROGRAM = Path(os.environ.get("QUILLET_PROGRAM", "build/asan/bin/quillet")).resolve()
-TIMEOUT = 60  # seconds for one page: long, so that only what hangs meets it
+from program import PROGRAM, TIMEOUT, cgi_environment, compile_c, multipart
+
 NOBODY = 65534
-
-
-def compile_c(source, made, *flags):
-    """Compiles a C file by the compiler of the build."""
-    subprocess.run([os.environ.get("QUILLET_C_COMPILER", "cc"), *flags, "-o", made, source], check=True)
 
 
 class PageTest(unittest.TestCase):
@@ -57,12 +50,8 @@ class PageTest(unittest.TestCase):
             if not program.exists():
                 shutil.copy(PROGRAM, program)
             options |= {"user": NOBODY, "group": NOBODY, "extra_groups": []}
-        path = self.write("www/page.html", page)
-        variables = {
-            "PATH": "/usr/local/bin:/usr/bin:/bin", "TZ": "UTC", "REQUEST_METHOD": "GET", "REQUEST_URI": "/page.html",
-            "PATH_TRANSLATED": str(path), "DOCUMENT_ROOT": str(self.www), "SCRIPT_NAME": "/cgi-bin/quillet",
-            "REMOTE_ADDR": "127.0.0.1", "ASAN_OPTIONS": "detect_leaks=0",  # it needs more open files than a limit leaves
-        } | (environment or {})
+        self.write("www/page.html", page)
+        variables = cgi_environment(self.root) | (environment or {})
 
         def limit():
             for kind, value in limits:
@@ -77,13 +66,24 @@ class PageTest(unittest.TestCase):
         with self.start("^optimize[no]" + page, environment, limits, unprivileged, **options) as process:
             return self.body(process)
 
-    def body(self, process):
-        """The body that comes of a process that was started."""
+    def run_upload(self, page, content, **options):
+        """The body that the page gives when the form field "f" is a file of this content."""
+        body, content_type = multipart([('name="f"; filename="f"', content)])
+        environment = {"REQUEST_METHOD": "POST", "CONTENT_TYPE": content_type, "CONTENT_LENGTH": str(len(body))}
+        with open(self.write("body", body), "rb") as stdin:
+            return self.run_page(page, environment, stdin=stdin, **options)
+
+    def output(self, process):
+        """What a process that was started writes up to its end: (standard output, standard error)."""
         try:
-            output, errors = process.communicate(timeout=TIMEOUT)
+            return process.communicate(timeout=TIMEOUT)
         except subprocess.TimeoutExpired:
             process.kill()
             self.fail("the page hangs")
+
+    def body(self, process):
+        """The body that comes of a process that was started."""
+        output, errors = self.output(process)
         self.assertEqual(process.returncode, 0, (output, errors))
         head, _, body = output.partition(b"\n\n")
         self.assertEqual(head, b"Content-type: text/html\nContent-length: %d" % len(body))

@@ -5,10 +5,10 @@ import pathlib
 import signal
 import socket
 import subprocess
-import time
 import unittest
 
 from served_site import Demo, Folder, PROGRAM, ROOT, ServedSite
+from program import wait_for
 
 
 class DemoCommand(unittest.TestCase):
@@ -66,11 +66,9 @@ class DemoCommand(unittest.TestCase):
     def test_the_database_server_ends_when_the_demo_is_killed(self):
         demo = self.start_with_database()
         os.kill(demo.process.pid, signal.SIGKILL)
-        while self.database_folders():
-            time.sleep(0.05)
+        wait_for(lambda: not self.database_folders(), "the end of the database server")
         os.kill(demo.httpd, signal.SIGTERM)  # a killed demo cannot do it
-        while demo.left_processes():
-            time.sleep(0.05)
+        wait_for(lambda: not demo.left_processes(), "the end of httpd")
         demo.stop()
 
     def test_pages_may_change_rows_of_the_database_and_nothing_else(self):

@@ -4,7 +4,8 @@ import http.client
 import socket
 import unittest
 
-from served_site import Reply, ServedSite, multipart
+from served_site import Reply, ServedSite
+from program import multipart
 
 ENVIRONMENT = "REQUEST_METHOD SCRIPT_NAME PATH_INFO PATH_TRANSLATED REQUEST_URI DOCUMENT_ROOT QUERY_STRING".split()
 

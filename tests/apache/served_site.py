@@ -10,12 +10,13 @@ import shutil
 import signal
 import socket
 import subprocess
+import sys
 import tempfile
 import unittest
 import urllib.parse
 
-ROOT = pathlib.Path(__file__).resolve().parents[2]
-PROGRAM = os.environ.get("QUILLET_PROGRAM", str(ROOT / "build/asan/bin/quillet"))
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1]))
+from program import PROGRAM, ROOT  # noqa: E402
 
 
 def free_port():
@@ -36,13 +37,6 @@ def example_site_with_database():
     """The same with the schema: scripts/demo starts a database server for it."""
     schema = ROOT / "examples/site/database"
     return example_site() | {f"database/{path.name}": path.read_bytes() for path in schema.glob("*.sql")}
-
-
-def multipart(fields, boundary="a boundary"):
-    body = b""
-    for disposition, content in fields:
-        body += f'--{boundary}\r\nContent-Disposition: form-data; {disposition}\r\n\r\n'.encode() + content + b"\r\n"
-    return body + f"--{boundary}--\r\n".encode(), f'multipart/form-data; boundary="{boundary}"'
 
 
 def session_members(session):

@@ -17,7 +17,8 @@ import urllib.parse
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent))
 import private_mounts
-from served_site import ExampleSite, multipart
+from served_site import ExampleSite
+from program import multipart
 
 EVERY_BYTE = bytes(range(256)) * 40
 NAMES = {  # what a browser never sends, and what is kept of it

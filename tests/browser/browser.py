@@ -9,11 +9,13 @@ import re
 import shutil
 import signal
 import subprocess
-import time
+import sys
 import urllib.error
 import urllib.request
 
-PATIENCE = 90  # seconds until something that should happen counts as not happening
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1]))
+from program import TIMEOUT, wait_for  # noqa: E402
+
 ELEMENT = "element-6066-11e4-a52e-4f735466cecf"  # how the protocol marks an element
 # The sandbox needs what root and many containers do not have; the pages are our own.
 ARGUMENTS = ["--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "--disable-dev-shm-usage",
@@ -22,16 +24,6 @@ ARGUMENTS = ["--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "-
 
 def missing_programs():
     return [name for name in ("chromium", "chromedriver") if not shutil.which(name)]
-
-
-def wait_for(condition, what):
-    """The first result of the condition that counts as true."""
-    deadline = time.monotonic() + PATIENCE
-    while not (result := condition()):
-        if time.monotonic() > deadline:
-            raise AssertionError(f"waited {PATIENCE} seconds for {what}")
-        time.sleep(0.05)
-    return result
 
 
 class Browser:
@@ -70,7 +62,7 @@ class Browser:
         data = None if method != "POST" else json.dumps(body or {}).encode()
         request = urllib.request.Request(self.address + path, data, {"Content-Type": "application/json"}, method=method)
         try:
-            with urllib.request.urlopen(request, timeout=PATIENCE) as response:
+            with urllib.request.urlopen(request, timeout=TIMEOUT) as response:
                 return json.load(response)["value"]
         except urllib.error.HTTPError as error:
             with error:

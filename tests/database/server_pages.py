@@ -9,14 +9,13 @@ import pathlib
 import sys
 
 TESTS = pathlib.Path(__file__).resolve().parents[1]
-ROOT = TESTS.parent
 sys.dont_write_bytecode = True
-sys.path[:0] = [str(TESTS), str(ROOT / "scripts")]
+sys.path[:0] = [str(TESTS), str(TESTS.parent / "scripts")]
 
 import private_mariadb  # noqa: E402
-import run_cases  # noqa: E402
-
-PROGRAM = pathlib.Path(os.environ.get("QUILLET_PROGRAM", ROOT / "build/asan/bin/quillet"))
+from case_file import Section  # noqa: E402
+from case_run import Run  # noqa: E402
+from program import PROGRAM  # noqa: E402
 
 
 def start_server():
@@ -29,7 +28,7 @@ def start_server():
     return server
 
 
-class ServerRun(run_cases.Run):
+class ServerRun(Run):
     """A case that finds the server."""
 
     def __init__(self, server, sections):
@@ -43,7 +42,7 @@ class ServerRun(run_cases.Run):
         return super().with_root(data)
 
     def environment(self, body):
-        return {b"MYSQL_UNIX_PORT": os.fsencode(self.server.socket), **super().environment(body)}
+        return {"MYSQL_UNIX_PORT": str(self.server.socket), **super().environment(body)}
 
 
 class Question(ServerRun):
@@ -52,14 +51,16 @@ class Question(ServerRun):
     def __init__(self, server, page, env=None, files=None, wrapper=()):
         super().__init__(server, [section("page", "www/page.html", page)] +
                          [section("file", name, content) for name, content in (files or {}).items()])
-        self.given = {os.fsencode(name): os.fsencode(value) for name, value in (env or {}).items()}
+        self.strict = False
+        self.given = {name: os.fsencode(value) for name, value in (env or {}).items()}
         self.given_wrapper = [os.fsencode(word) for word in wrapper]
         self.execute()
         if self.failures:
             raise AssertionError("\n".join(self.failures))
 
     def environment(self, body):
-        return super().environment(body) | {name: self.with_root(value) for name, value in self.given.items()}
+        given = {name: os.fsdecode(self.with_root(value)) for name, value in self.given.items()}
+        return super().environment(body) | given
 
     def command(self):
         return [self.with_root(word) for word in self.given_wrapper] + super().command()
@@ -67,10 +68,10 @@ class Question(ServerRun):
     def check_output(self):
         self.body = self.output.partition(b"\n\n")[2]
         log = self.path("site/error_log")
-        self.log = run_cases.log_text(self.read("site/error_log")) if os.path.exists(log) else b""
+        self.log = self.log_text(self.read("site/error_log")) if os.path.exists(log) else b""
 
 
 def section(name, argument, content):
-    made = run_cases.Section(name, argument)
+    made = Section(name, argument)
     made.pieces.append((os.fsencode(content), False))
     return made

@@ -8,7 +8,7 @@ import unittest
 from pathlib import Path
 
 sys.path.insert(0, str(Path(__file__).resolve().parent.parent))
-from page_runner import TIMEOUT, PageTest  # noqa: E402
+from page_runner import PageTest  # noqa: E402
 
 VALIDATE = "^validate[accepted;invalid name;wrong password;name in use;banned]"
 FILES = ("userlist", "index", "index.log", "admin/password", "admin/banned")
@@ -31,10 +31,7 @@ class ChatTest(PageTest):
     def answer(self, page, environment, **options):
         """The whole output, error pages too."""
         with self.start(page, environment, **options) as process:
-            try:
-                return process.communicate(timeout=TIMEOUT)[0]
-            finally:
-                process.kill()
+            return self.output(process)[0]
 
 
 class Locks(ChatTest):
@@ -73,6 +70,7 @@ class Locks(ChatTest):
     def test_an_invalid_name_needs_no_file(self):
         self.assertEqual(self.steps(VALIDATE, login="a-b"), [])
 
+    # Deliberate: read without a lock.
     def test_refreshing_reads_without_a_lock_and_writes_under_one(self):
         self.assertEqual(self.steps("^userlist[]"), ["userlist: read", "userlist: lock write ftruncate"])
 

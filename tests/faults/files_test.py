@@ -13,7 +13,8 @@ from pathlib import Path
 
 FOLDER = Path(__file__).resolve().parent
 sys.path.insert(0, str(FOLDER.parent))
-from page_runner import TIMEOUT, PageTest, PreloadTest  # noqa: E402
+from page_runner import PageTest, PreloadTest  # noqa: E402
+from program import TIMEOUT  # noqa: E402
 
 # Every operator that reads the file `x`, beside the page.
 READERS = {

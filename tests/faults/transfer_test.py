@@ -12,9 +12,8 @@ from pathlib import Path
 FOLDER = Path(__file__).resolve().parent
 sys.path.insert(0, str(FOLDER.parent))
 import private_mounts
-from page_runner import TIMEOUT, PageTest, PreloadTest
-
-FORM = {"REQUEST_METHOD": "POST", "CONTENT_TYPE": "multipart/form-data; boundary=limit"}
+from page_runner import PageTest, PreloadTest
+from program import TIMEOUT
 
 
 class FaultTest(PageTest):
@@ -34,11 +33,7 @@ class FaultTest(PageTest):
         return f'[counter: count file "{self.www}/{name}.count" not readable or non-existant.]'
 
     def upload(self, name, content=b"new", **options):
-        body = (b'--limit\r\nContent-Disposition: form-data; name="f"; filename="f"\r\n\r\n' + content
-                + b"\r\n--limit--\r\n")
-        with open(self.write("body", body), "rb") as stdin:
-            return self.run_page(f"(^upload[f;{name}])", FORM | {"CONTENT_LENGTH": str(len(body))}, stdin=stdin,
-                                 **options)
+        return self.run_upload(f"(^upload[f;{name}])", content, **options)
 
     def upload_failed(self, name, reason):
         return f"([upload field 'f' to '{self.www}/{name}' failed: {reason}])"

@@ -1,7 +1,7 @@
 """Many processes at one cache entry that is removed again and again, some of them killed at any moment.
 
 docs/cache.md says what a reader can find then. Each process makes a text of lines that carry its letter and their
-number, so that of every byte that is served it is known whether it is in its place.
+number, so that of every byte that is served it is known whether it stands in its place.
 
     QUILLET_PROGRAM=... cache_test.py [--processes 20] [--rounds 60] [--seed 1]
 """
@@ -17,7 +17,8 @@ import unittest
 from pathlib import Path
 
 sys.path.insert(0, str(Path(__file__).resolve().parent.parent))
-from page_runner import PROGRAM, PageTest  # noqa: E402
+from page_runner import PageTest  # noqa: E402
+from program import PROGRAM, cgi_environment  # noqa: E402
 
 PROCESSES, ROUNDS, SEED = 20, 20, 1
 LONGEST_LIFE = 0.2  # seconds, of a process that is to be killed
@@ -76,12 +77,8 @@ class CacheUnderLoad(PageTest):
         return self.count("torn")
 
     def command(self, letter):
-        page = self.www / "make.html"
         return {"args": [PROGRAM], "cwd": self.site, "stdin": subprocess.DEVNULL, "stdout": subprocess.PIPE,
-                "env": {"TZ": "UTC", "REQUEST_METHOD": "GET", "REQUEST_URI": "/make.html", "PATH_TRANSLATED": str(page),
-                        "DOCUMENT_ROOT": str(self.www), "SCRIPT_NAME": "/cgi-bin/quillet", "REMOTE_ADDR": "127.0.0.1",
-                        "TEXT": letter,
-                        "ASAN_OPTIONS": "detect_leaks=0"}}
+                "env": cgi_environment(self.root, "www/make.html") | {"TEXT": letter}}
 
     def run_rounds(self, kill):
         self.write("www/make.html", MAKE)

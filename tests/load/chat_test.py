@@ -25,7 +25,7 @@ from pathlib import Path
 TESTS = Path(__file__).resolve().parent.parent
 sys.path += [str(TESTS), str(TESTS / "apache")]
 import served_site
-from page_runner import PROGRAM
+from program import PROGRAM, cgi_environment
 
 PAGE = """^optimize[no]^validate[^startup[^login[] came]^message[^login[]: ^message[]]accepted
 ^userlist[<^userlist[]>]^userlist[]
@@ -48,7 +48,8 @@ class Processes:
     def __init__(self):
         self.temporary = tempfile.TemporaryDirectory(prefix="quillet-load-")
         self.folder = Path(self.temporary.name)
-        (self.folder / "page.html").write_text(PAGE)
+        (self.folder / "www").mkdir()
+        (self.folder / "www/page.html").write_text(PAGE)
         (self.folder / "chat/admin").mkdir(parents=True)
         self.chat = self.folder / "chat"
 
@@ -56,9 +57,8 @@ class Processes:
         return client
 
     def ask(self, client, query):
-        environment = {"REQUEST_METHOD": "GET", "REQUEST_URI": "/page.html", "DOCUMENT_ROOT": str(self.folder),
-                       "PATH_TRANSLATED": str(self.folder / "page.html"), "REMOTE_ADDR": f"10.0.0.{client}",
-                       "QUERY_STRING": query, "HTTP_COOKIE": f"login=c{client}", "ASAN_OPTIONS": "detect_leaks=0"}
+        environment = cgi_environment(self.folder) | {
+            "REMOTE_ADDR": f"10.0.0.{client}", "QUERY_STRING": query, "HTTP_COOKIE": f"login=c{client}"}
         done = subprocess.run([PROGRAM], cwd=self.folder, env=environment, stdin=subprocess.DEVNULL,
                               capture_output=True)
         if done.returncode != 0 or done.stderr:

@@ -21,7 +21,7 @@ from pathlib import Path
 TESTS = Path(__file__).resolve().parent.parent
 sys.path += [str(TESTS), str(TESTS / "apache")]
 import served_site
-from page_runner import PROGRAM
+from program import PROGRAM, cgi_environment
 
 
 def check(what, counts, path, total, seconds):
@@ -34,13 +34,12 @@ def check(what, counts, path, total, seconds):
 
 def by_processes(processes, calls):
     folder = Path(tempfile.mkdtemp(prefix="quillet-load-"))
-    page, count_file = folder / "page.html", folder / "visits.count"
-    page.write_text("^counter[visits] " * calls)
-    environment = {"REQUEST_METHOD": "GET", "REQUEST_URI": "/page.html", "PATH_TRANSLATED": str(page),
-                   "DOCUMENT_ROOT": str(folder), "ASAN_OPTIONS": "detect_leaks=0"}
+    (folder / "www").mkdir()
+    (folder / "www/page.html").write_text("^counter[visits] " * calls)
+    count_file = folder / "www/visits.count"
     with open(count_file, "w") as lock:
         fcntl.flock(lock, fcntl.LOCK_EX)
-        running = [subprocess.Popen([PROGRAM], cwd=folder, env=environment, stdin=subprocess.DEVNULL,
+        running = [subprocess.Popen([PROGRAM], cwd=folder, env=cgi_environment(folder), stdin=subprocess.DEVNULL,
                                     stdout=subprocess.PIPE) for _ in range(processes)]
         start = time.monotonic()
     counts = [int(count) for process in running for count in process.communicate()[0].partition(b"\n\n")[2].split()]

@@ -7,7 +7,8 @@ import unittest
 from pathlib import Path
 
 sys.path.insert(0, str(Path(__file__).resolve().parent.parent))
-from page_runner import PageTest, compile_c  # noqa: E402
+from page_runner import PageTest  # noqa: E402
+from program import compile_c  # noqa: E402
 
 PROBE = r"""
 #include <dirent.h>

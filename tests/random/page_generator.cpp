@@ -67,7 +67,7 @@ class page_generator {
     return one_of({"%d", "%d", "%d", "%.2f", "%5d", "%x", "%05.1f", "%s", "Total %f", "%g", "%e", "%%", "x", "%+d"});
   }
 
-  // Bytes that are literal, or break what is around them.
+  // Bytes that stand for themselves, or break what is around them.
   std::string stray() {
     return one_of({"[",  "]",   ";",    "`",   "^",   "^^",  "^;",      "^`",        "^[",    "^]", "$1", "$2",
                    "$$", "$12", "$who", "[x]", "`;`", "`]`", "^nosuch", "^ if[1;x]", "[a;b]", "^",  "``", "\r"});

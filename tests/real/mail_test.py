@@ -20,8 +20,9 @@ from pathlib import Path
 
 sys.path.insert(0, str(Path(__file__).resolve().parent.parent))
 import private_mounts
-from page_runner import TIMEOUT, PageTest
+from page_runner import PageTest
 from private_mounts import mount, unmount
+from program import TIMEOUT
 
 LIBRARY, SYSTEM = Path("/usr/lib/sendmail"), Path("/usr/sbin/sendmail")
 DMA = Path("/usr/sbin/dma")

@@ -10,8 +10,6 @@ from pathlib import Path
 sys.path.insert(0, str(Path(__file__).resolve().parent.parent))
 from page_runner import PageTest
 
-FORM = {"REQUEST_METHOD": "POST", "CONTENT_TYPE": "multipart/form-data; boundary=limit"}
-
 
 @unittest.skipUnless(shutil.which("uudecode"), "needs the package sharutils")
 class Uudecode(PageTest):
@@ -22,10 +20,7 @@ class Uudecode(PageTest):
         return (folder / name).read_bytes()
 
     def attachment(self, content, name):
-        body = (b'--limit\r\nContent-Disposition: form-data; name="f"; filename="f"\r\n\r\n' + content
-                + b"\r\n--limit--\r\n")
-        with open(self.write("body", body), "rb") as stdin:
-            return self.run_page(f"^upload[f;uuencode;{name}]", FORM | {"CONTENT_LENGTH": str(len(body))}, stdin=stdin)
+        return self.run_upload(f"^upload[f;uuencode;{name}]", content)
 
     def test_files_of_every_length_of_a_last_line(self):
         for length in (*range(1, 100), 4500, 4501):
