@@ -3,7 +3,7 @@
 usage: demo_database.py FOLDER
 
 Starts a private MariaDB server, runs the files FOLDER/*.sql in a new database, in the order of their names, and
-writes one line: the connection string for ^server, of a user who can read, insert and change rows there, and
+writes one line: the connection string for ^server, of a user who may read, insert and change rows there, and
 nothing else. There is no other user.
 """
 

@@ -1,12 +1,12 @@
-"""A private MariaDB server in a temporary directory, for as long as it is needed.
+"""A MariaDB server of one's own: in a temporary folder, for as long as it is wanted.
 
     with PrivateServer() as server:
         server.run("create database shop")
         ... server.socket, server.port ...
 
-It has its own data, socket and loopback port, reads no option files and runs as an ordinary user; it leaves
-nothing behind, and ends with the process that started it. Text is in KOI8-R: the server assumes that for all
-that a client sends and gets, whatever the client says itself. root may connect without a password.
+It has its own data, socket and loopback port, reads no option files and runs as an ordinary user; nothing of
+it is left at the end, and it ends with the process that started it. Texts are in KOI8-R: what a client sends
+and gets is taken for that, whatever it says itself. root may connect without a password.
 
 Packages: mariadb-server-core (which starts no service) and mariadb-client-core.
 """
