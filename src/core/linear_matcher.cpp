@@ -40,18 +40,22 @@ std::uint16_t linear_matcher::state_before(std::uint16_t state, std::uint8_t byt
 
 bool linear_matcher::mark(std::string_view subject, mark_list &marks) {
   marks.resize(subject.size() + 1);
+  std::uint16_t *const out = marks.data();
+  const std::size_t kinds = taking_.size();
+  const std::uint16_t *earlier = earlier_.data();
   std::uint16_t state = 0;
-  marks[subject.size()] = state;
+  out[subject.size()] = state;
   for (std::size_t i = subject.size(); i-- > 0;) {
     const std::uint8_t kind = kinds_[static_cast<unsigned char>(subject[i])];
-    const std::uint16_t known = earlier_[state * taking_.size() + kind];
+    const std::uint16_t known = earlier[state * kinds + kind];
     if (known != unknown) {
       state = known;
     } else {
       state = state_before(state, kind);
       if (sets_.size() > most_states) return false;
+      earlier = earlier_.data();
     }
-    marks[i] = state;
+    out[i] = state;
   }
   return true;
 }
@@ -64,7 +68,9 @@ position_set linear_matcher::after(position_set set) const {
 
 bool linear_matcher::find(const mark_list &marks, std::size_t offset, regmatch_t &whole) const {
   const std::size_t end = marks.size() - 1;
-  while (offset < end && (sets_[marks[offset]] & automaton_.first) == 0) ++offset;
+  const position_set *const sets = sets_.data();
+  const position_set first = automaton_.first;
+  while (offset < end && (sets[marks[offset]] & first) == 0) ++offset;
   if (offset == end) return false;
   whole.rm_so = static_cast<regoff_t>(offset);
   position_set going = sets_[marks[offset]] & automaton_.first;
@@ -76,28 +82,30 @@ bool linear_matcher::find(const mark_list &marks, std::size_t offset, regmatch_t
   return true;
 }
 
-void linear_matcher::find_groups(const mark_list &marks, const regmatch_t &whole, std::span<regmatch_t> groups) const {
-  std::fill(groups.begin(), groups.end(), regmatch_t{-1, -1});
+void linear_matcher::find_groups(const mark_list &marks, const regmatch_t &whole, std::span<regmatch_t> groups,
+                                 std::vector<position_set> &scratch) const {
   // The positions that the match may be at after each byte; from its end backwards just one of them.
-  std::vector<position_set> going;
-  auto place = static_cast<std::size_t>(whole.rm_so);
+  const auto start = static_cast<std::size_t>(whole.rm_so);
+  scratch.resize(static_cast<std::size_t>(whole.rm_eo) - start);
   position_set next = automaton_.first;
-  for (; place < static_cast<std::size_t>(whole.rm_eo); ++place) {
-    going.push_back(next & sets_[marks[place]]);
-    next = after(going.back());
+  for (std::size_t i = 0; i < scratch.size(); ++i) {
+    scratch[i] = next & sets_[marks[start + i]];
+    next = after(scratch[i]);
   }
+  std::uint64_t inside = 0;
+  const auto move_to = [&](std::size_t place, std::uint64_t around) {
+    const auto here = static_cast<regoff_t>(place);
+    for_each_position(inside & ~around, [&](std::size_t group) { groups[group].rm_so = here; });
+    for_each_position(around & ~inside, [&](std::size_t group) { groups[group].rm_eo = here; });
+    inside = around;
+  };
   position_set earlier = automaton_.last;
-  for (; !going.empty(); going.pop_back()) {
-    const auto position = static_cast<std::size_t>(__builtin_ctzll(going.back() & earlier));
+  for (std::size_t i = scratch.size(); i-- > 0;) {
+    const auto position = static_cast<std::size_t>(__builtin_ctzll(scratch[i] & earlier));
     earlier = automaton_.before[position];
-    for (std::size_t i = 0; i < groups.size() && i < automaton_.groups.size(); ++i) {
-      const position_automaton::group &group = automaton_.groups[i];
-      if (position < group.begin || position >= group.end) continue;
-      if (groups[i].rm_eo < 0) groups[i].rm_eo = static_cast<regoff_t>(place);
-      groups[i].rm_so = static_cast<regoff_t>(place - 1);
-    }
-    --place;
+    if (automaton_.groups_around[position] != inside) move_to(start + i + 1, automaton_.groups_around[position]);
   }
+  move_to(start, 0);
 }
 
 }  // namespace quillet

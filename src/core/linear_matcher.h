@@ -40,9 +40,10 @@ class linear_matcher {
   // The first match at or after `offset`, in the text that was marked; false without one.
   [[nodiscard]] bool find(const mark_list &marks, std::size_t offset, regmatch_t &whole) const;
 
-  // The groups of a match that `find` gave, `groups[i]` for the i-th; -1 for one that took no part. Only for an
-  // automaton whose groups are certain.
-  void find_groups(const mark_list &marks, const regmatch_t &whole, std::span<regmatch_t> groups) const;
+  // The groups of a match that `find` gave, `groups[i]` for the i-th; a group that took no part is left as it is.
+  // Only for an automaton whose groups are certain. `scratch` is room that serves the next match too.
+  void find_groups(const mark_list &marks, const regmatch_t &whole, std::span<regmatch_t> groups,
+                   std::vector<position_set> &scratch) const;
 
  private:
   std::uint16_t state_before(std::uint16_t state, std::uint8_t byte_kind);

@@ -1,6 +1,7 @@
 #include "core/position_automaton.h"
 
-#include <algorithm>
+#include <utility>
+#include <vector>
 
 #include "core/byte_set.h"
 
@@ -60,7 +61,7 @@ class automaton_reader {
   }
 
   part read_repeated() {
-    const std::size_t groups_before = made_.groups.size();
+    const std::size_t groups_before = made_.group_count;
     part atom = read_atom();
     if (failed_ || rest_.empty()) return atom;
     const char sign = rest_.front();
@@ -68,7 +69,7 @@ class automaton_reader {
     rest_.remove_prefix(1);
     if (sign != '?') {
       connect(atom.last, atom.first);
-      groups_are_simple_ = groups_are_simple_ && made_.groups.size() == groups_before;
+      groups_are_simple_ = groups_are_simple_ && made_.group_count == groups_before;
     }
     atom.nullable = atom.nullable || sign != '+';
     return atom;
@@ -100,12 +101,13 @@ class automaton_reader {
   }
 
   part read_group() {
-    const std::size_t number = made_.groups.size();
-    made_.groups.push_back({made_.count, made_.count});
+    if (made_.group_count == max_groups) return fail();
+    const std::size_t number = made_.group_count++;
+    const std::size_t begin = made_.count;
     const part inside = read_alternatives();
     if (failed_ || !rest_.starts_with(')')) return fail();
     rest_.remove_prefix(1);
-    made_.groups[number].end = made_.count;
+    for (std::size_t position = begin; position < made_.count; ++position) made_.groups_around[position] |= bit(number);
     groups_are_simple_ = groups_are_simple_ && !inside.nullable;
     return inside;
   }
@@ -204,7 +206,7 @@ class ambiguity_search {
 std::optional<position_automaton> read_automaton(std::string_view expression) {
   position_automaton automaton;
   if (!automaton_reader(expression).read(automaton)) return {};
-  if (automaton.groups_are_certain && !automaton.groups.empty()) {
+  if (automaton.groups_are_certain && automaton.group_count > 0) {
     automaton.groups_are_certain = !ambiguity_search(automaton).finds_one();
   }
   return automaton;

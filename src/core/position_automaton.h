@@ -7,11 +7,11 @@
 #include <cstdint>
 #include <optional>
 #include <string_view>
-#include <vector>
 
 namespace quillet {
 
 constexpr std::size_t max_positions = 64;
+constexpr std::size_t max_groups = 64;
 
 // Bit n is position n.
 using position_set = std::uint64_t;
@@ -30,19 +30,16 @@ struct position_automaton {
   std::array<position_set, 256> taking{};            // the positions that take each byte
   std::size_t count = 0;
 
-  // A parenthesized group, in the order of the opening parentheses, and the positions inside it.
-  struct group {
-    std::size_t begin;
-    std::size_t end;
-  };
-  std::vector<group> groups;
+  // The parenthesized groups, numbered by their opening parentheses.
+  std::size_t group_count = 0;
+  std::array<std::uint64_t, max_positions> groups_around{};  // bit n: the position is inside group n
   // Whether the positions that a match goes through tell where each group is: no group is repeated or may be
   // nothing, and each match goes through its positions in one way only.
   bool groups_are_certain = false;
 };
 
-// The automaton of an expression of at most 64 positions made of bytes, ".", sets, groups, "|", "*", "+" and "?"
-// that does not match nothing. No automaton for any other expression, a wrong one included.
+// The automaton of an expression of at most 64 positions and 64 groups made of bytes, ".", sets, groups, "|", "*", "+"
+// and "?" that does not match nothing. No automaton for any other expression, a wrong one included.
 [[nodiscard]] std::optional<position_automaton> read_automaton(std::string_view expression);
 
 }  // namespace quillet

@@ -55,7 +55,7 @@ regular_expression::regular_expression(std::string_view expression, int flags) :
   if (flags == 0 && cost_ == expression_cost::small) {
     if (const std::optional<position_automaton> automaton = read_automaton(expression)) {
       linear_ = std::make_unique<linear_matcher>(*automaton);
-      group_count_ = automaton->groups.size();
+      group_count_ = automaton->group_count;
       return;
     }
   }
@@ -120,7 +120,7 @@ int match_search::find_linearly(std::size_t offset, std::span<regmatch_t> pieces
     return result;
   }
   std::fill(pieces.begin() + 1, pieces.end(), regmatch_t{-1, -1});
-  if (pieces.size() > 1 && groups > 0) matcher.find_groups(marks_, whole, pieces.subspan(1));
+  if (groups > 0 && pieces.size() > groups) matcher.find_groups(marks_, whole, pieces.subspan(1), scratch_);
   move_by(pieces, -distance);
   return 0;
 }

@@ -8,6 +8,7 @@
 #include <optional>
 #include <span>
 #include <string_view>
+#include <vector>
 
 #include "core/expression_cost.h"
 #include "core/linear_matcher.h"
@@ -29,9 +30,9 @@ class regular_expression {
   [[nodiscard]] int error() const { return error_; }
   // The number of parenthesized groups.
   [[nodiscard]] std::size_t group_count() const { return group_count_; }
-  // Looks for the leftmost longest match. Fills `pieces`, the whole match and then the groups, as many as there is
-  // room for (at least one), with their places in the subject; both -1 for a group that took no part. 0,
-  // REG_NOMATCH or an error: REG_ESPACE when matching would cost too much. Without memory the process ends.
+  // Looks for the leftmost longest match. Fills `pieces`, which has room for the match alone or for it and every
+  // group, with their places in the subject; both -1 for a group that took no part. 0, REG_NOMATCH or an error:
+  // REG_ESPACE when matching would cost too much. Without memory the process ends.
   [[nodiscard]] int match(std::string_view subject, std::span<regmatch_t> pieces) const;
   // Appends "[regex error: " and the C library's words for the error and "]".
   void append_error(int error, text &out) const;
@@ -73,6 +74,7 @@ class match_search {
   std::string_view subject_;
   way way_ = way::untried;
   linear_matcher::mark_list marks_;
+  std::vector<position_set> scratch_;
 };
 
 // The expression compiled; the last few are kept, for expressions in the body of a loop.
