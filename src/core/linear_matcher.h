@@ -10,6 +10,9 @@
 // and go on to the end of some match: a lazily made deterministic automaton. A match begins where one of the first
 // positions can; forward from there a step is one intersection of sets, and the last place where one of the last
 // positions is among them is the longest end.
+//
+// All matches of "([a-z]+) ([0-9]+)" in 33 kB (bench/micro/match.cpp): 0.26 ms; with the groups found by the C library
+// 2.6 ms; by the C library alone 3.5 ms.
 #pragma once
 
 #include <regex.h>
