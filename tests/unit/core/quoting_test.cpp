@@ -2,11 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <map>
 #include <stdexcept>
 #include <string>
 
 #include "core/evaluator.h"
+#include "support.h"
 
 namespace quillet {
 namespace {
@@ -110,6 +112,60 @@ TEST(quoting, grows_with_its_escapes) {
     std::string expected;
     for (std::size_t i = 0; i < length; ++i) expected += "&quot;";
     EXPECT_EQ(escaped(std::string(length, '"')), expected);
+  }
+}
+
+// The rules of the five modes, byte by byte.
+std::string plainly_quoted(int mode, std::string_view value, bool restore_tabs) {
+  constexpr std::string_view changed[] = {"", "\t\n", "\t\"<>", "\t\n\r\"'\\", "\n\r\"'\\\xD1\xFF"};
+  const std::map<char, std::string> html = {{'\t', " "}, {'"', "&quot;"}, {'<', "&lt;"}, {'>', "&gt;"}};
+  std::string result;
+  for (const char c : value) {
+    if (changed[mode - 1].find(c) == std::string_view::npos) {
+      result += c;
+    } else if (mode == quoting_html) {
+      result += html.at(c);
+    } else if (mode == quoting_config) {
+      result += ' ';
+    } else if (c == '\t') {
+      result += '\a';
+    } else {
+      result += std::string("\\") + (c == '\n' ? 'n' : c == '\r' ? 'r' : c);
+    }
+  }
+  if (restore_tabs) std::replace(result.begin(), result.end(), '\a', '\t');
+  return result;
+}
+
+TEST(quoting, by_blocks_gives_the_same_as_byte_by_byte) {
+  quillet_tests::random_texts random(41);
+  constexpr std::string_view pieces[] = {"a",
+                                         "fifteen bytes..",
+                                         "a long run of bytes that stay as they are",
+                                         "\t",
+                                         "\n",
+                                         "\r",
+                                         "\"",
+                                         "'",
+                                         "\\",
+                                         "<",
+                                         ">",
+                                         "\a",
+                                         "&",
+                                         "\xD1",
+                                         "\xFF"};
+  for (int i = 0; i < 4000; ++i) {
+    const std::string value = random.text(pieces, i % 2 == 0 ? 6 : 25);
+    const std::string before = random.text(pieces, 3);
+    for (int mode = quoting_none; mode <= quoting_javascript; ++mode) {
+      const quoting_scope scope(static_cast<quoting_mode>(mode));
+      for (const bool restore_tabs : {false, true}) {
+        text out;
+        out.append(before);
+        quote(value, restore_tabs, out);
+        ASSERT_EQ(out.view(), before + plainly_quoted(mode, value, restore_tabs)) << mode << restore_tabs;
+      }
+    }
   }
 }
 
