@@ -3,25 +3,63 @@
 #include <algorithm>
 #include <cstdio>
 #include <ctime>
+#include <unordered_map>
 
 #include "cgi/request.h"
 #include "cgi/response.h"
+#include "core/keyed_hash.h"
 
 namespace quillet {
 
 namespace {
 
-// The value of the cookie, still escaped.
-std::string_view escaped_cookie(std::string_view wanted) {
-  std::string_view rest = request.http_cookie;
+struct sent_cookie {
+  std::string_view name;
+  std::string_view value;  // still escaped
+};
+
+// Takes the next cookie off the header's rest.
+sent_cookie next_cookie(std::string_view &rest) {
+  std::string_view name = next_token(rest, ';');
+  std::string_view value = cut_at_char(name, '=');
+  name.remove_prefix(std::min(name.find_first_not_of(' '), name.size()));
+  // Deliberate: a space ends the value, the last one of several.
+  cut_at_last_char(value, ' ');
+  return {name, value};
+}
+
+// The first cookie of each name, made once a page has gone through the header several times: of 10,000 cookies each
+// one read takes 10 ms instead of 3 s.
+struct {
+  std::string_view header;
+  std::size_t passed = 0;  // bytes of the header that were looked through
+  std::unordered_map<std::string_view, std::string_view, keyed_hasher> values;
+} cookie_index;
+
+void make_cookie_index() {
+  std::string_view rest = cookie_index.header;
   while (rest.data() != nullptr) {
-    std::string_view name = next_token(rest, ';');
-    std::string_view value = cut_at_char(name, '=');
-    name.remove_prefix(std::min(name.find_first_not_of(' '), name.size()));
-    if (name != wanted) continue;
-    // Deliberate: a space ends the value, the last one of several.
-    cut_at_last_char(value, ' ');
-    return value;
+    const sent_cookie cookie = next_cookie(rest);
+    cookie_index.values.emplace(cookie.name, cookie.value);
+  }
+}
+
+// The value of the cookie, still escaped; a view whose data() is null when there is none.
+std::string_view escaped_cookie(std::string_view wanted) {
+  const std::string_view header = request.http_cookie;
+  if (header.data() != cookie_index.header.data() || header.size() != cookie_index.header.size()) {
+    cookie_index = {header, 0, {}};
+  }
+  if (cookie_index.values.empty() && cookie_index.passed > 16 * (header.size() + 256)) make_cookie_index();
+  if (!cookie_index.values.empty()) {
+    const auto found = cookie_index.values.find(wanted);
+    return found == cookie_index.values.end() ? std::string_view() : found->second;
+  }
+  std::string_view rest = header;
+  while (rest.data() != nullptr) {
+    const sent_cookie cookie = next_cookie(rest);
+    if (cookie.name == wanted) return cookie.value;
+    cookie_index.passed += cookie.name.size() + cookie.value.size() + 1;
   }
   return {};
 }
