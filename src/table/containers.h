@@ -1,9 +1,11 @@
-// The containers under the tables: a growable array of elements that it owns, and one that is kept in
-// the order of its elements' names. Their errors mark faults of the program, and end it.
+// The container under the tables: a growable array of elements that it owns. Its errors mark faults of the program,
+// and end it.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <memory>
+#include <span>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -59,11 +61,12 @@ class object_array : public tobject {
     if (delta < 0) fatal("array negative delta");
   }
 
-  [[nodiscard]] int count() const { return static_cast<int>(items_.size()); }
+  [[nodiscard]] int count() const { return static_cast<int>(items_.size() - front_); }
   [[nodiscard]] int limit() const { return limit_; }
 
   void append(element item) {
     make_room(count(), 1);
+    if (is_empty_slot(item)) ++gaps_;
     items_.push_back(std::move(item));
   }
 
@@ -74,49 +77,73 @@ class object_array : public tobject {
     one.push_back(std::move(item));
     insert(index, std::move(one));
   }
-  // The same for several elements, in their order.
+  // The same for several elements, in their order. Whatever is nearer to the front moves towards it, so that
+  // inserting and removing costs as little there as at the end.
   void insert(int index, std::vector<element> &&elements) {
     if (elements.empty()) return;
     if (index < 0) fatal("array negative insert index");
     make_room(index > count() ? index : count(), elements.size());
-    if (index > count()) items_.resize(slot(index));
-    items_.insert(items_.begin() + index, std::move_iterator(elements.begin()), std::move_iterator(elements.end()));
+    if (index > count()) resize(index);
+    for (const element &item : elements) gaps_ += is_empty_slot(item) ? 1 : 0;
+    if (slot(index) < slot(count()) - slot(index)) {
+      open_front(slot(index), elements.size());
+      std::move(elements.begin(), elements.end(), items().begin() + index);
+    } else {
+      items_.insert(at(index), std::move_iterator(elements.begin()), std::move_iterator(elements.end()));
+    }
   }
 
   // Stores into an empty slot, or beyond the end.
   void put(int index, element item) {
-    if (index < 0 || (index < count() && !is_empty_slot(items_[slot(index)]))) fatal("array item %d put error", index);
+    if (index < 0 || (index < count() && !is_empty_slot(items()[slot(index)]))) fatal("array item %d put error", index);
     if (index >= count()) {
       make_room(index, 1);
-      items_.resize(slot(index) + 1);
+      resize(index + 1);
     }
-    items_[slot(index)] = std::move(item);
+    if (!is_empty_slot(item)) --gaps_;
+    items()[slot(index)] = std::move(item);
   }
 
   [[nodiscard]] const element &get(int index) const {
     if (index < 0 || index >= count()) fatal("array index %d out of range [0..%d]", index, count() - 1);
-    if (is_empty_slot(items_[slot(index)])) fatal("array at %d error", index);
-    return items_[slot(index)];
+    if (is_empty_slot(items()[slot(index)])) fatal("array at %d error", index);
+    return items()[slot(index)];
   }
 
-  // Empties the slot, the element in it is deleted, and closes every gap. An index outside the array
-  // removes nothing.
-  void remove(int index) {
-    if (index < 0 || index >= count()) return;
-    items_[slot(index)] = element();
-    compact();
+  // Deletes as many elements as `number` says, each time the one that is at `index` then, and closes every gap. An
+  // index outside the array removes nothing.
+  void remove(int index, int number = 1) {
+    if (index < 0 || index >= count() || number <= 0) return;
+    if (gaps_ > 0) {
+      if (!is_empty_slot(items()[slot(index)])) ++gaps_;
+      items()[slot(index)] = element();
+      compact();
+      if (--number == 0 || index >= count()) return;
+    }
+    const int removed = number < count() - index ? number : count() - index;
+    if (index < count() - removed - index) {
+      std::move_backward(items().begin(), items().begin() + index, items().begin() + index + removed);
+      for (int i = 0; i < removed; ++i) items_[front_++] = element();
+    } else {
+      items_.erase(at(index), at(index + removed));
+    }
+    shrink_limit();
   }
 
   // Moves the elements down over the empty slots and gives back the slots that are no longer needed.
   void compact() {
-    std::erase_if(items_, [](const element &item) { return is_empty_slot(item); });
-    if (delta_ > 0 && limit_ - delta_ > count()) limit_ -= (limit_ - count() - 1) / delta_ * delta_;
+    if (gaps_ > 0) {
+      std::erase_if(items_, [](const element &item) { return is_empty_slot(item); });  // those in front, too
+      front_ = gaps_ = 0;
+    }
+    shrink_limit();
   }
 
   // Sets the number of slots; none, or less, frees the array.
   void set_limit(int slots) {
     if (slots <= 0) {
       items_ = {};
+      front_ = gaps_ = 0;
       limit_ = 0;
       return;
     }
@@ -125,13 +152,36 @@ class object_array : public tobject {
   }
 
  protected:
-  using slot_vector = std::vector<element, slot_allocator<element>>;
   [[nodiscard]] static std::size_t slot(int index) { return static_cast<std::size_t>(index); }
-  [[nodiscard]] slot_vector &items() { return items_; }
-  [[nodiscard]] const slot_vector &items() const { return items_; }
+  [[nodiscard]] std::span<element> items() { return std::span(items_).subspan(front_); }
+  [[nodiscard]] std::span<const element> items() const { return std::span(items_).subspan(front_); }
 
  private:
-  // Raises the limit by as many deltas as `added` elements after the first `used` slots need. Memory
+  [[nodiscard]] auto at(int index) { return items_.begin() + static_cast<std::ptrdiff_t>(front_) + index; }
+
+  // Up to a number of elements, with empty slots.
+  void resize(int size) {
+    gaps_ += slot(size - count());
+    items_.resize(front_ + slot(size));
+  }
+  // Moves the first `count_before` elements towards the front by `added` slots. Room is made there for as many as there
+  // are elements, so that it is seldom made.
+  void open_front(std::size_t count_before, std::size_t added) {
+    if (front_ < added) {
+      const std::size_t room = added + items().size();
+      std::vector<element> empty(room);
+      items_.insert(items_.begin(), std::move_iterator(empty.begin()), std::move_iterator(empty.end()));
+      front_ += room;
+    }
+    const auto first = at(0);
+    std::move(first, first + static_cast<std::ptrdiff_t>(count_before), first - static_cast<std::ptrdiff_t>(added));
+    front_ -= added;
+  }
+  void shrink_limit() {
+    if (delta_ > 0 && limit_ - delta_ > count()) limit_ -= (limit_ - count() - 1) / delta_ * delta_;
+  }
+
+  // Raises the limit by as many deltas as `added` elements behind the first `used` slots need. Memory
   // is taken in growing pieces, so that many small steps cost no more than one large one.
   void make_room(int used, std::size_t added) {
     const std::size_t needed = slot(used) + added;
@@ -144,40 +194,9 @@ class object_array : public tobject {
 
   int limit_;
   int delta_;
-  slot_vector items_;
-};
-
-// An array of objects in ascending byte order of their names. No name, the empty one, comes first.
-template <class object>
-class sorted_array : public object_array<std::shared_ptr<object>> {
- public:
-  using object_array<std::shared_ptr<object>>::object_array;
-
-  // Whether there is an element of that name. `position` becomes its index, or the one where it would
-  // be inserted.
-  bool search(std::string_view name, int &position) const {
-    bool found = false;
-    int high = this->count() - 1;
-    position = 0;
-    while (position <= high) {
-      const int middle = position + (high - position) / 2;
-      const int order = this->get(middle)->name().compare(name);
-      if (order == 0) found = true;
-      if (order >= 0) {
-        high = middle - 1;
-      } else {
-        position = middle + 1;
-      }
-    }
-    return found;
-  }
-
-  // Inserts the element where its name belongs.
-  void insert_in_order(std::shared_ptr<object> item) {
-    int position = 0;
-    search(item->name(), position);
-    this->insert(position, std::move(item));
-  }
+  std::vector<element, slot_allocator<element>> items_;
+  std::size_t front_ = 0;  // slots that are free before the first element; they hold nothing
+  std::size_t gaps_ = 0;   // empty slots among the elements
 };
 
 }  // namespace quillet

@@ -6,37 +6,32 @@ namespace quillet {
 
 namespace {
 
-constinit table_array tables;
+table_array tables;
 
 }  // namespace
 
 table *table_array::find(std::string_view name) const {
-  int position = 0;
-  return search(name, position) ? get(position).get() : nullptr;
+  const auto found = tables_.find(name);
+  return found == tables_.end() ? nullptr : found->second.get();
 }
 
 std::shared_ptr<table> table_array::share_current() const {
-  int position = 0;
-  return search(current_name_, position) ? get(position) : nullptr;
+  const auto found = tables_.find(current_name_.view());
+  return found == tables_.end() ? nullptr : found->second;
 }
 
 void table_array::put_current(std::unique_ptr<table> made) {
-  if (current_ != nullptr) current_->require_unlocked();
+  remove_current();
   made->set_name(current_name_);
   current_ = made.get();
-  int position = 0;
-  if (!search(current_name_, position)) return insert(position, std::move(made));
-  items()[slot(position)] = nullptr;
-  put(position, std::move(made));
+  tables_.emplace(current_->name(), std::move(made));
 }
 
 void table_array::remove_current() {
   if (current_ == nullptr) return;
   current_->require_unlocked();
   current_ = nullptr;
-  int position = 0;
-  search(current_name_, position);
-  remove(position);
+  tables_.erase(tables_.find(current_name_.view()));
 }
 
 void table_array::set_current_name(std::string_view name) {

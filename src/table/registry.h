@@ -1,23 +1,25 @@
 // The table registry: every table of the request by name, and which of them is current.
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <string_view>
+#include <unordered_map>
 
+#include "core/keyed_hash.h"
 #include "table/table.h"
 
 namespace quillet {
 
-// Tables in the order of their names. It shares its tables with operators that work on one while
-// template text is evaluated, which may replace it.
-class table_array : public sorted_array<table> {
+// Tables by name. It shares its tables with operators that work on one while template text is evaluated, which may
+// replace it.
+class table_array {
  public:
-  constexpr table_array() : sorted_array(5, 5) {}
-
   // The table of that name; null when there is none.
   [[nodiscard]] table *find(std::string_view name) const;
   [[nodiscard]] table *current() const { return current_; }
   [[nodiscard]] std::shared_ptr<table> share_current() const;
+  [[nodiscard]] std::size_t count() const { return tables_.size(); }
   // Stores the table under the current name.
   void put_current(std::unique_ptr<table> made);
   void remove_current();
@@ -26,6 +28,8 @@ class table_array : public sorted_array<table> {
   void set_current_name(std::string_view name);
 
  private:
+  // A key is a view of the table's name.
+  std::unordered_map<std::string_view, std::shared_ptr<table>, keyed_hasher> tables_;
   text current_name_;
   table *current_ = nullptr;  // the table of that name
 };

@@ -139,17 +139,10 @@ void table::insert_lines(int index, std::string_view lines) {
   insert(index, std::move(rows));
 }
 
-void table::remove_rows(int index, int number) {
-  if (number <= 0) return;
-  remove(index);  // closes the gaps that there were, too
-  if (number == 1 || index < 0 || index >= count()) return;
-  const auto first = items().begin() + index;
-  items().erase(first, first + std::min(number - 1, count() - index));
-  compact();
-}
+void table::remove_rows(int index, int number) { remove(index, number); }
 
 void table::reorder(std::span<const int> order) {
-  const slot_vector before(items());
+  const std::vector<std::string_view> before(items().begin(), items().end());
   for (std::size_t i = 0; i < order.size(); ++i) items()[i] = before[slot(order[i])];
 }
 

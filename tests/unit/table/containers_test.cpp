@@ -236,34 +236,66 @@ TEST(object_array, more_slots_than_there_can_be_are_fatal) {
   expect_fatal([] { view_array(1, 1).insert(max_slots, "a"); }, "array set_limit error");
 }
 
-TEST(sorted_array, keeps_its_elements_in_byte_order_of_their_names) {
-  sorted_array<counted> array(5, 5);
-  for (const std::string_view name : {"b", "\xE0", "", "B", "ab", "a"}) {
-    array.insert_in_order(std::make_shared<counted>(name));
+// Each way of changing the array, at random places, against a vector that is changed the plain way.
+TEST(object_array, follows_a_plain_vector_through_random_changes) {
+  quillet_tests::random_texts random(71);
+  constexpr std::string_view words[] = {"a", "b", "c", "d", "e", "f", "g"};
+  const auto word = [&] { return words[random.number(std::size(words))]; };
+  for (int round = 0; round < 300; ++round) {
+    view_array array(16, 16);
+    std::vector<std::string_view> plain;
+    for (int step = 0; step < 60; ++step) {
+      const std::size_t place = random.number(plain.size() + 3);
+      const auto index = static_cast<std::ptrdiff_t>(place);
+      switch (random.number(random.number(20) == 0 ? 4U : 3U)) {
+        case 0: {
+          std::vector<std::string_view> added(random.number(5));
+          for (std::string_view &item : added) item = word();
+          if (place > plain.size() && !added.empty()) plain.resize(place);
+          plain.insert(plain.begin() + std::min(index, std::ssize(plain)), added.begin(), added.end());
+          array.insert(static_cast<int>(place), std::vector(added));
+          break;
+        }
+        case 1: {
+          const std::size_t number = random.number(4);
+          if (place < plain.size() && number > 0) {
+            plain[place] = {};
+            std::erase_if(plain, [](std::string_view item) { return item.data() == nullptr; });
+            const auto end = std::min(index + static_cast<std::ptrdiff_t>(number) - 1, std::ssize(plain));
+            if (index < end) plain.erase(plain.begin() + index, plain.begin() + end);
+          }
+          array.remove(static_cast<int>(place), static_cast<int>(number));
+          break;
+        }
+        case 2:
+          plain.push_back(word());
+          array.append(plain.back());
+          break;
+        default:
+          if (place < plain.size()) break;  // fatal unless it is an empty slot
+          plain.resize(place + 1);
+          plain[place] = word();
+          array.put(static_cast<int>(place), plain[place]);
+      }
+      ASSERT_EQ(array.count(), std::ssize(plain));
+      ASSERT_GE(array.limit(), array.count());
+      for (int i = 0; i < array.count(); ++i) {
+        const std::string_view expected = plain[static_cast<std::size_t>(i)];
+        if (expected.data() != nullptr) {
+          ASSERT_EQ(array.get(i), expected);
+        }
+      }
+    }
   }
-  std::string shown;
-  for (int i = 0; i < array.count(); ++i) shown += std::string(array.get(i)->name()) + " ";
-  EXPECT_EQ(shown, " B a ab b \xE0 ");
 }
 
-TEST(sorted_array, search_gives_the_place_of_a_name) {
-  sorted_array<counted> array(5, 5);
-  for (const std::string_view name : {"a", "c", "e"}) array.insert_in_order(std::make_shared<counted>(name));
-  int position = -1;
-  EXPECT_TRUE(array.search("c", position));
-  EXPECT_EQ(position, 1);
-  EXPECT_FALSE(array.search("d", position));
-  EXPECT_EQ(position, 2);
-  EXPECT_FALSE(array.search("f", position));
-  EXPECT_EQ(position, 3);
-}
-
-TEST(sorted_array, search_gives_the_first_of_equal_names) {
-  sorted_array<counted> array(5, 5);
-  for (const std::string_view name : {"a", "b", "b", "b", "c"}) array.append(std::make_shared<counted>(name));
-  int position = -1;
-  EXPECT_TRUE(array.search("b", position));
-  EXPECT_EQ(position, 1);
+// Moving every element each time, these would take hours.
+TEST(object_array, inserts_and_removals_at_the_front_take_linear_time) {
+  view_array array(16, 16);
+  for (int i = 0; i < 300'000; ++i) array.insert(0, "a");
+  EXPECT_EQ(array.count(), 300'000);
+  for (int i = 0; i < 300'000; ++i) array.remove(0);
+  EXPECT_EQ(array.count(), 0);
 }
 
 }  // namespace

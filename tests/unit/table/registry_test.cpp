@@ -16,7 +16,6 @@ TEST(table_array, has_no_current_table_at_first) {
   table_array tables;
   EXPECT_EQ(tables.current(), nullptr);
   EXPECT_EQ(tables.share_current(), nullptr);
-  EXPECT_EQ(tables.limit(), 5);
 }
 
 TEST(table_array, stores_a_table_under_the_current_name) {
