@@ -5,10 +5,13 @@
 #include <memory>
 #include <span>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
+#include "core/keyed_hash.h"
 #include "core/text.h"
 #include "table/containers.h"
+#include "table/row_cells.h"
 
 namespace quillet {
 
@@ -97,17 +100,9 @@ class table : protected object_array<std::string_view> {
  private:
   friend class table_lock;
 
-  // Where the last cell that was read begins: the cells of a row are mostly read from left to right. It
-  // holds for a row's bytes wherever the row is.
-  struct cell_position {
-    const char *row = nullptr;
-    int column = 0;
-    std::size_t start = 0;
-  };
-
   bool locked_ = false;
   int current_ = 0;
-  cell_position last_read_;
+  row_cells cells_;  // of the row that was read last
   text name_;
   text source_;       // the text that the table was made from
   byte_store added_;  // the rows that came later
@@ -126,7 +121,10 @@ class table_named : public table {
   [[nodiscard]] std::span<const std::string_view> columns() const override { return columns_; }
 
  private:
+  [[nodiscard]] int column_named(std::string_view name);
+
   std::vector<std::string_view> columns_;
+  std::unordered_map<std::string_view, int, keyed_hasher> column_numbers_;  // of many columns, once one is asked for
   text message_;
 };
 
