@@ -12,14 +12,22 @@ namespace quillet {
 class row_cells {
  public:
   // A cell, counted from 0; a negative number reads the first one. Empty when the row has fewer.
-  [[nodiscard]] std::string_view cell(std::string_view row, int column);
+  [[nodiscard]] std::string_view cell(std::string_view row, int column) {
+    if (row.data() != row_.data() || row.size() != row_.size()) begin(row);
+    const std::size_t wanted = column < 0 ? 0 : static_cast<std::size_t>(column);
+    if (wanted + 1 >= starts_.size() && searched_ <= row.size()) find_starts(wanted);
+    if (wanted + 1 >= starts_.size()) return {};
+    const std::size_t start = starts_[wanted];
+    return {row.data() + start, starts_[wanted + 1] - 1 - start};
+  }
 
  private:
-  void find_tabs(std::size_t wanted);
+  void begin(std::string_view row);
+  void find_starts(std::size_t wanted);
 
   std::string_view row_;
-  std::vector<std::size_t> tabs_;  // in the first `searched_` bytes of the row, and mostly in a few more
-  std::size_t searched_ = 0;
+  std::vector<std::size_t> starts_;  // of the cells so far; at last, one more than the row has bytes
+  std::size_t searched_ = 0;         // bytes; one more than the row has when all cells are known
 };
 
 // The same without a memory.

@@ -70,7 +70,8 @@ std::string_view table::row(int index) const {
 
 std::string_view table::item(int column) {
   if (current_ < 0 || current_ >= count()) return {};
-  return cells_.cell(items()[slot(current_)], column);
+  const std::string_view row = items()[slot(current_)];
+  return preparation_enabled() ? cells_.cell(row, column) : cell_of(row, column);
 }
 
 std::string_view table::item(std::string_view column) {
@@ -97,7 +98,7 @@ void table::select_by_prefix(int column, std::string_view wanted) {
   int best = 0;
   std::size_t longest = 0;
   for (current_ = 0; current_ < count(); ++current_) {
-    const std::string_view cell = item(column);
+    const std::string_view cell = cell_of(items()[slot(current_)], column);
     if (cell.size() <= longest || !wanted.starts_with(cell)) continue;
     best = current_;
     longest = cell.size();
@@ -163,6 +164,7 @@ int table_named::column_named(std::string_view name) {
     return named == columns_.end() ? -1 : static_cast<int>(named - columns_.begin());
   }
   if (column_numbers_.empty()) {
+    column_numbers_.reserve(columns_.size());
     for (const std::string_view &column : columns_) {
       column_numbers_.emplace(column, static_cast<int>(&column - columns_.data()));
     }

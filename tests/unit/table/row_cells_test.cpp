@@ -14,8 +14,15 @@ namespace {
 
 TEST(row_cells, gives_the_same_with_and_without_a_memory) {
   quillet_tests::random_texts random(51);
-  constexpr std::string_view pieces[] = {"\t", "\t", "a", "a cell", "a cell longer than a block of sixteen bytes",
-                                         "x\n"};
+  constexpr std::string_view pieces[] = {
+      "\t",
+      "\t",
+      "a",
+      "a cell",
+      "a cell longer than a block of sixteen bytes",
+      "a cell of more than half of the bytes that are looked through at a time, so that two of them, which is rather "
+      "often, are more than those, all of them without a single tab",
+      "x\n"};
   row_cells cells;
   for (int i = 0; i < 5000; ++i) {
     const std::vector<std::string> rows = {random.text(pieces, 8), random.text(pieces, 40), random.text(pieces, 2)};
