@@ -181,7 +181,7 @@ class object_array : public tobject {
     if (delta_ > 0 && limit_ - delta_ > count()) limit_ -= (limit_ - count() - 1) / delta_ * delta_;
   }
 
-  // Raises the limit by as many deltas as `added` elements behind the first `used` slots need. Memory
+  // Raises the limit by as many deltas as `added` elements after the first `used` slots need. Memory
   // is taken in growing pieces, so that many small steps cost no more than one large one.
   void make_room(int used, std::size_t added) {
     const std::size_t needed = slot(used) + added;

@@ -89,7 +89,7 @@ int compare_parts(char type, const key_part &a, const key_part &b) {
   }
 }
 
-// Compares the rows of a table. A key is evaluated whenever it is compared, unless nobody can tell the
+// Compares the rows of a table. A key is evaluated whenever it is compared, unless nobody can see the
 // difference: keys are kept as long as evaluating them has changed nothing. Kept ones lie in one array, as numbers
 // where the order has numbers: a page that sorts 5,000 rows takes three quarters of the time.
 class row_comparison {
