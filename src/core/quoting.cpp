@@ -43,7 +43,7 @@ void append_escaped(std::string_view value, const escape_table &mode, text &out)
   char *start = out.reserve(out.size() + room);
   char *to = start;
   while (left > 0) {
-    const block bytes = left >= block_size ? load_block(from) : load_short_block(from, left);
+    const byte_block bytes = left >= block_size ? load_block(from) : load_short_block(from, left);
     store_block(to, bytes);
     const std::size_t size = std::min(left, block_size);
     const std::uint32_t escaped = mask_in<set...>(bytes);

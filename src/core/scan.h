@@ -21,26 +21,26 @@ template <char... set>
 }
 
 #ifdef __SSE2__
-using block = __m128i;
-[[nodiscard]] inline block load_block(const char *bytes) {
+using byte_block = __m128i;
+[[nodiscard]] inline byte_block load_block(const char *bytes) {
   return _mm_loadu_si128(reinterpret_cast<const __m128i *>(bytes));
 }
-inline void store_block(char *to, block bytes) { _mm_storeu_si128(reinterpret_cast<__m128i *>(to), bytes); }
-[[nodiscard]] inline block make_block(std::uint64_t low, std::uint64_t high) {
+inline void store_block(char *to, byte_block bytes) { _mm_storeu_si128(reinterpret_cast<__m128i *>(to), bytes); }
+[[nodiscard]] inline byte_block make_block(std::uint64_t low, std::uint64_t high) {
   return _mm_set_epi64x(static_cast<long long>(high), static_cast<long long>(low));
 }
 #else
-struct block {
+struct byte_block {
   char bytes[block_size];
 };
-[[nodiscard]] inline block load_block(const char *bytes) {
-  block loaded;
+[[nodiscard]] inline byte_block load_block(const char *bytes) {
+  byte_block loaded;
   std::memcpy(loaded.bytes, bytes, block_size);
   return loaded;
 }
-inline void store_block(char *to, const block &bytes) { std::memcpy(to, bytes.bytes, block_size); }
-[[nodiscard]] inline block make_block(std::uint64_t low, std::uint64_t high) {
-  block made;
+inline void store_block(char *to, const byte_block &bytes) { std::memcpy(to, bytes.bytes, block_size); }
+[[nodiscard]] inline byte_block make_block(std::uint64_t low, std::uint64_t high) {
+  byte_block made;
   std::memcpy(made.bytes, &low, 8);
   std::memcpy(made.bytes + 8, &high, 8);
   return made;
@@ -48,7 +48,7 @@ inline void store_block(char *to, const block &bytes) { std::memcpy(to, bytes.by
 #endif
 
 // Fewer than sixteen bytes, followed by zeros; no byte after them is read.
-[[nodiscard]] inline block load_short_block(const char *bytes, std::size_t size) {
+[[nodiscard]] inline byte_block load_short_block(const char *bytes, std::size_t size) {
   std::uint64_t low = 0;
   std::uint64_t high = 0;
   if (size >= 8) {
@@ -69,7 +69,7 @@ inline void store_block(char *to, const block &bytes) { std::memcpy(to, bytes.by
 
 // Bit i is set when byte i of the block is one of the set.
 template <char... set>
-[[nodiscard]] inline std::uint32_t mask_in(const block &bytes) {
+[[nodiscard]] inline std::uint32_t mask_in(const byte_block &bytes) {
 #ifdef __SSE2__
   __m128i hits = _mm_setzero_si128();
   ((hits = _mm_or_si128(hits, _mm_cmpeq_epi8(bytes, _mm_set1_epi8(set)))), ...);
