@@ -2,9 +2,9 @@
 
 #include <climits>
 
+#include "cgi/file_names.h"
 #include "cgi/request.h"
 #include "core/file.h"
-#include "core/file_names.h"
 #include "core/operators.h"
 
 namespace quillet {

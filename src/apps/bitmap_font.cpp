@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "core/file.h"
+#include "cgi/file_names.h"
 #include "core/text.h"
 
 namespace quillet {

@@ -5,10 +5,10 @@
 #include "apps/chat.h"
 #include "apps/chat_settings.h"
 #include "apps/chat_users.h"
+#include "cgi/file_names.h"
 #include "cgi/request.h"
 #include "core/evaluator.h"
 #include "core/file.h"
-#include "core/file_names.h"
 
 namespace quillet {
 

@@ -6,10 +6,10 @@
 
 #include "apps/chat.h"
 #include "apps/chat_users.h"
+#include "cgi/file_names.h"
 #include "cgi/form.h"
 #include "cgi/log.h"
 #include "core/file.h"
-#include "core/file_names.h"
 
 namespace quillet {
 

@@ -10,6 +10,7 @@
 #include "apps/bitmap_font.h"
 #include "apps/gif_picture.h"
 #include "apps/polygon.h"
+#include "cgi/file_names.h"
 #include "cgi/request.h"
 #include "cgi/response.h"
 #include "core/file.h"

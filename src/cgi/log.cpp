@@ -11,6 +11,7 @@
 
 #include "cgi/request.h"
 #include "cgi/response.h"
+#include "core/end.h"
 #include "core/file.h"
 
 namespace quillet {
@@ -72,12 +73,8 @@ void log_message(int number, const char *format, ...) {
   va_end(arguments);
 }
 
-void fatal(const char *format, ...) {
-  va_list arguments;
-  va_start(arguments, format);
-  log_list(error_log, format, arguments);
-  va_end(arguments);
-  std::_Exit(exit_fatal);
+void log_last_message() {
+  set_last_message_writer([](const char *format, va_list arguments) { log_list(error_log, format, arguments); });
 }
 
 void error_page(const char *format, ...) {

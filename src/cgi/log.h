@@ -1,15 +1,7 @@
-// The two logs of the working directory, and the ends of a request that cannot go on.
+// The two logs of the working directory, and the error page.
 #pragma once
 
 namespace quillet {
-
-// What the process ends with. A shell sees the low eight bits: 255, 254, 253.
-enum exit_status : int {
-  exit_answered = 0,      // the page was written
-  exit_undecodable = -1,  // the query string or the body could not be decoded; no output
-  exit_fatal = -2,        // no memory, or a container error; logged, no output
-  exit_error_page = -3,   // logged, and the error page was written
-};
 
 // The logs by number; only bit 0 of a number counts.
 enum log_number : int {
@@ -23,8 +15,8 @@ enum log_number : int {
 // opens and closes the log and writes nothing.
 [[gnu::format(printf, 2, 3)]] void log_message(int number, const char *format, ...);
 
-// Ends the process with `exit_fatal` after a line in the error log; the client gets nothing.
-[[noreturn, gnu::format(printf, 1, 2)]] void fatal(const char *format, ...);
+// Has `fatal` leave its message in the error log. Called once, at the start.
+void log_last_message();
 
 // Deliberate: the message of the error page is not escaped.
 //

@@ -12,8 +12,6 @@
 #include <cstdio>
 #include <cstring>
 
-#include "cgi/request.h"
-
 namespace quillet {
 
 namespace {
@@ -218,26 +216,6 @@ making_result make_whole_file(std::string_view path, std::string_view bytes) {
   own_name.append(format_signed(file));
   const bool named = linkat(AT_FDCWD, own_name.c_str(), AT_FDCWD, text(path).c_str(), AT_SYMLINK_FOLLOW) == 0;
   return named ? file_made : not_without_name;
-}
-
-// --- file names ---
-
-text page_directory_file(std::string_view name) {
-  std::string_view directory = request.page_path;
-  cut_at_last_char(directory, '/');
-  text path;
-  path.append(directory);
-  path.append('/');
-  path.append(name);
-  return path;
-}
-
-text resolve_file(std::string_view name) {
-  if (name.empty() || name.front() != '/') return page_directory_file(name);
-  text path;
-  path.append(request.document_root);
-  path.append(name);
-  return path;
 }
 
 // --- directories ---

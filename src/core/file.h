@@ -1,4 +1,4 @@
-// Files read and written whole, file names, and directories.
+// Files read and written whole, and directories.
 #pragma once
 
 #include <dirent.h>
@@ -80,13 +80,6 @@ enum making_result : int {
 // Makes a new file (mode 0666 less the process mask) that gets its name when it is complete: nobody ever
 // meets a part of it, not even when the process is killed.
 [[nodiscard]] making_result make_whole_file(std::string_view path, std::string_view bytes);
-
-// The file `name` in the page's directory.
-[[nodiscard]] text page_directory_file(std::string_view name);
-
-// Where an operator's file name leads: under the document root when it begins with "/", otherwise in
-// the page's directory.
-[[nodiscard]] text resolve_file(std::string_view name);
 
 // Makes the directories on the way to the file that are missing, with mode 0775 less the process mask;
 // errors are ignored.

@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <new>
 
-#include "cgi/log.h"
+#include "core/end.h"
 
 namespace quillet {
 

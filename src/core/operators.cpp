@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "cgi/log.h"
+#include "core/end.h"
 
 namespace quillet {
 

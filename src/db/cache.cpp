@@ -1,8 +1,8 @@
 #include "db/cache.h"
 
+#include "cgi/file_names.h"
 #include "core/evaluator.h"
 #include "core/file.h"
-#include "core/file_names.h"
 #include "core/operators.h"
 #include "core/quoting.h"
 

@@ -5,8 +5,8 @@
 
 #include <climits>
 
+#include "cgi/file_names.h"
 #include "core/file.h"
-#include "core/file_names.h"
 #include "core/operators.h"
 
 namespace quillet {

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <utility>
 
+#include "cgi/file_names.h"
 #include "cgi/request.h"
 #include "cgi/response.h"
 #include "core/file.h"

@@ -7,8 +7,8 @@
 #include <cstdlib>
 #include <utility>
 
+#include "cgi/file_names.h"
 #include "cgi/request.h"
-#include "core/file.h"
 #include "core/operators.h"
 #include "core/process.h"
 

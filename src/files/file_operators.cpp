@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "cgi/file_names.h"
 #include "cgi/request.h"
 #include "core/evaluator.h"
 #include "core/file.h"

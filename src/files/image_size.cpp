@@ -6,6 +6,7 @@
 #include <memory>
 #include <utility>
 
+#include "cgi/file_names.h"
 #include "core/file.h"
 #include "core/operators.h"
 #include "table/registry.h"

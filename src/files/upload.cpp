@@ -3,6 +3,7 @@
 #include <initializer_list>
 
 #include "cgi/charset.h"
+#include "cgi/file_names.h"
 #include "cgi/form.h"
 #include "cgi/log.h"
 #include "core/file.h"

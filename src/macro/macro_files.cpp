@@ -1,9 +1,9 @@
 #include "macro/macro_files.h"
 
+#include "cgi/file_names.h"
 #include "cgi/request.h"
 #include "core/evaluator.h"
 #include "core/file.h"
-#include "core/file_names.h"
 #include "macro/macro_library.h"
 
 namespace quillet {

@@ -6,6 +6,7 @@
 #include "cgi/optimizer.h"
 #include "cgi/request.h"
 #include "cgi/response.h"
+#include "core/end.h"
 #include "core/file.h"
 #include "macro/macro_files.h"
 #include "main/modules.h"

@@ -9,10 +9,12 @@
 #include "cgi/form.h"
 #include "cgi/log.h"
 #include "cgi/request.h"
+#include "core/end.h"
 #include "main/driver.h"
 
 int main() {
   using namespace quillet;
+  log_last_message();
   umask(2);  // new files: writable for the group, not for the world
   // A file that grows beyond the process's limit is an error of the write. Programs that are run get the
   // default back, which ignoring the signal would not give them.

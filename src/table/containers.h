@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "cgi/log.h"
+#include "core/end.h"
 #include "core/memory.h"
 
 namespace quillet {

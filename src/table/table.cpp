@@ -4,7 +4,7 @@
 #include <cstring>
 #include <utility>
 
-#include "cgi/log.h"
+#include "core/end.h"
 #include "core/preparation.h"
 
 namespace quillet {

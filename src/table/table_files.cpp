@@ -3,11 +3,11 @@
 #include <memory>
 #include <utility>
 
+#include "cgi/file_names.h"
 #include "cgi/log.h"
 #include "cgi/request.h"
 #include "core/evaluator.h"
 #include "core/file.h"
-#include "core/file_names.h"
 #include "core/quoting.h"
 #include "table/registry.h"
 #include "table/table_operators.h"

@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <cstddef>
 
-#include "cgi/log.h"
+#include "core/end.h"
 #include "core/evaluator.h"
 #include "table/registry.h"
 #include "table/table_operators.h"

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "cgi/request.h"
+#include "core/end.h"
 #include "support.h"
 
 namespace quillet {
@@ -150,9 +151,12 @@ TEST(log_message, shows_a_percent_sign_of_its_arguments_as_it_is) {
 
 // --- the ends of a request ---
 
-TEST(fatal, logs_and_ends_with_status_254_and_no_output) {
+TEST(log_last_message, has_fatal_leave_its_message_in_the_error_log) {
   const temporary_folder folder;
-  const child_result child = run_in_child([] { fatal("no %s left", "room"); });
+  const child_result child = run_in_child([] {
+    log_last_message();
+    fatal("no %s left", "room");
+  });
   EXPECT_EQ(child.status, 254);
   EXPECT_EQ(child.output, "");
   EXPECT_EQ(child.error, "");

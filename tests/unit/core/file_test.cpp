@@ -17,7 +17,6 @@
 #include <set>
 #include <string>
 
-#include "cgi/request.h"
 #include "support.h"
 
 namespace quillet {
@@ -406,47 +405,6 @@ TEST(lock_stream, keeps_others_out_until_unlocked) {
   EXPECT_EQ(file_content("f"), "written before others may read");
   close(other);
   std::fclose(stream);
-}
-
-// --- file names ---
-
-// A page path and a document root for the time of a test.
-class request_paths {
- public:
-  request_paths(std::string_view page_path, std::string_view document_root) : root_before_(request.document_root) {
-    request.page_path = text(page_path);
-    request.document_root = document_root;
-  }
-  request_paths(const request_paths &) = delete;
-  request_paths &operator=(const request_paths &) = delete;
-  ~request_paths() {
-    request.page_path = text();
-    request.document_root = root_before_;
-  }
-
- private:
-  std::string_view root_before_;
-};
-
-TEST(page_directory_file, puts_the_name_after_the_last_slash_of_the_page_path) {
-  const request_paths paths("/home/www/a/page.html", "/home/www");
-  EXPECT_EQ(page_directory_file("list.txt").view(), "/home/www/a/list.txt");
-}
-
-TEST(page_directory_file, of_a_page_in_the_root_directory) {
-  const request_paths paths("/page.html", "/");
-  EXPECT_EQ(page_directory_file("x").view(), "/x");
-}
-
-TEST(resolve_file, takes_a_leading_slash_from_the_document_root) {
-  const request_paths paths("/home/www/a/page.html", "/home/www");
-  EXPECT_EQ(resolve_file("/b/c").view(), "/home/www/b/c");
-}
-
-TEST(resolve_file, takes_any_other_name_from_the_page_directory) {
-  const request_paths paths("/home/www/a/page.html", "/home/www");
-  EXPECT_EQ(resolve_file("b/c").view(), "/home/www/a/b/c");
-  EXPECT_EQ(resolve_file("").view(), "/home/www/a/");
 }
 
 TEST(make_directories, creates_every_directory_on_the_way) {

@@ -6,7 +6,7 @@
 #include <cstring>
 #include <new>
 
-#include "cgi/log.h"
+#include "core/end.h"
 #include "support.h"
 
 namespace quillet {
@@ -24,13 +24,11 @@ TEST(allocate, gives_a_block_of_its_own) {
   release(block);
 }
 
-TEST(allocate, without_memory_ends_with_a_log_line_and_no_output) {
-  const quillet_tests::temporary_folder folder;
+TEST(allocate, without_memory_ends_with_a_message_and_no_output) {
   const auto child = quillet_tests::run_in_child([] { static_cast<void>(allocate(too_much)); });
   EXPECT_EQ(child.status, fatal_status);
   EXPECT_EQ(child.output, "");
-  EXPECT_EQ(quillet_tests::log_content("error_log"),
-            "[time] [path=null]: unable to malloc " + std::to_string(too_much) + " bytes\n");
+  EXPECT_EQ(child.error, "unable to malloc " + std::to_string(too_much) + " bytes\n");
 }
 
 TEST(reallocate, keeps_the_bytes) {
@@ -49,12 +47,10 @@ TEST(reallocate, of_null_gives_a_new_block) {
 
 TEST(reallocate, to_size_0_frees_and_gives_null) { EXPECT_EQ(reallocate(allocate(10), 0), nullptr); }
 
-TEST(reallocate, without_memory_ends_with_a_log_line) {
-  const quillet_tests::temporary_folder folder;
+TEST(reallocate, without_memory_ends_with_a_message) {
   const auto child = quillet_tests::run_in_child([] { static_cast<void>(reallocate(allocate(8), too_much)); });
   EXPECT_EQ(child.status, fatal_status);
-  EXPECT_EQ(quillet_tests::log_content("error_log"),
-            "[time] [path=null]: unable to realloc " + std::to_string(too_much) + " bytes\n");
+  EXPECT_EQ(child.error, "unable to realloc " + std::to_string(too_much) + " bytes\n");
 }
 
 TEST(try_allocate_filled, gives_a_block_of_every_size) {
@@ -79,11 +75,9 @@ TEST(try_allocate, without_memory_is_null) {
 TEST(release, of_null_does_nothing) { release(nullptr); }
 
 TEST(operator_new, without_memory_ends_the_same_way) {
-  const quillet_tests::temporary_folder folder;
   const auto child = quillet_tests::run_in_child([] { ::operator delete(::operator new(too_much)); });
   EXPECT_EQ(child.status, fatal_status);
-  EXPECT_EQ(quillet_tests::log_content("error_log"),
-            "[time] [path=null]: unable to malloc " + std::to_string(too_much) + " bytes\n");
+  EXPECT_EQ(child.error, "unable to malloc " + std::to_string(too_much) + " bytes\n");
 }
 
 TEST(operator_new, that_must_not_throw_gives_null_without_memory) {

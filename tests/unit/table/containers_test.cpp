@@ -37,9 +37,9 @@ std::string show(const view_array &array) {
 }
 
 void expect_fatal(const std::function<void()> &body, std::string_view message) {
-  const temporary_folder folder;
-  EXPECT_EQ(run_in_child(body).status, 254);
-  EXPECT_EQ(log_content("error_log"), "[time] [path=null]: " + std::string(message) + "\n");
+  const child_result child = run_in_child(body);
+  EXPECT_EQ(child.status, 254);
+  EXPECT_EQ(child.error, std::string(message) + "\n");
 }
 
 TEST(object_array, appends_at_the_end) {

@@ -1,4 +1,5 @@
-// The names of the files that the program itself decides on, each built in one place.
+// The names of files: where the name that a page gives leads, and those that the program itself decides
+// on, each built in one place.
 #pragma once
 
 #include <string_view>
@@ -6,6 +7,13 @@
 #include "core/text.h"
 
 namespace quillet {
+
+// The file `name` in the page's directory: "list" gives "/home/www/news/list" for /home/www/news/page.html.
+[[nodiscard]] text page_directory_file(std::string_view name);
+
+// Where an operator's file name leads: under the document root when it begins with "/", otherwise in
+// the page's directory.
+[[nodiscard]] text resolve_file(std::string_view name);
 
 // Deliberate: data and macro files carry "_" before their last component. The web server can refuse to
 // serve them then: "lists/menu" gives "lists/_menu".

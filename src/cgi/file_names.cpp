@@ -1,6 +1,26 @@
-#include "core/file_names.h"
+#include "cgi/file_names.h"
+
+#include "cgi/request.h"
 
 namespace quillet {
+
+text page_directory_file(std::string_view name) {
+  std::string_view directory = request.page_path;
+  cut_at_last_char(directory, '/');
+  text path;
+  path.append(directory);
+  path.append('/');
+  path.append(name);
+  return path;
+}
+
+text resolve_file(std::string_view name) {
+  if (name.empty() || name.front() != '/') return page_directory_file(name);
+  text path;
+  path.append(request.document_root);
+  path.append(name);
+  return path;
+}
 
 text underscore_path(std::string_view path) {
   text result(path);
