@@ -9,7 +9,7 @@
 #include "core/evaluator.cpp"  // NOLINT(bugprone-suspicious-include)
 #include "core/file.h"
 #include "macro/macro_library.cpp"  // NOLINT(bugprone-suspicious-include)
-#include "macro/macro_operators.h"
+#include "main/modules.h"
 
 namespace {
 
@@ -22,7 +22,9 @@ void op_none(quillet::parameters &, quillet::text &) {}
 
 extern "C" int LLVMFuzzerInitialize(int *, char ***) {
   quillet::register_operator("macro_use", op_none, 1, quillet::evaluated);  // reads files
-  quillet::register_macro_operators();
+  for (const quillet::operator_module *module : quillet::operator_modules()) {
+    if (module->source.starts_with("macro/")) quillet::register_operators(module->definitions);
+  }
   return 0;
 }
 

@@ -1,12 +1,14 @@
 #!/usr/bin/env python3
-"""Holds the manual against the source: every operator has its entry, which says what its module says.
+"""Holds the manual against the operators' tables: every operator has its entry, which says what its row says.
 
 An entry of docs/operators is a heading with the operator's name, a block with its synopsis (a line for
 each form), then the summary as the first paragraph, every message of the operator, and an example. The
 index lists all operators. Links lead somewhere.
 """
 
+import json
 import re
+import subprocess
 import sys
 from pathlib import Path
 
@@ -14,14 +16,8 @@ ROOT = Path(__file__).resolve().parent.parent
 DOCS = ROOT / "docs"
 MANUAL = DOCS / "operators"
 
-STRING = r'"(?:[^"\\]|\\.)*"'
-TABLE = re.compile(r"constexpr operator_definition \w+\[\] = \{\n(.*?)\n\};", re.DOTALL)
-ROW = re.compile(rf"\s*\{{({STRING}),\s*\w+,\s*\d+,\s*\w+,\s*({STRING}(?:\s+{STRING})*),\s*({STRING}(?:\s+{STRING})*)(?:,\s*\w+)?\}},")
 ENTRY = re.compile(r"## (?P<name>\S+)\n\n```text\n(?P<synopsis>.*?)\n```\n\n(?P<summary>.*?)\n\n", re.DOTALL)
 INDEX_ROW = re.compile(r"^\| \[`(.*?)`\]\((.*?)\) \| (.*) \|$", re.MULTILINE)
-
-# Rows of operators that give way to one of the same name registered before: nothing for those who write pages.
-GIVE_WAY = {("chat.cpp", "cookie")}
 
 failures = []
 
@@ -30,36 +26,31 @@ def fail(message):
     failures.append(message)
 
 
-def string_value(literals):
-    joined = "".join(literal[1:-1] for literal in re.findall(STRING, literals))
-    return re.sub(r"\\(.)", r"\1", joined)
-
-
-def operators_of_source(path):
-    """{name: (synopsis, summary)} of the tables in one file."""
-    operators = {}
-    for table in TABLE.findall(path.read_text()):
-        at = 0
-        while row := ROW.match(table, at):
-            name, synopsis, summary = map(string_value, row.groups())
-            if (path.name, name) not in GIVE_WAY:
-                operators[name] = (synopsis, summary)
-            at = row.end()
-        if table[at:].strip():
-            fail(f"{path}: no row of a module's table: {table[at:].strip().splitlines()[0]}")
-    return operators
+def read_operators(program):
+    """{module: {name: (forms, summary)}} of the operators in force."""
+    modules = {}
+    for row in json.loads(subprocess.run([program], check=True, capture_output=True, text=True).stdout):
+        operators = modules.setdefault(row["module"], {})
+        if not row["gives_way"]:
+            operators[row["name"]] = (" ".join(row["synopsis"]), row["summary"])
+    return modules
 
 
 def comments_of_source(path):
-    """{name: (synopsis, messages)} of the comments above the operators. A form and a message are on a line of
-    their own."""
+    """{name: (forms, messages)} of the comments above the operators. A form and a message have a line of their
+    own; the first line is a form."""
     comments = {}
-    for comment in re.findall(r"(?:^//.*\n)+", path.read_text(), re.MULTILINE):
-        lines = [line.removeprefix("//").removeprefix(" ") for line in comment.splitlines()]
-        name = re.match(r"\^([^\[]+)\[.*\]$", lines[0])
-        if name:
-            forms = [line for line in lines if re.fullmatch(rf"\^{re.escape(name[1])}\[.*\]", line)]
-            comments[name[1]] = (" ".join(forms), [line for line in lines if re.fullmatch(r"\[.*\]", line)])
+    comment = []
+    for line in [*path.read_text().splitlines(), ""]:
+        if line.startswith("//"):
+            comment.append(line.removeprefix("//").removeprefix(" "))
+            continue
+        if comment and comment[0].startswith("^") and comment[0].endswith("]"):
+            call = comment[0].partition("[")[0] + "["
+            forms = [text for text in comment if text.startswith(call) and text.endswith("]")]
+            messages = [text for text in comment if text.startswith("[") and text.endswith("]")]
+            comments[call[1:-1]] = (" ".join(forms), messages)
+        comment = []
     return comments
 
 
@@ -143,14 +134,11 @@ def check_links():
 
 def main():
     pages = {path: entries_of_page(path) for path in sorted(MANUAL.glob("*.md")) if path.name != "README.md"}
-    sources = sorted((ROOT / "src").rglob("*.cpp"))
-    comments = {name: comment for source in sources for name, comment in comments_of_source(source).items()}
+    modules = read_operators(sys.argv[1])
     known = set()
-    for source in sources:
-        operators = operators_of_source(source)
-        if not operators and re.search(r"\bregister_operators\(\w+\);", source.read_text()):
-            fail(f"{source}: registers operators, but has no table of them")
-        check_module(source, operators, comments, pages)
+    for module, operators in modules.items():
+        source = ROOT / "src" / module
+        check_module(source, operators, comments_of_source(source), pages)
         known |= operators.keys()
     for page, entries in pages.items():
         for name in entries.keys() - known:

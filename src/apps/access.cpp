@@ -1,5 +1,3 @@
-#include "apps/access.h"
-
 #include <climits>
 
 #include "cgi/file_names.h"
@@ -61,13 +59,13 @@ void op_auth(parameters &parameters, text &out) {
 // The name under which the web server knows the visitor; no text when it does not.
 void op_user(parameters &, text &out) { out.append(request.remote_user); }
 
-constexpr operator_definition module[] = {
+constexpr operator_definition definitions[] = {
     {"auth", op_auth, 2, evaluated, "^auth[name;path]", "Whether a name may access a path."},
     {"user", op_user, 0, evaluated, "^user[]", "The name of the visitor.", pure},
 };
 
 }  // namespace
 
-void register_access_operators() { register_operators(module); }
+extern const operator_module access_operators{"apps/access.cpp", definitions};
 
 }  // namespace quillet

@@ -1,5 +1,3 @@
-#include "apps/calendar.h"
-
 #include <algorithm>
 #include <memory>
 #include <utility>
@@ -156,7 +154,7 @@ void op_dateoffset(parameters &parameters, text &out) {
   put_time_stamp({date->tm_year + 1900LL, date->tm_mon + 1, date->tm_mday, column("hour"), column("min")});
 }
 
-constexpr operator_definition module[] = {
+constexpr operator_definition definitions[] = {
     {"calendar", op_calendar, 0, evaluated, "^calendar[mode;year;month] ^calendar[mode;year;month;day]",
      "Creates a table of the days of a month or a week."},
     {"loadtimestamp", op_loadtimestamp, 0, evaluated, "^loadtimestamp[] ^loadtimestamp[date]",
@@ -167,6 +165,6 @@ constexpr operator_definition module[] = {
 
 }  // namespace
 
-void register_calendar_operators() { register_operators(module); }
+extern const operator_module calendar_operators{"apps/calendar.cpp", definitions};
 
 }  // namespace quillet

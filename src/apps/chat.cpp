@@ -1,10 +1,11 @@
-#include "apps/chat.h"
-
+// The chat: operators for a page that shows messages and those who write them, and takes new ones. All of
+// it is in a few text files; there is no process but the one of each request.
 #include <cstdlib>
 
 #include "apps/chat_settings.h"
 #include "cgi/log.h"
 #include "cgi/request.h"
+#include "core/operators.h"
 
 namespace quillet {
 
@@ -50,24 +51,14 @@ void op_cookie(parameters &parameters, text &out) {
   if (parameters[0] != "password") out.append(shown_name(chat_setting(parameters[0])));
 }
 
-constexpr operator_definition module[] = {
+constexpr operator_definition definitions[] = {
     {"log", op_log, 1, evaluated, "^log[text]", "Writes a line to the access log."},
     {"login", op_login, 0, evaluated, "^login[] ^login[shown]", "The visitor's name in the chat."},
     {"cookie", op_cookie, 1, evaluated, "^cookie[setting]", "A chat setting."},
-    {"userlist", op_userlist, 0, lazy, "^userlist[body] ^userlist[]", "The users in the chat, one after the other."},
-    {"chat", op_chat, 1, evaluated, "^chat[lines]", "The newest messages."},
-    {"validate", op_validate, 0, lazy, "^validate[accepted;invalid name;wrong password;name in use;banned]",
-     "Chooses a text by whether the visitor may chat."},
-    {"message", op_message, 0, evaluated, "^message[] ^message[line]",
-     "Returns the message that was sent, or adds a line to the chat."},
-    {"startup", op_startup, 1, evaluated, "^startup[line]", "Adds a line if the visitor is new to the chat."},
 };
 
 }  // namespace
 
-void register_chat_operators() {
-  register_operators(module);
-  send_changed_chat_settings();
-}
+extern const operator_module chat_operators{"apps/chat.cpp", definitions};
 
 }  // namespace quillet

@@ -2,13 +2,13 @@
 
 #include <algorithm>
 
-#include "apps/chat.h"
 #include "apps/chat_settings.h"
 #include "apps/chat_users.h"
 #include "cgi/file_names.h"
 #include "cgi/request.h"
 #include "core/evaluator.h"
 #include "core/file.h"
+#include "core/operators.h"
 
 namespace quillet {
 
@@ -56,6 +56,8 @@ login_status find_login_status() {
   return is_banned(login) ? login_status::banned : login_status::accepted;
 }
 
+namespace {
+
 // ^validate[accepted;invalid name;wrong password;name in use;banned]
 //
 // The text, evaluated, that says whether the visitor may chat under the name in the form field `login`; the
@@ -64,5 +66,14 @@ void op_validate(parameters &parameters, text &out) {
   const int status = static_cast<int>(find_login_status());
   evaluate(parameters[std::min(status, parameters.count() - 1)], out);
 }
+
+constexpr operator_definition definitions[] = {
+    {"validate", op_validate, 0, lazy, "^validate[accepted;invalid name;wrong password;name in use;banned]",
+     "Chooses a text by whether the visitor may chat."},
+};
+
+}  // namespace
+
+extern const operator_module chat_admission_operators{"apps/chat_admission.cpp", definitions};
 
 }  // namespace quillet

@@ -4,12 +4,12 @@
 
 #include <ctime>
 
-#include "apps/chat.h"
 #include "apps/chat_users.h"
 #include "cgi/file_names.h"
 #include "cgi/form.h"
 #include "cgi/log.h"
 #include "core/file.h"
+#include "core/operators.h"
 
 namespace quillet {
 
@@ -80,8 +80,6 @@ text add_message(std::string_view line) {
   return write_text_file(chat_index_path(), newest_lines(index, index_lines), true);
 }
 
-}  // namespace
-
 // ^chat[lines]
 //
 // The newest messages, as many as `lines` less one, after a line break when there are more. Notes that the
@@ -112,5 +110,16 @@ void op_message(parameters &parameters, text &out) {
 void op_startup(parameters &parameters, text &) {
   if (join_chat(std::time(nullptr))) static_cast<void>(add_message(parameters[0]));
 }
+
+constexpr operator_definition definitions[] = {
+    {"chat", op_chat, 1, evaluated, "^chat[lines]", "The newest messages."},
+    {"message", op_message, 0, evaluated, "^message[] ^message[line]",
+     "Returns the message that was sent, or adds a line to the chat."},
+    {"startup", op_startup, 1, evaluated, "^startup[line]", "Adds a line if the visitor is new to the chat."},
+};
+
+}  // namespace
+
+extern const operator_module chat_message_operators{"apps/chat_messages.cpp", definitions};
 
 }  // namespace quillet

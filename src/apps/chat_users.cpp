@@ -1,11 +1,11 @@
 #include "apps/chat_users.h"
 
-#include "apps/chat.h"
 #include "apps/chat_settings.h"
 #include "cgi/file_names.h"
 #include "cgi/request.h"
 #include "core/evaluator.h"
 #include "core/file.h"
+#include "core/operators.h"
 
 namespace quillet {
 
@@ -88,8 +88,6 @@ struct list_walk {
   ~list_walk() { current_list_user.clear(); }
 };
 
-}  // namespace
-
 // ^userlist[body]
 // ^userlist[]
 //
@@ -110,5 +108,13 @@ void op_userlist(parameters &parameters, text &out) {
     evaluate(body, out);
   }
 }
+
+constexpr operator_definition definitions[] = {
+    {"userlist", op_userlist, 0, lazy, "^userlist[body] ^userlist[]", "The users in the chat, one after the other."},
+};
+
+}  // namespace
+
+extern const operator_module chat_user_operators{"apps/chat_users.cpp", definitions};
 
 }  // namespace quillet

@@ -1,5 +1,3 @@
-#include "apps/gif_template.h"
-
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -142,7 +140,7 @@ void op_gif_template(parameters &parameters, text &out) {
   }
 }
 
-constexpr operator_definition module[] = {
+constexpr operator_definition definitions[] = {
     {"gif_template", op_gif_template, 0, evaluated,
      "^gif_template[template;instructions] ^gif_template[template;instructions;file]",
      "Draws a GIF picture from a template and sends it or writes it to a file."},
@@ -150,6 +148,6 @@ constexpr operator_definition module[] = {
 
 }  // namespace
 
-void register_gif_template_operators() { register_operators(module); }
+extern const operator_module gif_template_operators{"apps/gif_template.cpp", definitions};
 
 }  // namespace quillet

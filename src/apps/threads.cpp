@@ -1,5 +1,3 @@
-#include "apps/threads.h"
-
 #include <algorithm>
 #include <array>
 #include <cstddef>
@@ -169,7 +167,7 @@ void op_hotline_quote(parameters &parameters, text &out) {
   }
 }
 
-constexpr operator_definition module[] = {
+constexpr operator_definition definitions[] = {
     {"hotline_cutmark_thread", op_hotline_cutmark_thread, 2, evaluated, "^hotline_cutmark_thread[thread;messages]",
      "Creates a table of the messages of a thread, with marks for drawing its tree."},
     {"hotline_quote", op_hotline_quote, 4, evaluated, "^hotline_quote[text;prefix;width;level]",
@@ -178,6 +176,6 @@ constexpr operator_definition module[] = {
 
 }  // namespace
 
-void register_thread_operators() { register_operators(module); }
+extern const operator_module thread_operators{"apps/threads.cpp", definitions};
 
 }  // namespace quillet

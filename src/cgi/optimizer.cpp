@@ -54,7 +54,7 @@ void shrink_runs(text &page, bool previous) {
 // `no` switches the optimizer off, anything else on. The last call in the run decides. Result: empty.
 void op_optimize(parameters &parameters, text &) { optimize = parameters[0] != "no"; }
 
-constexpr operator_definition module[] = {
+constexpr operator_definition definitions[] = {
     {"optimize", op_optimize, 1, evaluated, "^optimize[no]", "Switches the removal of white space off or on."},
 };
 
@@ -71,6 +71,6 @@ void optimize_output(text &page) {
   }
 }
 
-void register_optimizer_operators() { register_operators(module); }
+extern const operator_module optimizer_operators{"cgi/optimizer.cpp", definitions};
 
 }  // namespace quillet

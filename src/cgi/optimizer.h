@@ -10,6 +10,4 @@ namespace quillet {
 // After `^optimize[no]` nothing changes.
 void optimize_output(text &page);
 
-void register_optimizer_operators();
-
 }  // namespace quillet

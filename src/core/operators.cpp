@@ -46,8 +46,8 @@ void register_operator(std::string_view name, operator_handler handler, int para
   slot = static_cast<std::uint8_t>(++entry_count);
 }
 
-void register_operators(std::span<const operator_definition> module) {
-  for (const operator_definition &definition : module) {
+void register_operators(std::span<const operator_definition> definitions) {
+  for (const operator_definition &definition : definitions) {
     register_operator(definition.name, definition.handler, definition.parameter_count, definition.flags,
                       definition.is_pure);
   }

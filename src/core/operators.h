@@ -27,7 +27,7 @@ enum operator_flags : unsigned {
 // what other operators change.
 constexpr bool pure = true;
 
-// One row of a module's table.
+// One row of a module's table: all that is said of an operator outside its own function.
 struct operator_definition {
   std::string_view name;
   operator_handler handler;
@@ -37,6 +37,12 @@ struct operator_definition {
   std::string_view synopsis;
   std::string_view summary;
   bool is_pure = false;
+};
+
+// The operators of one source file.
+struct operator_module {
+  std::string_view source;  // "apps/chat.cpp"
+  std::span<const operator_definition> definitions;
 };
 
 // One registered operator.
@@ -54,7 +60,7 @@ void register_operator(std::string_view name, operator_handler handler, int para
                        bool is_pure = false);
 
 // Registers the rows of a module's table in their order.
-void register_operators(std::span<const operator_definition> module);
+void register_operators(std::span<const operator_definition> definitions);
 
 // The operator of that name, case-sensitive; null when there is none.
 [[nodiscard]] const operator_entry *find_operator(std::string_view name);

@@ -6,7 +6,7 @@
 #include <cerrno>
 #include <vector>
 
-#include "cgi/log.h"
+#include "core/end.h"
 #include "core/expression_cost.h"
 #include "core/needed_byte.h"
 #include "core/trial.h"

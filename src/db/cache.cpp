@@ -1,5 +1,3 @@
-#include "db/cache.h"
-
 #include "cgi/file_names.h"
 #include "core/evaluator.h"
 #include "core/file.h"
@@ -42,12 +40,12 @@ void op_cache(parameters &parameters, text &out) {
   store(path, out.view().substr(before));
 }
 
-constexpr operator_definition module[] = {
+constexpr operator_definition definitions[] = {
     {"cache", op_cache, 0, lazy, "^cache[key;body] ^cache[key]", "The text of the body, evaluated once and stored."},
 };
 
 }  // namespace
 
-void register_cache_operator() { register_operators(module); }
+extern const operator_module cache_operators{"db/cache.cpp", definitions};
 
 }  // namespace quillet

@@ -1,5 +1,3 @@
-#include "db/sql.h"
-
 #include <algorithm>
 #include <memory>
 #include <utility>
@@ -227,7 +225,7 @@ void op_sql(parameters &parameters, text &out) {
   }
 }
 
-constexpr operator_definition module[] = {
+constexpr operator_definition definitions[] = {
     {"server", op_server, 2, lazy, "^server[connection;body]",
      "Evaluates the body with a connection to a database server."},
     {"sql", op_sql, 0, lazy, "^sql[statement;count;offset]", "Runs a statement; its result becomes the current table."},
@@ -235,6 +233,6 @@ constexpr operator_definition module[] = {
 
 }  // namespace
 
-void register_sql_operators() { register_operators(module); }
+extern const operator_module sql_operators{"db/sql.cpp", definitions};
 
 }  // namespace quillet

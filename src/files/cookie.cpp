@@ -1,5 +1,3 @@
-#include "files/cookie.h"
-
 #include "cgi/cookies.h"
 #include "core/operators.h"
 #include "core/quoting.h"
@@ -20,13 +18,13 @@ void op_cookie(parameters &parameters, text &out) {
   send_cookie(parameters[0], parameters[1], parameters[2].empty() ? usual_cookie_days : parse_int(parameters[2]));
 }
 
-constexpr operator_definition module[] = {
+constexpr operator_definition definitions[] = {
     {"cookie", op_cookie, 0, evaluated, "^cookie[name] ^cookie[name;value] ^cookie[name;value;days]",
      "Returns the value of a cookie, or sends a cookie."},
 };
 
 }  // namespace
 
-void register_cookie_operator() { register_operators(module); }
+extern const operator_module cookie_operators{"files/cookie.cpp", definitions};
 
 }  // namespace quillet

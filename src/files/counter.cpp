@@ -1,5 +1,3 @@
-#include "files/counter.h"
-
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -54,12 +52,12 @@ void op_counter(parameters &parameters, text &out) {
   out.append(format_signed(count));
 }
 
-constexpr operator_definition module[] = {
+constexpr operator_definition definitions[] = {
     {"counter", op_counter, 1, evaluated, "^counter[name]", "Adds one to a count and returns it."},
 };
 
 }  // namespace
 
-void register_counter_operator() { register_operators(module); }
+extern const operator_module counter_operators{"files/counter.cpp", definitions};
 
 }  // namespace quillet

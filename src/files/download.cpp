@@ -1,5 +1,3 @@
-#include "files/download.h"
-
 #include <fcntl.h>
 
 #include <algorithm>
@@ -108,13 +106,13 @@ void op_download(parameters &parameters, text &out) {
   out.append(']');
 }
 
-constexpr operator_definition module[] = {
+constexpr operator_definition definitions[] = {
     {"download", op_download, 0, evaluated, "^download[file] ^download[file;name] ^download[file;name;content type]",
      "Sends a file as the response."},
 };
 
 }  // namespace
 
-void register_download_operator() { register_operators(module); }
+extern const operator_module download_operators{"files/download.cpp", definitions};
 
 }  // namespace quillet

@@ -1,5 +1,3 @@
-#include "files/exec.h"
-
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -127,13 +125,13 @@ void op_exec(parameters &parameters, text &out) {
   out.append(behind_header(until_nul(output)));
 }
 
-constexpr operator_definition module[] = {
+constexpr operator_definition definitions[] = {
     {"exec", op_exec, 0, evaluated, "^exec[file] ^exec[file;query string] ^exec[file;query string;path info]",
      "The output of a program."},
 };
 
 }  // namespace
 
-void register_exec_operator() { register_operators(module); }
+extern const operator_module exec_operators{"files/exec.cpp", definitions};
 
 }  // namespace quillet

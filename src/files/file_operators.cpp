@@ -1,5 +1,3 @@
-#include "files/file_operators.h"
-
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -173,7 +171,7 @@ void op_index(parameters &parameters, text &out) {
   put_table(std::make_unique<table>(std::move(rows)));
 }
 
-constexpr operator_definition module[] = {
+constexpr operator_definition definitions[] = {
     {"name", op_name, 0, evaluated, "^name[path] ^name[path;level]", "A component of a path, without its extension.",
      pure},
     {"-f", op_readable, 1, evaluated, "^-f[file]", "The file's name, if the file can be read."},
@@ -188,6 +186,6 @@ constexpr operator_definition module[] = {
 
 }  // namespace
 
-void register_file_operators() { register_operators(module); }
+extern const operator_module file_operators{"files/file_operators.cpp", definitions};
 
 }  // namespace quillet

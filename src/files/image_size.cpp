@@ -1,5 +1,3 @@
-#include "files/image_size.h"
-
 #include <fcntl.h>
 
 #include <cstring>
@@ -129,7 +127,7 @@ void op_imgsize(parameters &parameters, text &) {
 //
 // The same operator, for every kind of picture that it knows.
 
-constexpr operator_definition module[] = {
+constexpr operator_definition definitions[] = {
     {"imgsize", op_imgsize, 1, evaluated, "^imgsize[file]", "Creates a table of the width and height of a picture."},
     {"jpegsize", op_imgsize, 1, evaluated, "^jpegsize[file]", "The same as imgsize."},
     {"gifsize", op_imgsize, 1, evaluated, "^gifsize[file]", "The same as imgsize."},
@@ -137,6 +135,6 @@ constexpr operator_definition module[] = {
 
 }  // namespace
 
-void register_image_size_operators() { register_operators(module); }
+extern const operator_module image_size_operators{"files/image_size.cpp", definitions};
 
 }  // namespace quillet

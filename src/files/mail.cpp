@@ -1,5 +1,3 @@
-#include "files/mail.h"
-
 #include <unistd.h>
 
 #include <cerrno>
@@ -104,12 +102,12 @@ void op_sendmail(parameters &parameters, text &out) {
   out.append(']');
 }
 
-constexpr operator_definition module[] = {
+constexpr operator_definition definitions[] = {
     {"sendmail", op_sendmail, 1, lazy, "^sendmail[message]", "Sends a mail message."},
 };
 
 }  // namespace
 
-void register_mail_operator() { register_operators(module); }
+extern const operator_module mail_operators{"files/mail.cpp", definitions};
 
 }  // namespace quillet

@@ -1,5 +1,3 @@
-#include "files/upload.h"
-
 #include <initializer_list>
 
 #include "cgi/charset.h"
@@ -131,7 +129,7 @@ void op_unlink(parameters &parameters, text &out) {
   if (!failure.is_null()) report({"unlink '", path, "' failed: ", failure}, out);
 }
 
-constexpr operator_definition module[] = {
+constexpr operator_definition definitions[] = {
     {"upload", op_upload, 0, evaluated,
      "^upload[field;file] ^upload[field;name] ^upload[field;size] ^upload[field;value] ^upload[field;uuencode;name] "
      "^upload[...;text] ^upload[...;sql]",
@@ -141,6 +139,6 @@ constexpr operator_definition module[] = {
 
 }  // namespace
 
-void register_upload_operators() { register_operators(module); }
+extern const operator_module upload_operators{"files/upload.cpp", definitions};
 
 }  // namespace quillet

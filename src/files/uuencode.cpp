@@ -1,5 +1,3 @@
-#include "files/uuencode.h"
-
 #include "core/operators.h"
 #include "core/quoting.h"
 #include "files/attachment.h"
@@ -18,12 +16,12 @@ void op_uuencode(parameters &parameters, text &out) {
   append_attachment(parameters[0], parameters[1].empty() ? unnamed_file : parameters[1], out);
 }
 
-constexpr operator_definition module[] = {
+constexpr operator_definition definitions[] = {
     {"uuencode", op_uuencode, 2, lazy, "^uuencode[text;name]", "Encodes a text as a mail attachment."},
 };
 
 }  // namespace
 
-void register_uuencode_operator() { register_operators(module); }
+extern const operator_module uuencode_operators{"files/uuencode.cpp", definitions};
 
 }  // namespace quillet

@@ -1,5 +1,3 @@
-#include "language/comparison.h"
-
 #include <algorithm>
 #include <unordered_set>
 #include <vector>
@@ -171,7 +169,7 @@ void op_cmp(parameters &parameters, text &out) {
   evaluate(parameters[a < b ? 2 : a == b ? 3 : 4], out);
 }
 
-constexpr operator_definition module[] = {
+constexpr operator_definition definitions[] = {
     {"eq", op_eq, 0, lazy, "^eq[a;b;then] ^eq[a;b;then;else]", "Chooses a text by whether two texts are equal."},
     {"ifdef", op_ifdef, 0, lazy, "^ifdef[value;then] ^ifdef[value;then;else]",
      "Chooses a text by whether a value is empty."},
@@ -187,6 +185,6 @@ constexpr operator_definition module[] = {
 
 }  // namespace
 
-void register_comparison_operators() { register_operators(module); }
+extern const operator_module comparison_operators{"language/comparison.cpp", definitions};
 
 }  // namespace quillet

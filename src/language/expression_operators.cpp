@@ -1,5 +1,3 @@
-#include "language/expression_operators.h"
-
 #include <utility>
 
 #include "core/evaluator.h"
@@ -203,7 +201,7 @@ void op_for(parameters &parameters, text &out) {
   }
 }
 
-constexpr operator_definition module[] = {
+constexpr operator_definition definitions[] = {
     {"var", op_var, 0, lazy, "^var[name] ^var[name;text] ^var[name;operation;operand]",
      "Sets, changes or shows a variable."},
     {"eval", op_eval, 0, evaluated, "^eval[expression;format]", "The value of an expression.", pure},
@@ -216,6 +214,6 @@ constexpr operator_definition module[] = {
 
 }  // namespace
 
-void register_expression_operators() { register_operators(module); }
+extern const operator_module expression_operators{"language/expression_operators.cpp", definitions};
 
 }  // namespace quillet

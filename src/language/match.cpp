@@ -1,5 +1,3 @@
-#include "language/match.h"
-
 #include <memory>
 #include <optional>
 #include <utility>
@@ -210,7 +208,7 @@ void op_match(parameters &parameters, text &out) {
   replace(subject, parameters[2], has_option(parameters[1], 'g'), out);
 }
 
-constexpr operator_definition module[] = {
+constexpr operator_definition definitions[] = {
     {"match", op_match, 0, lazy,
      "^match[expression;text] ^match[expression;options;text] ^match[expression;options;replacement;text]",
      "Matches a regular expression, or replaces what it matches."},
@@ -218,6 +216,6 @@ constexpr operator_definition module[] = {
 
 }  // namespace
 
-void register_match_operators() { register_operators(module); }
+extern const operator_module match_operators{"language/match.cpp", definitions};
 
 }  // namespace quillet

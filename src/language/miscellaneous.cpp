@@ -1,5 +1,3 @@
-#include "language/miscellaneous.h"
-
 #include <unistd.h>
 
 #include <climits>
@@ -109,7 +107,7 @@ void op_random(parameters &parameters, text &out) {
   out.append(decimal_digits(std::rand() % (limit < 1 ? 1000000 : limit)));
 }
 
-constexpr operator_definition module[] = {
+constexpr operator_definition definitions[] = {
     {"rem", op_rem, 0, lazy, "^rem[...]", "A comment."},
     {"color", op_color, 2, evaluated, "^color[first;second]", "Alternates between its two parameters."},
     {"date", op_date, 0, evaluated, "^date[] ^date[format] ^date[format;offset] ^date[format;time]",
@@ -122,6 +120,6 @@ constexpr operator_definition module[] = {
 
 }  // namespace
 
-void register_miscellaneous_operators() { register_operators(module); }
+extern const operator_module miscellaneous_operators{"language/miscellaneous.cpp", definitions};
 
 }  // namespace quillet

@@ -1,5 +1,3 @@
-#include "language/request_information.h"
-
 #include <algorithm>
 #include <cstdlib>
 #include <utility>
@@ -146,7 +144,7 @@ void op_header(parameters &parameters, text &) {
   if (!value.is_empty()) request.response_content_type = std::move(value);
 }
 
-constexpr operator_definition module[] = {
+constexpr operator_definition definitions[] = {
     {"form", op_form, 1, evaluated, "^form[name]", "The value of a form field."},
     {"number", op_number, 1, evaluated, "^number[name]", "The value of a form field if it is a number, otherwise 0."},
     {"query", op_query, 0, evaluated, "^query[]", "The query string."},
@@ -161,6 +159,6 @@ constexpr operator_definition module[] = {
 
 }  // namespace
 
-void register_request_information_operators() { register_operators(module); }
+extern const operator_module request_information_operators{"language/request_information.cpp", definitions};
 
 }  // namespace quillet

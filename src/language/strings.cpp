@@ -1,5 +1,3 @@
-#include "language/strings.h"
-
 #include <algorithm>
 #include <memory>
 #include <utility>
@@ -104,7 +102,7 @@ void op_unescape_br(parameters &parameters, text &out) {
   out.append(rest);
 }
 
-constexpr operator_definition module[] = {
+constexpr operator_definition definitions[] = {
     {"rsplit", op_rsplit, 2, lazy, "^rsplit[text;delimiter]", "Splits a text into a table, last piece first."},
     {"lsplit", op_lsplit, 2, lazy, "^lsplit[text;delimiter]", "Splits a text into a table."},
     {"toupper", op_toupper, 1, evaluated, "^toupper[text]", "A text in upper case."},
@@ -115,6 +113,6 @@ constexpr operator_definition module[] = {
 
 }  // namespace
 
-void register_string_operators() { register_operators(module); }
+extern const operator_module string_operators{"language/strings.cpp", definitions};
 
 }  // namespace quillet

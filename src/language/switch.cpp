@@ -1,5 +1,3 @@
-#include "language/switch.h"
-
 #include <utility>
 
 #include "core/evaluator.h"
@@ -72,13 +70,13 @@ void op_case(parameters &parameters, text &out) {
   }
 }
 
-constexpr operator_definition module[] = {
+constexpr operator_definition definitions[] = {
     {"switch", op_switch, 2, lazy, "^switch[value;body]", "Chooses one of the cases in the body."},
     {"case", op_case, 0, lazy, "^case[label;...;branch]", "A branch of a switch."},
 };
 
 }  // namespace
 
-void register_switch_operators() { register_operators(module); }
+extern const operator_module switch_operators{"language/switch.cpp", definitions};
 
 }  // namespace quillet

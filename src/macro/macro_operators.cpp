@@ -1,5 +1,3 @@
-#include "macro/macro_operators.h"
-
 #include <utility>
 
 #include "core/evaluator.h"
@@ -82,7 +80,7 @@ void op_macro_exists(parameters &parameters, text &out) {
   if (find_macro(parameters[0]) != nullptr) out.append("yes");
 }
 
-constexpr operator_definition module[] = {
+constexpr operator_definition definitions[] = {
     {"macro", op_macro, 0, lazy, "^macro[name;argument;...]", "Calls a macro."},
     {"macro_new", op_macro_new, 2, lazy, "^macro_new[name[parameter;...];body]", "Defines a macro."},
     {"macro_use", op_macro_use, 1, evaluated, "^macro_use[file]", "Defines the macros of a file or a directory."},
@@ -97,6 +95,6 @@ void call_macro(std::string_view name, text &out) {
   op_macro(parameters, out);
 }
 
-void register_macro_operators() { register_operators(module); }
+extern const operator_module macro_operators{"macro/macro_operators.cpp", definitions};
 
 }  // namespace quillet

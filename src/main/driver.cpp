@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 
+#include "apps/chat_settings.h"
 #include "cgi/log.h"
 #include "cgi/optimizer.h"
 #include "cgi/request.h"
@@ -51,6 +52,7 @@ int run_request() {
   take_page_path();
   check_call();
   register_all_operators();
+  send_changed_chat_settings();
   load_configuration();
   text page = process_page(request.page_path);
   optimize_output(page);

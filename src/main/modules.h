@@ -1,10 +1,17 @@
 // The operator modules and their order.
 #pragma once
 
+#include <span>
+
+#include "core/operators.h"
+
 namespace quillet {
 
-// Registers the operators of every module, in the fixed order. Called once, before the configuration
-// and the page are read.
+// Every module, in the order of registration. Of two operators of the same name the first one registered
+// is in force.
+[[nodiscard]] std::span<const operator_module *const> operator_modules();
+
+// Registers the operators of every module. Called once, before the configuration and the page are read.
 void register_all_operators();
 
 }  // namespace quillet

@@ -1,5 +1,3 @@
-#include "table/sort.h"
-
 #include <algorithm>
 #include <cstdlib>
 #include <memory>
@@ -207,12 +205,12 @@ void op_sort(parameters &parameters, text &) {
   sorted->set_current(0);
 }
 
-constexpr operator_definition module[] = {
+constexpr operator_definition definitions[] = {
     {"sort", op_sort, 2, lazy, "^sort[key;order]", "Sorts the rows of the current table."},
 };
 
 }  // namespace
 
-void register_sort_operators() { register_operators(module); }
+extern const operator_module sort_operators{"table/sort.cpp", definitions};
 
 }  // namespace quillet

@@ -8,9 +8,9 @@
 #include "cgi/request.h"
 #include "core/evaluator.h"
 #include "core/file.h"
+#include "core/operators.h"
 #include "core/quoting.h"
 #include "table/registry.h"
-#include "table/table_operators.h"
 
 namespace quillet {
 
@@ -39,8 +39,6 @@ text read_nearest(std::string_view name) {
   return bytes;
 }
 
-}  // namespace
-
 // ^load[file]
 // ^load[named;file]
 //
@@ -57,14 +55,10 @@ void op_load(parameters &parameters, text &) {
   put_table(std::move(loaded));
 }
 
-namespace {
-
 text serialise_current_table() {
   const table *current = current_table();
   return current == nullptr ? text() : current->serialise();
 }
-
-}  // namespace
 
 // ^save[file]
 // ^save[file;text]
@@ -88,5 +82,14 @@ void op_save(parameters &parameters, text &out) {
   out.append(failure);
   out.append(']');
 }
+
+constexpr operator_definition definitions[] = {
+    {"load", op_load, 0, evaluated, "^load[file] ^load[named;file]", "Reads the current table from a data file."},
+    {"save", op_save, 0, lazy, "^save[file] ^save[file;text]", "Writes the current table, or a text, to a data file."},
+};
+
+}  // namespace
+
+extern const operator_module table_file_operators{"table/table_files.cpp", definitions};
 
 }  // namespace quillet

@@ -1,11 +1,10 @@
-#include "table/table_operators.h"
-
 #include <memory>
 #include <utility>
 
 #include "cgi/form.h"
 #include "core/evaluator.h"
 #include "core/file.h"
+#include "core/operators.h"
 #include "core/quoting.h"
 #include "table/registry.h"
 
@@ -159,13 +158,11 @@ void op_item(parameters &parameters, text &out) {
   append_item(find_table(parameters[0]), what, out);
 }
 
-constexpr operator_definition module[] = {
+constexpr operator_definition definitions[] = {
     {"config", op_config, 0, lazy,
      "^config[rows] ^config[formelements] ^config[named;header and rows] ^config[append;rows] ^config[insert;row;rows] "
      "^config[insert;rows] ^config[join;table;] ^config[remove;row;number]",
      "Creates or changes the current table."},
-    {"load", op_load, 0, evaluated, "^load[file] ^load[named;file]", "Reads the current table from a data file."},
-    {"save", op_save, 0, lazy, "^save[file] ^save[file;text]", "Writes the current table, or a text, to a data file."},
     {"flip", op_flip, 1, lazy, "^flip[table]", "Creates a table from the cells of another table's current row."},
     {"context", op_context, 0, lazy, "^context[name] ^context[name;body]",
      "Selects the current table, permanently or for a body."},
@@ -175,12 +172,10 @@ constexpr operator_definition module[] = {
     {"shift", op_shift, 1, evaluated, "^shift[step]", "Moves the current row."},
     {"item", op_item, 0, evaluated, "^item[column] ^item[table;column] ^item[prev;column] ^item[next;column]",
      "A cell of the current row, or a count.", pure},
-    {"table", op_table, 0, lazy, "^table[columns;cell;filler]", "Arranges the rows as cells of an HTML table."},
-    {"menu", op_menu, 0, lazy, "^menu[row;separator]", "Evaluates a text for each row."},
 };
 
 }  // namespace
 
-void register_table_operators() { register_operators(module); }
+extern const operator_module table_operators{"table/table_operators.cpp", definitions};
 
 }  // namespace quillet

@@ -4,8 +4,8 @@
 
 #include "core/end.h"
 #include "core/evaluator.h"
+#include "core/operators.h"
 #include "table/registry.h"
-#include "table/table_operators.h"
 
 namespace quillet {
 
@@ -55,8 +55,6 @@ struct grid {
   [[nodiscard]] int table_row(long long cell) const { return static_cast<int>(cell % columns * rows + cell / columns); }
   [[nodiscard]] bool ends_row(long long cell) const { return cell % columns == columns - 1 && cell + 1 < cells(); }
 };
-
-}  // namespace
 
 // ^table[columns;cell;filler]
 //
@@ -117,5 +115,14 @@ void op_menu(parameters &parameters, text &out) {
     }
   });
 }
+
+constexpr operator_definition definitions[] = {
+    {"table", op_table, 0, lazy, "^table[columns;cell;filler]", "Arranges the rows as cells of an HTML table."},
+    {"menu", op_menu, 0, lazy, "^menu[row;separator]", "Evaluates a text for each row."},
+};
+
+}  // namespace
+
+extern const operator_module table_walk_operators{"table/table_walk.cpp", definitions};
 
 }  // namespace quillet

@@ -1,5 +1,3 @@
-#include "apps/calendar.h"
-
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -7,6 +5,7 @@
 #include <string>
 
 #include "core/evaluator.h"
+#include "main/modules.h"
 #include "table/registry.h"
 
 namespace quillet {
@@ -36,7 +35,7 @@ std::string reference_grid(int year, int month, bool sunday_first) {
 }
 
 TEST(calendar, lays_out_every_month_of_four_hundred_years) {
-  register_calendar_operators();
+  register_all_operators();
   for (int year = 1800; year <= 2200; ++year) {
     for (int month = 1; month <= 12; ++month) {
       const std::string date = std::to_string(year) + ";" + std::to_string(month) + "]";
@@ -47,7 +46,7 @@ TEST(calendar, lays_out_every_month_of_four_hundred_years) {
 }
 
 TEST(calendar, lays_out_months_of_far_years) {
-  register_calendar_operators();
+  register_all_operators();
   for (int year = -32000; year <= 32000; year += 101) {
     const std::string date = std::to_string(year) + ";2]";
     ASSERT_EQ(rows_after("^calendar[month;" + date), reference_grid(year, 2, false)) << date;
@@ -70,7 +69,7 @@ std::string reference_week(std::chrono::sys_days day, bool sunday_first) {
 }
 
 TEST(calendar, lists_the_week_of_every_day_of_a_hundred_years) {
-  register_calendar_operators();
+  register_all_operators();
   for (int day = -20000; day <= 20000; ++day) {
     const std::chrono::sys_days date = std::chrono::sys_days(std::chrono::year(1970) / 1 / 1) + std::chrono::days(day);
     const std::string number = std::to_string(day + 1) + "]";

@@ -1,5 +1,3 @@
-#include "apps/gif_template.h"
-
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -12,6 +10,7 @@
 #include "cgi/request.h"
 #include "core/evaluator.h"
 #include "macro/macro_library.h"
+#include "main/modules.h"
 #include "support.h"
 
 namespace quillet {
@@ -61,7 +60,7 @@ std::string mutated(std::string_view source, quillet_tests::random_texts &random
 
 TEST(gif_template, damaged_files_give_a_picture_or_the_fallback) {
   const quillet_tests::temporary_folder folder;
-  register_gif_template_operators();
+  register_all_operators();
   request.page_path = text(folder.path() + "/page.html");
   define_macro("font", text("font.gif\n3\t2\n .AB"));
   quillet_tests::random_texts random(6);

@@ -6,6 +6,7 @@
 
 #include "cgi/request.h"
 #include "core/evaluator.h"
+#include "main/modules.h"
 #include "support.h"
 
 namespace quillet {
@@ -22,7 +23,7 @@ std::string optimized(std::string_view page, bool content_type_set = false) {
 }
 
 std::string optimized_after(std::string_view calls, std::string_view page) {
-  register_optimizer_operators();
+  register_all_operators();
   EXPECT_TRUE(evaluate_copy(calls).is_null());
   const std::string result = optimized(page);
   static_cast<void>(evaluate_copy("^optimize[]"));

@@ -1,11 +1,10 @@
-#include "files/cookie.h"
-
 #include <gtest/gtest.h>
 
 #include <ctime>
 #include <string>
 
 #include "core/evaluator.h"
+#include "main/modules.h"
 #include "support.h"
 
 namespace quillet {
@@ -15,7 +14,7 @@ namespace {
 long long seconds_ahead(const std::string &call) {
   const std::time_t now = std::time(nullptr);
   const auto child = quillet_tests::run_in_child([&call] {
-    register_cookie_operator();
+    register_all_operators();
     text out;
     evaluate(call, out);
   });
@@ -53,7 +52,7 @@ TEST(cookie, names_days_and_months_in_english) {
   constexpr const char *week_days[] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
   constexpr const char *months[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun", "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
   const auto child = quillet_tests::run_in_child([] {
-    register_cookie_operator();
+    register_all_operators();
     text out;
     for (int day = 1; day <= 366; ++day) evaluate("^cookie[a;b;" + std::to_string(day) + "]", out);
   });

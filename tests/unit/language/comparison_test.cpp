@@ -1,5 +1,3 @@
-#include "language/comparison.h"
-
 #include <gtest/gtest.h>
 
 #include <algorithm>

@@ -7,7 +7,7 @@
 
 #include "cgi/request.h"
 #include "macro/macro_library.h"
-#include "macro/macro_operators.h"
+#include "main/modules.h"
 #include "support.h"
 
 namespace quillet {
@@ -19,7 +19,7 @@ using quillet_tests::write_file;
 class site {
  public:
   site() : root_(folder_.path() + "/www") {
-    register_macro_operators();
+    register_all_operators();
     std::filesystem::create_directories("www/a/lib");
     request.document_root = root_;
     request.page_path = text(root_ + "/a/page.html");

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "core/evaluator.h"
-#include "macro/macro_operators.h"
+#include "main/modules.h"
 
 namespace quillet {
 namespace {
@@ -19,7 +19,7 @@ std::string body(std::string_view name) {
 }
 
 std::string expanded(std::string_view source) {
-  register_macro_operators();
+  register_all_operators();
   return std::string(evaluate_copy(source).view());
 }
 
@@ -133,7 +133,7 @@ TEST(define_macros, replaces_an_earlier_macro) {
 
 TEST(define_macros, runs_autoexec_and_discards_its_result) {
   text output;
-  register_macro_operators();
+  register_all_operators();
   EXPECT_EQ(define_macros("@autoexec\ndiscarded ^macro_new[by autoexec;yes]", &output), 1);
   EXPECT_TRUE(output.is_null());
   EXPECT_EQ(body("by autoexec"), "yes");
@@ -141,20 +141,20 @@ TEST(define_macros, runs_autoexec_and_discards_its_result) {
 
 TEST(define_macros, appends_the_output_of_main) {
   text output("before "sv);
-  register_macro_operators();
+  register_all_operators();
   EXPECT_EQ(define_macros("@main\nI am ^macro[name]\n@name\nmain", &output), 2);
   EXPECT_EQ(output.view(), "before I am main");
 }
 
 TEST(define_macros, runs_autoexec_before_main) {
   text output;
-  register_macro_operators();
+  register_all_operators();
   define_macros("@main\n^macro[order]\n@autoexec\n^macro_new[order;autoexec was here]", &output);
   EXPECT_EQ(output.view(), "autoexec was here");
 }
 
 TEST(define_macros, does_not_run_main_without_an_output) {
-  register_macro_operators();
+  register_all_operators();
   define_macros("@main\n^macro_new[by main;yes]", nullptr);
   EXPECT_EQ(body("by main"), "(none)");
 }
@@ -179,7 +179,7 @@ TEST(define_macros, gives_autoexec_and_main_of_before_back) {
 }
 
 TEST(define_macros, does_not_run_the_autoexec_of_before) {
-  register_macro_operators();
+  register_all_operators();
   define_macro("autoexec", text("^macro_new[by the outer autoexec;yes]"sv));
   define_macros("@other\nx", nullptr);
   define_macro("autoexec", text());

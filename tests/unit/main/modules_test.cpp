@@ -70,14 +70,14 @@ constexpr expected_operator expected[] = {
     {"truncate", 2, evaluated},
     {"unescape_br", 1, evaluated},
     {"config", 0, lazy},
-    {"load", 0, evaluated},
-    {"save", 0, lazy},
     {"flip", 1, lazy},
     {"context", 0, lazy},
     {"empty", 2, lazy},
     {"locate", 2, evaluated},
     {"shift", 1, evaluated},
     {"item", 0, evaluated},
+    {"load", 0, evaluated},
+    {"save", 0, lazy},
     {"table", 0, lazy},
     {"menu", 0, lazy},
     {"cookie", 0, evaluated},
@@ -107,9 +107,9 @@ constexpr expected_operator expected[] = {
     {"login", 0, evaluated},
     {"userlist", 0, lazy},
     {"chat", 1, evaluated},
-    {"validate", 0, lazy},
     {"message", 0, evaluated},
     {"startup", 1, evaluated},
+    {"validate", 0, lazy},
 };
 
 TEST(register_all_operators, registers_every_operator_in_its_order_with_its_count_and_flag) {

@@ -1,8 +1,0 @@
-// Results kept in files: cache.
-#pragma once
-
-namespace quillet {
-
-void register_cache_operator();
-
-}  // namespace quillet

@@ -1,8 +1,0 @@
-// The database operators: server, sql.
-#pragma once
-
-namespace quillet {
-
-void register_sql_operators();
-
-}  // namespace quillet

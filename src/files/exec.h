@@ -1,8 +1,0 @@
-// Running programs: exec.
-#pragma once
-
-namespace quillet {
-
-void register_exec_operator();
-
-}  // namespace quillet

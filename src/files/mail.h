@@ -1,8 +1,0 @@
-// The operator sendmail.
-#pragma once
-
-namespace quillet {
-
-void register_mail_operator();
-
-}  // namespace quillet

@@ -1,8 +1,0 @@
-// The operators upload and unlink.
-#pragma once
-
-namespace quillet {
-
-void register_upload_operators();
-
-}  // namespace quillet

@@ -1,8 +1,0 @@
-// The operator uuencode.
-#pragma once
-
-namespace quillet {
-
-void register_uuencode_operator();
-
-}  // namespace quillet

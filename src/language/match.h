@@ -1,8 +1,0 @@
-// Matching and replacing by regular expressions: match.
-#pragma once
-
-namespace quillet {
-
-void register_match_operators();
-
-}  // namespace quillet
