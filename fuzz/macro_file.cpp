@@ -43,7 +43,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
   for (const auto &[name, macro] : macros) names.push_back(name);
   for (const std::string &name : names) {
     text again;
-    call_macro(name, again);
+    call_macro(name, {}, again);
   }
   forget_macros();
   return 0;

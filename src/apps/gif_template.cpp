@@ -126,7 +126,7 @@ bool write_picture(std::string_view template_path, std::string_view instructions
 // [gif_template: write error]
 void op_gif_template(parameters &parameters, text &out) {
   text font_description;
-  call_macro("font", font_description);
+  call_macro("font", {}, font_description);
   if (parameters.count() < 3) {
     write_output("Content-type: image/gif\n\n");
     write_picture(parameters[0], parameters[1], font_description, STDOUT_FILENO);

@@ -10,6 +10,7 @@
 #include "core/quoting.h"
 #include "db/connection_string.h"
 #include "db/mysql_client.h"
+#include "macro/macro_library.h"
 #include "table/registry.h"
 
 namespace quillet {
@@ -75,11 +76,9 @@ text connect(const connection_target &to) {
 // The result of `^macro[SERVER_ERROR;error]`. The macro evaluates its argument, and the message can quote
 // what came from a visitor: a "^" in it is just a "^".
 void call_server_error(std::string_view error, text &out) {
-  const text argument = replace_all("^", "^^", error);
-  parameters call;
-  call.add("SERVER_ERROR");
-  call.add(argument);
-  find_operator("macro")->handler(call, out);
+  const text escaped = replace_all("^", "^^", error);
+  const std::string_view arguments[] = {escaped};
+  call_macro("SERVER_ERROR", arguments, out);
 }
 
 // ^server[connection;body]
@@ -207,8 +206,7 @@ void append_limit(int count, int offset, text &statement) {
 // [query "statement" [sql query error: reason]]
 // [query "statement" [sql store query result error: reason]]
 //
-// Then there is no current table. Deliberate: for a statement without any bytes the text ends after
-// the first quote.
+// Then there is no current table.
 void op_sql(parameters &parameters, text &out) {
   const quoting_scope quoting(quoting_sql);
   text statement = evaluate_copy(parameters[0]);
@@ -219,7 +217,11 @@ void op_sql(parameters &parameters, text &out) {
   const text error = execute(statement, made);
   if (!error.is_null()) {
     remove_current_table();
-    out.append(concat({"[query \"", statement, "\" ", error, "]"}));
+    out.append("[query \"");
+    out.append(statement);
+    out.append("\" ");
+    out.append(error);
+    out.append(']');
   } else if (made != nullptr) {
     put_table(std::move(made));
   }

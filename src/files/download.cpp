@@ -32,7 +32,7 @@ text type_rows() {
   constexpr std::string_view setting = "MIME_TYPES";
   text rows;
   if (find_macro(setting) != nullptr) {
-    call_macro(setting, rows);
+    call_macro(setting, {}, rows);
   } else if (const char *value = std::getenv(setting.data())) {
     rows = text(value);
   }

@@ -55,6 +55,49 @@ class macro_set_aside {
   std::unique_ptr<macro> set_aside_;
 };
 
+// A call of a macro, under way as long as the scope.
+class macro_call_scope {
+ public:
+  explicit macro_call_scope(macro &called) : called_(called) { ++called_.running; }
+  macro_call_scope(const macro_call_scope &) = delete;
+  macro_call_scope &operator=(const macro_call_scope &) = delete;
+  ~macro_call_scope() { --called_.running; }
+
+ private:
+  macro &called_;
+};
+
+// Reads the number of an argument reference, one digit or two, off the front of `rest`.
+std::size_t take_number(std::string_view &rest) {
+  std::size_t number = 0;
+  for (int digits = 0; digits < 2 && !rest.empty() && is_digit(rest.front()); ++digits) {
+    number = number * 10 + static_cast<std::size_t>(rest.front() - '0');
+    rest.remove_prefix(1);
+  }
+  return number;
+}
+
+// The body with its references replaced by the arguments as they are in the call. Numbers start at 1.
+text insert_arguments(std::string_view body, std::span<const std::string_view> arguments) {
+  std::size_t size = body.size();
+  for (const std::string_view argument : arguments) size += argument.size();
+  text expanded;
+  expanded.reserve(size);  // enough when each argument is used once
+  for (std::size_t dollar; (dollar = body.find('$')) != std::string_view::npos;) {
+    expanded.append(body.substr(0, dollar));
+    body.remove_prefix(dollar + 1);
+    if (!body.empty() && is_digit(body.front())) {
+      const std::size_t number = take_number(body);
+      if (number >= 1 && number <= arguments.size()) expanded.append(arguments[number - 1]);
+    } else {
+      expanded.append('$');
+      if (body.starts_with('$')) body.remove_prefix(1);
+    }
+  }
+  expanded.append(body);
+  return expanded;
+}
+
 // The number of the first name in the list that `source` begins with, and its length; 0 when none does.
 int matching_name(std::string_view names, std::string_view source, std::size_t &length) {
   for (int number = 1; names.data() != nullptr; ++number) {
@@ -145,14 +188,25 @@ text name_parameters(std::string_view names, text body) {
   return named;
 }
 
+void call_macro(std::string_view name, std::span<const std::string_view> arguments, text &out) {
+  macro *const called = find_macro(name);
+  // Deliberate: the message about a macro without a name has no closing bracket.
+  if (called == nullptr) return out.append(concat({"[undefined macro ", name, "]"}));
+  const macro_call_scope call(*called);
+  if (called->refers_to_arguments) return evaluate(insert_arguments(called->body, arguments).view(), out);
+  if (!std::exchange(called->was_called, true)) return evaluate(called->body, out);
+  const repetition_scope scope(called->repeated);
+  evaluate(called->body, out);
+}
+
 int define_macros(std::string_view source, text *output) {
   if (source.empty()) return 0;
   const macro_set_aside autoexec("autoexec");
   const macro_set_aside main("main");
   const int count = read_definitions(source);
   text discarded;
-  call_macro("autoexec", discarded);
-  if (output != nullptr && find_macro("main") != nullptr) call_macro("main", *output);
+  call_macro("autoexec", {}, discarded);
+  if (output != nullptr && find_macro("main") != nullptr) call_macro("main", {}, *output);
   return count;
 }
 

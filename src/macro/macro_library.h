@@ -9,6 +9,7 @@
 // argument reference is "$" and its number in decimal, "$$" a literal "$".
 #pragma once
 
+#include <span>
 #include <string_view>
 
 #include "core/evaluator.h"
@@ -34,18 +35,6 @@ struct macro {
 // macro.
 [[nodiscard]] unsigned long macro_generation();
 
-// A call of a macro, under way as long as the scope.
-class macro_call_scope {
- public:
-  explicit macro_call_scope(macro &called) : called_(called) { ++called_.running; }
-  macro_call_scope(const macro_call_scope &) = delete;
-  macro_call_scope &operator=(const macro_call_scope &) = delete;
-  ~macro_call_scope() { --called_.running; }
-
- private:
-  macro &called_;
-};
-
 // Defines a macro, in place of an earlier one of that name. `header` is its name, optionally followed
 // by parameter names in brackets: "greet[who;why]". A null body removes the macro.
 void define_macro(std::string_view header, text body);
@@ -60,8 +49,9 @@ void define_macro(std::string_view header, text body);
 // macros defined.
 int define_macros(std::string_view source, text *output);
 
-// Appends the result of `^macro[name]`.
-void call_macro(std::string_view name, text &out);
+// Appends the macro's body, evaluated, with its arguments put in: template texts, evaluated where the body
+// uses them, those that are missing empty. Without a macro of that name appends "[undefined macro name]".
+void call_macro(std::string_view name, std::span<const std::string_view> arguments, text &out);
 
 // Removes every macro; none may be running.
 void forget_macros();

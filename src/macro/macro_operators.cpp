@@ -1,6 +1,3 @@
-#include <utility>
-
-#include "core/evaluator.h"
 #include "core/operators.h"
 #include "macro/macro_files.h"
 #include "macro/macro_library.h"
@@ -9,38 +6,6 @@ namespace quillet {
 
 namespace {
 
-// Reads the number of an argument reference, one digit or two, off the front of `rest`.
-int take_number(std::string_view &rest) {
-  int number = 0;
-  for (int digits = 0; digits < 2 && !rest.empty() && is_digit(rest.front()); ++digits) {
-    number = number * 10 + (rest.front() - '0');
-    rest.remove_prefix(1);
-  }
-  return number;
-}
-
-// The body with its references replaced by the arguments as they are in the call. Argument k is
-// parameter k of the call; the name, number 0, is none.
-text insert_arguments(std::string_view body, const parameters &parameters) {
-  std::size_t size = body.size();
-  for (int i = 1; i < parameters.count(); ++i) size += parameters[i].size();
-  text expanded;
-  expanded.reserve(size);  // enough when each argument is used once
-  for (std::size_t dollar; (dollar = body.find('$')) != std::string_view::npos;) {
-    expanded.append(body.substr(0, dollar));
-    body.remove_prefix(dollar + 1);
-    if (!body.empty() && is_digit(body.front())) {
-      const int number = take_number(body);
-      if (number != 0) expanded.append(parameters[number]);
-    } else {
-      expanded.append('$');
-      if (body.starts_with('$')) body.remove_prefix(1);
-    }
-  }
-  expanded.append(body);
-  return expanded;
-}
-
 // ^macro[name;argument;...]
 //
 // The macro's body, evaluated, with its arguments put in. An argument is evaluated where the body
@@ -48,15 +13,11 @@ text insert_arguments(std::string_view body, const parameters &parameters) {
 //
 // [undefined macro name]
 void op_macro(parameters &parameters, text &out) {
+  std::string_view arguments[max_parameters];
+  const int count = parameters.count() - 1;
+  for (int i = 0; i < count; ++i) arguments[i] = parameters[i + 1];
   parameters.evaluate_in_place(0);
-  macro *const called = find_macro(parameters[0]);
-  // Deliberate: the message about a macro without a name has no closing bracket.
-  if (called == nullptr) return out.append(concat({"[undefined macro ", parameters[0], "]"}));
-  const macro_call_scope call(*called);
-  if (called->refers_to_arguments) return evaluate(insert_arguments(called->body, parameters).view(), out);
-  if (!std::exchange(called->was_called, true)) return evaluate(called->body, out);
-  const repetition_scope scope(called->repeated);
-  evaluate(called->body, out);
+  call_macro(parameters[0], {arguments, static_cast<std::size_t>(count)}, out);
 }
 
 // ^macro_new[name[parameter;...];body]
@@ -88,12 +49,6 @@ constexpr operator_definition definitions[] = {
 };
 
 }  // namespace
-
-void call_macro(std::string_view name, text &out) {
-  parameters parameters;
-  parameters.add(name);
-  op_macro(parameters, out);
-}
 
 extern const operator_module macro_operators{"macro/macro_operators.cpp", definitions};
 
