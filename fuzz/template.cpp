@@ -3,13 +3,9 @@
 #include <cstdlib>
 #include <string>
 
-// The sources themselves rather than their headers: what the program keeps for its one request, the
-// calls that stay counted, the variables and the tables, starts again with each input.
 #include "cgi/optimizer.h"
-#include "core/evaluator.cpp"  // NOLINT(bugprone-suspicious-include)
-#include "core/variables.cpp"  // NOLINT(bugprone-suspicious-include)
+#include "core/evaluator.h"
 #include "main/modules.h"
-#include "table/registry.cpp"  // NOLINT(bugprone-suspicious-include)
 
 namespace {
 
@@ -71,9 +67,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
   evaluate(source, page);
   optimize_output(page);
   if (page.view().find('\0') != std::string_view::npos) std::abort();
-  depth = 0;
-  forget_variables();
-  tables.set_limit(0);
-  tables.set_current_name({});
+  forget_request();
   return 0;
 }

@@ -9,8 +9,13 @@ namespace quillet {
 
 namespace {
 
-int source = charset_none;
-int output = charset_none;
+// What the environment says.
+struct charset_settings {
+  int source = charset_none;
+  int output = charset_none;
+};
+
+charset_settings charsets;
 
 struct charset_key {
   std::string_view key;
@@ -84,12 +89,14 @@ int charset_number(std::string_view setting) {
 }
 
 void read_charsets() {
-  output = charset_of_variable("CHARSET");
-  source = charset_of_variable("SOURCE_CHARSET");
+  charsets.output = charset_of_variable("CHARSET");
+  charsets.source = charset_of_variable("SOURCE_CHARSET");
 }
 
-int source_charset() { return source; }
-int output_charset() { return output; }
+void forget_charsets() { charsets = {}; }
+
+int source_charset() { return charsets.source; }
+int output_charset() { return charsets.output; }
 
 void recode(char *bytes, std::size_t length, int from, int to) {
   if (from == charset_none || to == charset_none || from == to) return;
@@ -102,9 +109,9 @@ void recode(char *bytes, std::size_t length, int from, int to) {
 
 void recode(text &bytes, int from, int to) { recode(bytes.data(), bytes.size(), from, to); }
 
-void recode_for_output(text &bytes) { recode(bytes, source, output); }
-void recode_from_client(text &bytes) { recode(bytes, output, source); }
-void recode_from_client(char *bytes, std::size_t length) { recode(bytes, length, output, source); }
+void recode_for_output(text &bytes) { recode(bytes, charsets.source, charsets.output); }
+void recode_from_client(text &bytes) { recode(bytes, charsets.output, charsets.source); }
+void recode_from_client(char *bytes, std::size_t length) { recode(bytes, length, charsets.output, charsets.source); }
 
 text recode_and_url_encode(std::string_view value) {
   text recoded(value);
@@ -114,12 +121,12 @@ text recode_and_url_encode(std::string_view value) {
 
 void upper_text(text &bytes) {
   upper_in_place(bytes);
-  set_high_case(bytes, source == charset_koi8_r);
+  set_high_case(bytes, charsets.source == charset_koi8_r);
 }
 
 void lower_text(text &bytes) {
   lower_in_place(bytes);
-  set_high_case(bytes, source != charset_koi8_r);
+  set_high_case(bytes, charsets.source != charset_koi8_r);
 }
 
 }  // namespace quillet

@@ -23,6 +23,8 @@ enum charset : int {
 
 // Reads CHARSET and SOURCE_CHARSET from the environment.
 void read_charsets();
+// Neither is set any more.
+void forget_charsets();
 [[nodiscard]] int source_charset();
 [[nodiscard]] int output_charset();
 

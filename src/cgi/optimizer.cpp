@@ -14,6 +14,8 @@ namespace {
 
 bool optimize = true;
 
+void forget_choice() { optimize = true; }
+
 // Drops every byte of the set that follows another one; `previous` says whether the text begins as if
 // one stood before it.
 template <char... set>
@@ -71,6 +73,6 @@ void optimize_output(text &page) {
   }
 }
 
-extern const operator_module optimizer_operators{"cgi/optimizer.cpp", definitions};
+extern const operator_module optimizer_operators{"cgi/optimizer.cpp", definitions, forget_choice};
 
 }  // namespace quillet

@@ -296,7 +296,10 @@ void evaluate(std::string_view source, text &out) {
 
 int call_depth() { return depth; }
 
-void forget_calls() { depth = 0; }
+void forget_calls() {
+  depth = 0;
+  effects = 0;
+}
 
 unsigned long effect_count() { return effects; }
 

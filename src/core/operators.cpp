@@ -14,9 +14,13 @@ constexpr std::size_t index_size = 512;  // a power of two, well above the capac
 
 // Entries in order of registration, and an open-addressing index over their names (linear probing).
 // Both live in zeroed static memory: registering costs no heap block.
-constinit operator_entry entries[registry_capacity] = {};
-std::size_t entry_count = 0;
-std::uint8_t index_slots[index_size];  // entry number + 1; 0: free
+struct operator_registry {
+  operator_entry entries[registry_capacity];
+  std::size_t entry_count;
+  std::uint8_t index_slots[index_size];  // entry number + 1; 0: free
+};
+
+constinit operator_registry registry = {};
 
 // FNV-1a; names are a few bytes long.
 std::size_t hash_name(std::string_view name) {
@@ -28,8 +32,10 @@ std::size_t hash_name(std::string_view name) {
 // The index slot that holds `name`, or the free one where it belongs.
 std::uint8_t &index_slot(std::string_view name) {
   std::size_t i = hash_name(name);
-  while (index_slots[i] != 0 && entries[index_slots[i] - 1].name != name) i = (i + 1) & (index_size - 1);
-  return index_slots[i];
+  while (registry.index_slots[i] != 0 && registry.entries[registry.index_slots[i] - 1].name != name) {
+    i = (i + 1) & (index_size - 1);
+  }
+  return registry.index_slots[i];
 }
 
 constexpr std::size_t longest_name = 64;  // keeps a page-sized "name" from being hashed
@@ -41,9 +47,9 @@ void register_operator(std::string_view name, operator_handler handler, int para
   if (name.empty() || name.size() > longest_name) return;
   std::uint8_t &slot = index_slot(name);
   if (slot != 0) return;
-  if (entry_count == registry_capacity) fatal("operator registry full");
-  entries[entry_count] = {handler, name, parameter_count, flags, is_pure};
-  slot = static_cast<std::uint8_t>(++entry_count);
+  if (registry.entry_count == registry_capacity) fatal("operator registry full");
+  registry.entries[registry.entry_count] = {handler, name, parameter_count, flags, is_pure};
+  slot = static_cast<std::uint8_t>(++registry.entry_count);
 }
 
 void register_operators(std::span<const operator_definition> definitions) {
@@ -56,10 +62,10 @@ void register_operators(std::span<const operator_definition> definitions) {
 const operator_entry *find_operator(std::string_view name) {
   if (name.empty() || name.size() > longest_name) return nullptr;
   const std::uint8_t slot = index_slot(name);
-  return slot == 0 ? nullptr : &entries[slot - 1];
+  return slot == 0 ? nullptr : &registry.entries[slot - 1];
 }
 
-std::span<const operator_entry> registered_operators() { return {entries, entry_count}; }
+std::span<const operator_entry> registered_operators() { return {registry.entries, registry.entry_count}; }
 
 void append_error(text &out, std::string_view operator_name, std::string_view message) {
   out.append('[');

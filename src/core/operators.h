@@ -43,6 +43,7 @@ struct operator_definition {
 struct operator_module {
   std::string_view source;  // "apps/chat.cpp"
   std::span<const operator_definition> definitions;
+  void (*forget)() = nullptr;  // gives what the operators keep from call to call its beginning back
 };
 
 // One registered operator.

@@ -94,7 +94,9 @@ class text {
 [[nodiscard]] text copy_text(const text &source);
 // The first `n` bytes, or all when there are fewer; null when that is nothing.
 [[nodiscard]] text copy_prefix(std::string_view source, std::size_t n);
-// The same, but nothing gives an empty text that is present.
+// All of the bytes; null when there are none.
+[[nodiscard]] inline text text_or_null(std::string_view source) { return copy_prefix(source, source.size()); }
+// As `copy_prefix`, but nothing gives an empty text that is present.
 [[nodiscard]] text copy_counted(std::string_view source, std::size_t n);
 // `length` bytes from `start`, both clamped to the source; an empty view when nothing is left.
 [[nodiscard]] std::string_view substring(std::string_view source QUILLET_VIEWED, std::size_t start, std::size_t length);

@@ -159,8 +159,7 @@ void op_while(parameters &parameters, text &out) {
 // Sets a variable back to what it was, also when there was none, at the end of the scope.
 class variable_scope {
  public:
-  explicit variable_scope(std::string_view name)
-      : name_(name), saved_(copy_prefix(variable_get(name), variable_get(name).size())) {}
+  explicit variable_scope(std::string_view name) : name_(name), saved_(text_or_null(variable_get(name))) {}
   variable_scope(const variable_scope &) = delete;
   variable_scope &operator=(const variable_scope &) = delete;
   ~variable_scope() { variable_set(name_, std::move(saved_)); }

@@ -111,7 +111,7 @@ text rewrite_escapes(std::string_view source) {
   constexpr std::pair<std::string_view, std::string_view> steps[] = {
       {"\\\\", pair}, {"\\n", "\n"}, {"\\t", "\t"}, {"\\d", "[[:digit:]]"}, {"\\s", "[[:space:]]"}, {pair, "\\\\"},
   };
-  text expression = copy_prefix(source, source.size());
+  text expression = text_or_null(source);
   for (const auto &[find, with] : steps) {
     if (expression.view().find(find) != std::string_view::npos) expression = replace_all(find, with, expression);
   }

@@ -12,6 +12,14 @@ namespace quillet {
 
 namespace {
 
+int turn = 0;         // of the two parameters of `color`
+bool seeded = false;  // whether `random` has its seed
+
+void forget_turn_and_seed() {
+  turn = 0;
+  seeded = false;
+}
+
 // ^rem[...]
 //
 // A comment: nothing in it is evaluated. Result: empty.
@@ -21,7 +29,6 @@ void op_rem(parameters &, text &) {}
 //
 // One of its two parameters, alternating from call to call, whichever calls they are.
 void op_color(parameters &parameters, text &out) {
-  static int turn = 0;
   // Deliberate: the first call gives the second parameter.
   turn = (turn + 1) % 2;
   out.append(parameters[turn]);
@@ -97,7 +104,6 @@ void op_level(parameters &parameters, text &out) {
 //
 // A random whole number from 0 to `limit` - 1; a limit below 1, or none, is 1000000.
 void op_random(parameters &parameters, text &out) {
-  static bool seeded = false;
   if (!seeded) {
     std::srand(static_cast<unsigned>(getpid()) + static_cast<unsigned>(std::time(nullptr)));
     static_cast<void>(std::rand());
@@ -120,6 +126,6 @@ constexpr operator_definition definitions[] = {
 
 }  // namespace
 
-extern const operator_module miscellaneous_operators{"language/miscellaneous.cpp", definitions};
+extern const operator_module miscellaneous_operators{"language/miscellaneous.cpp", definitions, forget_turn_and_seed};
 
 }  // namespace quillet

@@ -107,7 +107,7 @@ std::string_view browser_version(std::string_view user_agent, std::string_view k
 // and MSIE; "nn": Mozilla and not compatible) and the version is not above the highest one. Otherwise
 // no text.
 void op_browser(parameters &parameters, text &out) {
-  text user_agent = copy_prefix(request.http_user_agent, std::string_view::npos);
+  text user_agent = text_or_null(request.http_user_agent);
   upper_in_place(user_agent);
   const std::string_view version = browser_version(user_agent, parameters[0]);
   if (version.data() == nullptr) return;

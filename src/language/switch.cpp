@@ -55,7 +55,7 @@ void op_switch(parameters &parameters, text &out) {
 // [case: not enough params]
 void op_case(parameters &parameters, text &out) {
   if (parameters.count() < 2) return append_error(out, "case", "not enough params");
-  const auto branch = [&parameters] { return copy_prefix(parameters.last(), std::string_view::npos); };
+  const auto branch = [&parameters] { return text_or_null(parameters.last()); };
   for (int i = 0; i + 1 < parameters.count(); ++i) {
     const expansion label = evaluate(parameters[i]);
     // Deliberate: of several cases that match, or are the default, the last one wins.

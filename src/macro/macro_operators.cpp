@@ -23,9 +23,7 @@ void op_macro(parameters &parameters, text &out) {
 // ^macro_new[name[parameter;...];body]
 //
 // Defines a macro, in place of an earlier one of that name. An empty body removes it. Result: empty.
-void op_macro_new(parameters &parameters, text &) {
-  define_macro(parameters[0], copy_prefix(parameters[1], parameters[1].size()));
-}
+void op_macro_new(parameters &parameters, text &) { define_macro(parameters[0], text_or_null(parameters[1])); }
 
 // ^macro_use[file]
 //

@@ -1,5 +1,13 @@
 #include "main/modules.h"
 
+#include "cgi/charset.h"
+#include "cgi/form.h"
+#include "cgi/request.h"
+#include "core/evaluator.h"
+#include "core/variables.h"
+#include "macro/macro_library.h"
+#include "table/registry.h"
+
 namespace quillet {
 
 // Each is defined at the end of the module's source file.
@@ -55,6 +63,19 @@ std::span<const operator_module *const> operator_modules() { return modules; }
 
 void register_all_operators() {
   for (const operator_module *module : modules) register_operators(module->definitions);
+}
+
+void forget_request() {
+  for (const operator_module *module : modules) {
+    if (module->forget != nullptr) module->forget();
+  }
+  forget_tables();
+  forget_macros();
+  forget_variables();
+  forget_calls();
+  forget_charsets();
+  free_form_entries();
+  request = {};
 }
 
 }  // namespace quillet

@@ -14,4 +14,9 @@ namespace quillet {
 // Registers the operators of every module. Called once, before the configuration and the page are read.
 void register_all_operators();
 
+// Gives everything that the process keeps of its request its beginning back, for whoever serves several in one
+// process: tests, fuzzers, a server. The operators stay registered. What `.profile` put into the environment
+// stays there: restoring it is the caller's.
+void forget_request();
+
 }  // namespace quillet

@@ -35,7 +35,7 @@ void table_array::remove_current() {
 }
 
 void table_array::set_current_name(std::string_view name) {
-  current_name_ = copy_prefix(name, name.size());
+  current_name_ = text_or_null(name);
   current_ = find(current_name_);
 }
 
@@ -52,6 +52,11 @@ void remove_current_table() { tables.remove_current(); }
 std::string_view current_table_name() { return tables.current_name(); }
 
 void set_current_table_name(std::string_view name) { tables.set_current_name(name); }
+
+void forget_tables() {
+  tables.set_limit(0);
+  tables.set_current_name({});
+}
 
 table_name_scope::table_name_scope(std::string_view name) : saved_(tables.current_name()) {
   tables.set_current_name(name);

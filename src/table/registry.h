@@ -53,6 +53,9 @@ void remove_current_table();
 [[nodiscard]] std::string_view current_table_name();
 void set_current_table_name(std::string_view name);
 
+// Removes them all and gives the current name its beginning back, none. No table may be walked.
+void forget_tables();
+
 // Another current name for a while: `context` with a body, `match` with a replacement.
 class table_name_scope {
  public:

@@ -140,7 +140,7 @@ void table::reorder(std::span<const int> order) {
   for (std::size_t i = 0; i < order.size(); ++i) items()[i] = before[slot(order[i])];
 }
 
-void table::set_name(std::string_view name) { name_ = copy_prefix(name, name.size()); }
+void table::set_name(std::string_view name) { name_ = text_or_null(name); }
 
 void table::require_unlocked() const {
   if (locked_) throw lock_violation{this};

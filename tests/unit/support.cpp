@@ -10,10 +10,26 @@
 #include <regex>
 #include <sstream>
 
+#include "main/modules.h"
+
 // A request for too much memory is answered as without the sanitizer, by null.
 extern "C" const char *__asan_default_options() { return "allocator_may_return_null=1"; }
 
 namespace quillet_tests {
+
+namespace {
+
+// Every test begins as a request does.
+class forgetting_listener : public testing::EmptyTestEventListener {
+  void OnTestStart(const testing::TestInfo &) override { quillet::forget_request(); }
+};
+
+[[maybe_unused]] const bool listening = [] {
+  testing::UnitTest::GetInstance()->listeners().Append(new forgetting_listener);
+  return true;
+}();
+
+}  // namespace
 
 temporary_folder::temporary_folder() : before_(std::filesystem::current_path()) {
   std::string name = std::filesystem::temp_directory_path() / "quillet_unit_XXXXXX";

@@ -134,6 +134,11 @@ TEST(copy_text, is_independent_of_its_source) {
   EXPECT_EQ(copy.view(), "abc");
 }
 
+TEST(text_or_null, copies_all_bytes_and_gives_null_for_none) {
+  EXPECT_EQ(text_or_null("abc").view(), "abc");
+  EXPECT_TRUE(text_or_null("").is_null());
+}
+
 TEST(copy_prefix, gives_the_first_bytes) { EXPECT_EQ(copy_prefix("abcdef", 3).view(), "abc"); }
 
 TEST(copy_prefix, gives_all_bytes_when_there_are_fewer) { EXPECT_EQ(copy_prefix("abc", 9).view(), "abc"); }

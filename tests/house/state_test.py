@@ -1,0 +1,65 @@
+#!/usr/bin/env python3
+"""Reads the writable variables of the program and fails on one that nobody answers for.
+
+One process may answer several requests. So whatever a request can change is either given its beginning back by
+`forget_request`, or by a scope on every way out of it, or it is the same for every request.
+"""
+
+import os
+import subprocess
+import sys
+
+ANSWERED_FOR = {
+    "forgotten by forget_request": [
+        "charsets", "depth", "effects", "last_found", "macros", "optimize", "outlived", "request", "seeded", "tables",
+        "turn", "variables",
+        # the form
+        "body_bytes", "first_run", "last_run", "query_bytes", "search",
+    ],
+    "restored by a scope": [
+        "connection", "current_list_user", "current_mode", "current_switch", "repeated_text::innermost",
+        "parameters::stack_top", "parameters::slot_stack::memory",
+    ],
+    "constant after the start": [
+        "registry", "write_last_message", "preparation_door::open",
+        "keyed_hash(std::basic_string_view<char, std::char_traits<char> >)::secret",
+        # the database library, once it is loaded
+        "client", "load_mysql_client(quillet::text&)::client", "load_mysql_client(quillet::text&)::is_loaded",
+    ],
+    "kept for later requests, which it does not change": [
+        # counts up with every definition, for the process's whole life
+        "generation",
+        # compiled regular expressions
+        "kept_expressions", "next_kept",
+    ],
+}
+
+
+def writable_variables(program):
+    """The names in the program's writable sections, without the namespaces of the house."""
+    listing = subprocess.run(["nm", "--demangle", "--format=sysv", program], check=True, capture_output=True, text=True)
+    names = []
+    for line in listing.stdout.splitlines():
+        columns = [column.strip() for column in line.split("|")]
+        if len(columns) < 7 or columns[6] not in (".data", ".bss", ".tdata", ".tbss"):
+            continue
+        name = columns[0].removeprefix("guard variable for ")
+        if name.startswith("quillet::"):
+            names.append(name.removeprefix("quillet::").removeprefix("(anonymous namespace)::"))
+    return sorted(set(names))
+
+
+def main():
+    program = os.environ["QUILLET_PROGRAM"]
+    names = writable_variables(program)
+    answered_for = {name for names in ANSWERED_FOR.values() for name in names}
+    failures = [f"{name}: changes while the program runs, and nobody gives it its beginning back"
+                for name in names if name not in answered_for]
+    if not names:
+        failures.append(f"{program}: no writable variable found")
+    print("\n".join(failures) or f"{len(names)} writable variables")
+    sys.exit(1 if failures else 0)
+
+
+if __name__ == "__main__":
+    main()
