@@ -98,4 +98,13 @@ void error_page(const char *format, ...) {
   std::_Exit(exit_error_page);
 }
 
+void report_error(std::initializer_list<std::string_view> parts, text &out) {
+  text message;
+  for (const std::string_view part : parts) message.append(part);
+  log_message(error_log, "%s", message.c_str());
+  out.append('[');
+  out.append(message);
+  out.append(']');
+}
+
 }  // namespace quillet

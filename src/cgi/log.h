@@ -1,6 +1,11 @@
 // The two logs of the working directory, and the error page.
 #pragma once
 
+#include <initializer_list>
+#include <string_view>
+
+#include "core/text.h"
+
 namespace quillet {
 
 // The logs by number; only bit 0 of a number counts.
@@ -23,5 +28,9 @@ void log_last_message();
 // Ends the process with `exit_error_page` after two lines in the error log, "script error by host %s"
 // and the message, and an HTML page that shows the message unchanged.
 [[noreturn, gnu::format(printf, 1, 2)]] void error_page(const char *format, ...);
+
+// Appends the parts in brackets to `out`, as an operator's error text, and writes the same message, without
+// the brackets, to the error log.
+void report_error(std::initializer_list<std::string_view> parts, text &out);
 
 }  // namespace quillet

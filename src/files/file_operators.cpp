@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "cgi/file_names.h"
+#include "cgi/log.h"
 #include "cgi/request.h"
 #include "core/evaluator.h"
 #include "core/file.h"
@@ -171,6 +172,18 @@ void op_index(parameters &parameters, text &out) {
   put_table(std::make_unique<table>(std::move(rows)));
 }
 
+// ^unlink[file]
+//
+// Deletes the file. Result: empty.
+//
+// [unlink '' failed: no filename specified]
+// [unlink 'path' failed: the system's description(#error number)]
+void op_unlink(parameters &parameters, text &out) {
+  const text path = parameters[0].empty() ? text() : resolve_file(parameters[0]);
+  const text failure = remove_file(path);
+  if (!failure.is_null()) report_error({"unlink '", path, "' failed: ", failure}, out);
+}
+
 constexpr operator_definition definitions[] = {
     {"name", op_name, 0, evaluated, "^name[path] ^name[path;level]", "A component of a path, without its extension.",
      pure},
@@ -182,6 +195,7 @@ constexpr operator_definition definitions[] = {
     {"include", op_include, 0, evaluated, "^include[file] ^include[asis;file]", "The text of a file."},
     {"index", op_index, 0, evaluated, "^index[directory] ^index[directory;pattern]",
      "Creates a table of the file names in a directory."},
+    {"unlink", op_unlink, 1, evaluated, "^unlink[file]", "Deletes a file."},
 };
 
 }  // namespace

@@ -1,5 +1,3 @@
-#include <initializer_list>
-
 #include "cgi/charset.h"
 #include "cgi/file_names.h"
 #include "cgi/form.h"
@@ -12,18 +10,8 @@ namespace quillet {
 
 namespace {
 
-// Appends the message in brackets and writes it to the error log.
-void report(std::initializer_list<std::string_view> parts, text &out) {
-  text message;
-  for (const std::string_view part : parts) message.append(part);
-  log_message(error_log, "%s", message.c_str());
-  out.append('[');
-  out.append(message);
-  out.append(']');
-}
-
 void report_upload(std::string_view field, std::string_view destination, std::string_view reason, text &out) {
-  report({"upload field '", field, "' to '", destination, "' failed: ", reason}, out);
+  report_error({"upload field '", field, "' to '", destination, "' failed: ", reason}, out);
 }
 
 // --- what there is to know about a file ---
@@ -117,24 +105,11 @@ void op_upload(parameters &parameters, text &out) {
   if (parameters.last() == "sql") make_text(charset_koi8_r, start, out);
 }
 
-// ^unlink[file]
-//
-// Deletes the file. Result: empty.
-//
-// [unlink '' failed: no filename specified]
-// [unlink 'path' failed: the system's description(#error number)]
-void op_unlink(parameters &parameters, text &out) {
-  const text path = parameters[0].empty() ? text() : resolve_file(parameters[0]);
-  const text failure = remove_file(path);
-  if (!failure.is_null()) report({"unlink '", path, "' failed: ", failure}, out);
-}
-
 constexpr operator_definition definitions[] = {
     {"upload", op_upload, 0, evaluated,
      "^upload[field;file] ^upload[field;name] ^upload[field;size] ^upload[field;value] ^upload[field;uuencode;name] "
      "^upload[...;text] ^upload[...;sql]",
      "Stores the file that a visitor sent, or describes it."},
-    {"unlink", op_unlink, 1, evaluated, "^unlink[file]", "Deletes a file."},
 };
 
 }  // namespace

@@ -74,13 +74,7 @@ void op_save(parameters &parameters, text &out) {
   const text path = name.is_empty() ? text() : underscore_path(resolve_file(name));
   const text bytes = parameters.count() >= 2 ? evaluate_copy(parameters[1]) : serialise_current_table();
   const text failure = write_text_file(path, bytes, false);
-  if (failure.is_null()) return;
-  log_message(error_log, "save to '%s' failed: %s", path.c_str(), failure.c_str());
-  out.append("[save to '");
-  out.append(path);
-  out.append("' failed: ");
-  out.append(failure);
-  out.append(']');
+  if (!failure.is_null()) report_error({"save to '", path, "' failed: ", failure}, out);
 }
 
 constexpr operator_definition definitions[] = {

@@ -46,6 +46,6 @@ constexpr operator_definition definitions[] = {
 
 }  // namespace
 
-extern const operator_module cache_operators{"db/cache.cpp", definitions};
+extern const operator_module cache_operators{"files/cache.cpp", definitions};
 
 }  // namespace quillet

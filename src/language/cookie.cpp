@@ -25,6 +25,6 @@ constexpr operator_definition definitions[] = {
 
 }  // namespace
 
-extern const operator_module cookie_operators{"files/cookie.cpp", definitions};
+extern const operator_module cookie_operators{"language/cookie.cpp", definitions};
 
 }  // namespace quillet
