@@ -13,6 +13,9 @@ constexpr int usual_cookie_days = 90;
 // none. A space ends the value, the last one of several.
 [[nodiscard]] text cookie_value(std::string_view name);
 
+// Forgets what was found out about the request's cookies.
+void forget_cookies();
+
 // Sends the header line of a cookie at once, the value escaped, for so many days: 0 keeps it until the
 // browser is closed, a negative number removes it. A name that is empty, or has control bytes, which
 // could end the line, sends nothing.

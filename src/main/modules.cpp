@@ -1,6 +1,7 @@
 #include "main/modules.h"
 
 #include "cgi/charset.h"
+#include "cgi/cookies.h"
 #include "cgi/form.h"
 #include "cgi/request.h"
 #include "core/evaluator.h"
@@ -56,6 +57,7 @@ void forget_request() {
   forget_variables();
   forget_calls();
   forget_charsets();
+  forget_cookies();
   free_form_entries();
   request = {};
 }

@@ -53,10 +53,7 @@ std::string_view current_table_name() { return tables.current_name(); }
 
 void set_current_table_name(std::string_view name) { tables.set_current_name(name); }
 
-void forget_tables() {
-  tables.set_limit(0);
-  tables.set_current_name({});
-}
+void forget_tables() { tables = {}; }
 
 table_name_scope::table_name_scope(std::string_view name) : saved_(tables.current_name()) {
   tables.set_current_name(name);

@@ -11,7 +11,7 @@ import sys
 
 ANSWERED_FOR = {
     "forgotten by forget_request": [
-        "charsets", "depth", "effects", "last_found", "macros", "optimize", "outlived", "request", "seeded", "tables",
+        "charsets", "cookie_index", "depth", "effects", "last_found", "macros", "optimize", "outlived", "request", "seeded", "tables",
         "turn", "variables",
         # the form
         "body_bytes", "first_run", "last_run", "query_bytes", "search",

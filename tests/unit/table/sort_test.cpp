@@ -1,5 +1,3 @@
-#include "table/sort.h"
-
 #include <gtest/gtest.h>
 
 #include <algorithm>
