@@ -80,6 +80,12 @@ void append_expiry(int days, text &line) {
 
 }  // namespace
 
+void forget_cookies() {
+  cookie_index.header = {};
+  cookie_index.passed = 0;
+  cookie_index.values.clear();
+}
+
 text cookie_value(std::string_view name) { return url_unescape(escaped_cookie(name)); }
 
 void forget_cookies() { cookie_index = {}; }

@@ -3,6 +3,7 @@
 #include <string>
 
 #include "cgi/charset.h"
+#include "cgi/cookies.h"
 #include "cgi/form.h"
 #include "cgi/request.h"
 #include "core/evaluator.h"
@@ -48,6 +49,17 @@ TEST(forget_request, forgets_the_request_and_its_form) {
   EXPECT_EQ(request.response_content_type.view(), "text/html");
   EXPECT_TRUE(form_entries().empty());
   EXPECT_FALSE(find_next_form_entry());
+}
+
+TEST(forget_request, forgets_the_cookies_that_it_has_an_index_of) {
+  std::string header = "name=old; " + std::string(1000, 'x') + "=1";
+  request.http_cookie = header;
+  for (int i = 0; i < 100; ++i) static_cast<void>(cookie_value("none"));
+  EXPECT_EQ(cookie_value("name").view(), "old");
+  forget_request();
+  header.replace(5, 3, "new");
+  request.http_cookie = header;
+  EXPECT_EQ(cookie_value("name").view(), "new");
 }
 
 TEST(forget_request, forgets_the_charsets) {
