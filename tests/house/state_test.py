@@ -11,8 +11,8 @@ import sys
 
 ANSWERED_FOR = {
     "forgotten by forget_request": [
-        "charsets", "cookie_index", "depth", "effects", "last_found", "macros", "optimize", "outlived", "request", "seeded", "tables",
-        "turn", "variables",
+        "charsets", "cookie_index", "depth", "effects", "last_found", "macros", "optimize", "outlived", "request", "seeded",
+        "tables", "turn", "variables",
         # the form
         "body_bytes", "first_run", "last_run", "query_bytes", "search",
     ],

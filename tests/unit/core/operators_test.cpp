@@ -70,12 +70,12 @@ TEST(find_operator, finds_nothing_for_a_name_as_long_as_a_page) {
 // In a child: the registry has no room for these and those of every other test.
 TEST(find_operator, still_finds_every_one_when_there_are_many) {
   const auto child = quillet_tests::run_in_child([] {
-    static std::string names[80];
-    for (int i = 0; i < 80; ++i) {
+    static std::string names[30];
+    for (int i = 0; i < 30; ++i) {
       names[i] = "registry test: many " + std::to_string(i);
       register_operator(names[i], op_first, i, evaluated);
     }
-    for (int i = 0; i < 80; ++i) {
+    for (int i = 0; i < 30; ++i) {
       ASSERT_NE(find_operator(names[i]), nullptr) << i;
       EXPECT_EQ(find_operator(names[i])->parameter_count, i);
     }

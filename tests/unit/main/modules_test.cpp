@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <set>
 #include <string_view>
+#include <vector>
 
 #include "core/operators.h"
 
@@ -112,14 +114,29 @@ constexpr expected_operator expected[] = {
     {"validate", 0, lazy},
 };
 
+// The rows in force, in the order of the modules. The registry may have other tests' operators, too.
+std::vector<const operator_definition *> rows_in_force() {
+  std::set<std::string_view> names;
+  std::vector<const operator_definition *> rows;
+  for (const operator_module *module : operator_modules()) {
+    for (const operator_definition &row : module->definitions) {
+      if (names.insert(row.name).second) rows.push_back(&row);
+    }
+  }
+  return rows;
+}
+
 TEST(register_all_operators, registers_every_operator_in_its_order_with_its_count_and_flag) {
   register_all_operators();
-  const auto registered = registered_operators();
-  ASSERT_EQ(registered.size(), std::size(expected));
+  const auto rows = rows_in_force();
+  ASSERT_EQ(rows.size(), std::size(expected));
   for (std::size_t i = 0; i < std::size(expected); ++i) {
-    EXPECT_EQ(registered[i].name, expected[i].name) << "at place " << i;
-    EXPECT_EQ(registered[i].parameter_count, expected[i].parameter_count) << expected[i].name;
-    EXPECT_EQ(registered[i].flags, expected[i].flags) << expected[i].name;
+    EXPECT_EQ(rows[i]->name, expected[i].name) << "at place " << i;
+    const operator_entry *entry = find_operator(expected[i].name);
+    ASSERT_NE(entry, nullptr) << expected[i].name;
+    EXPECT_EQ(entry->handler, rows[i]->handler) << expected[i].name;
+    EXPECT_EQ(entry->parameter_count, expected[i].parameter_count) << expected[i].name;
+    EXPECT_EQ(entry->flags, expected[i].flags) << expected[i].name;
   }
 }
 
