@@ -6,7 +6,7 @@
 
 // The sources themselves rather than their headers: the calls that stay counted and the macros, which
 // the program keeps for its one request, start again with each input.
-#include "core/evaluator.cpp"  // NOLINT(bugprone-suspicious-include)
+#include "core/calls.h"
 #include "core/file.h"
 #include "macro/macro_library.cpp"  // NOLINT(bugprone-suspicious-include)
 #include "macro/macro_operators.h"
@@ -33,7 +33,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
   if (source.view().find('\r') != std::string_view::npos || source.view().find("\n#") != std::string_view::npos) {
     std::abort();
   }
-  depth = max_call_depth - levels;
+  calls.depth = max_call_depth - levels;
   text output;
   define_macros(source, &output);
   // A macro may define others.

@@ -48,6 +48,7 @@ void put_bound() {
   auto *entry = const_cast<quillet::operator_entry *>(quillet::find_operator(bounded[number].name));
   bounded[number].handler = entry->handler;
   entry->handler = op_bounded<number>;
+  entry->prepare = nullptr;
 }
 
 }  // namespace
@@ -79,7 +80,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
   evaluate(source, page);
   optimize_output(page);
   if (page.view().find('\0') != std::string_view::npos) std::abort();
-  depth = 0;
+  forget_calls();
   forget_variables();
   tables.set_limit(0);
   tables.set_current_name({});

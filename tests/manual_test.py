@@ -16,7 +16,7 @@ MANUAL = DOCS / "operators"
 
 STRING = r'"(?:[^"\\]|\\.)*"'
 TABLE = re.compile(r"constexpr operator_definition \w+\[\] = \{\n(.*?)\n\};", re.DOTALL)
-ROW = re.compile(rf"\s*\{{({STRING}),\s*\w+,\s*\d+,\s*\w+,\s*({STRING}(?:\s+{STRING})*),\s*({STRING}(?:\s+{STRING})*)(?:,\s*\w+)?\}},")
+ROW = re.compile(rf"\s*\{{({STRING}),\s*\w+,\s*\d+,\s*\w+,\s*({STRING}(?:\s+{STRING})*),\s*({STRING}(?:\s+{STRING})*)(?:,\s*!?\w+){{0,2}}\}},")
 ENTRY = re.compile(r"## (?P<name>\S+)\n\n```text\n(?P<synopsis>.*?)\n```\n\n(?P<summary>.*?)\n\n", re.DOTALL)
 INDEX_ROW = re.compile(r"^\| \[`(.*?)`\]\((.*?)\) \| (.*) \|$", re.MULTILINE)
 

@@ -8,6 +8,7 @@
 #include "core/evaluator.h"
 #include "core/keyed_hash.h"
 #include "core/operators.h"
+#include "language/prepared_choices.h"
 
 namespace quillet {
 
@@ -172,7 +173,8 @@ void op_cmp(parameters &parameters, text &out) {
 }
 
 constexpr operator_definition module[] = {
-    {"eq", op_eq, 0, lazy, "^eq[a;b;then] ^eq[a;b;then;else]", "Chooses a text by whether two texts are equal."},
+    {"eq", op_eq, 0, lazy, "^eq[a;b;then] ^eq[a;b;then;else]", "Chooses a text by whether two texts are equal.", !pure,
+     prepare_eq},
     {"ifdef", op_ifdef, 0, lazy, "^ifdef[value;then] ^ifdef[value;then;else]",
      "Chooses a text by whether a value is empty."},
     {"start", op_start, 3, lazy, "^start[prefix;then;else]", "Chooses a text by how the URL of the page begins."},

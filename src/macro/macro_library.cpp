@@ -25,6 +25,10 @@ std::vector<std::unique_ptr<macro>> outlived;
 
 unsigned long generation = 0;
 
+// The bodies with arguments that are kept, so that a tree of calls with ever other arguments takes no more memory.
+constexpr std::size_t most_kept_bytes = 256 * 1024;
+std::size_t kept_bytes = 0;
+
 // The macro taken out of the library; null when there is none.
 std::unique_ptr<macro> take_macro(std::string_view name) {
   ++generation;
@@ -107,6 +111,58 @@ macro::macro(text &&numbered_body)
       refers_to_arguments(body.view().find('$') != std::string_view::npos),
       repeated(body) {}
 
+namespace {
+
+// Reads the number of an argument reference, one digit or two, off the front of `rest`.
+int take_number(std::string_view &rest) {
+  int number = 0;
+  for (int digits = 0; digits < 2 && !rest.empty() && is_digit(rest.front()); ++digits) {
+    number = number * 10 + (rest.front() - '0');
+    rest.remove_prefix(1);
+  }
+  return number;
+}
+
+}  // namespace
+
+text macro::with_arguments(std::span<const std::string_view> parameters) const {
+  std::string_view rest = body;
+  std::size_t size = rest.size();
+  for (const std::string_view argument : parameters) size += argument.size();
+  const int count = static_cast<int>(parameters.size());
+  text expanded;
+  expanded.reserve(size);  // enough when each argument is used once
+  for (std::size_t dollar; (dollar = rest.find('$')) != std::string_view::npos;) {
+    expanded.append(rest.substr(0, dollar));
+    rest.remove_prefix(dollar + 1);
+    if (!rest.empty() && is_digit(rest.front())) {
+      const int number = take_number(rest);
+      if (number != 0 && number < count) expanded.append(parameters[static_cast<std::size_t>(number)]);
+    } else {
+      expanded.append('$');
+      if (rest.starts_with('$')) rest.remove_prefix(1);
+    }
+  }
+  expanded.append(rest);
+  return expanded;
+}
+
+repeated_text *macro::body_for(std::span<const std::string_view> parameters) {
+  if (!refers_to_arguments) return &repeated;
+  std::string key;
+  for (const std::string_view argument : parameters.subspan(1)) {
+    key.append(argument);
+    key.push_back('\0');  // no text has one
+  }
+  std::unique_ptr<kept_body> &kept = kept_bodies_[key];
+  if (kept == nullptr) {
+    if (kept_bytes > most_kept_bytes) return nullptr;
+    kept = std::make_unique<kept_body>(with_arguments(parameters));
+    kept_bytes += kept->body.size();
+  }
+  return &kept->repeated;
+}
+
 macro *find_macro(std::string_view name) {
   if (name.empty()) return nullptr;
   const auto found = macros.find(name);
@@ -161,6 +217,7 @@ unsigned long macro_generation() { return generation; }
 void forget_macros() {
   macros.clear();
   outlived.clear();
+  kept_bytes = 0;
   ++generation;
 }
 

@@ -6,42 +6,11 @@
 #include "core/operators.h"
 #include "macro/macro_files.h"
 #include "macro/macro_library.h"
+#include "macro/prepared_macro_call.h"
 
 namespace quillet {
 
 namespace {
-
-// Reads the number of an argument reference, one digit or two, off the front of `rest`.
-int take_number(std::string_view &rest) {
-  int number = 0;
-  for (int digits = 0; digits < 2 && !rest.empty() && is_digit(rest.front()); ++digits) {
-    number = number * 10 + (rest.front() - '0');
-    rest.remove_prefix(1);
-  }
-  return number;
-}
-
-// The body with its references replaced by the arguments as they are in the call. Argument k is
-// parameter k of the call; the name, number 0, is none.
-text insert_arguments(std::string_view body, const parameters &parameters) {
-  std::size_t size = body.size();
-  for (int i = 1; i < parameters.count(); ++i) size += parameters[i].size();
-  text expanded;
-  expanded.reserve(size);  // enough when each argument is used once
-  for (std::size_t dollar; (dollar = body.find('$')) != std::string_view::npos;) {
-    expanded.append(body.substr(0, dollar));
-    body.remove_prefix(dollar + 1);
-    if (!body.empty() && is_digit(body.front())) {
-      const int number = take_number(body);
-      if (number != 0) expanded.append(parameters[number]);
-    } else {
-      expanded.append('$');
-      if (body.starts_with('$')) body.remove_prefix(1);
-    }
-  }
-  expanded.append(body);
-  return expanded;
-}
 
 // ^macro[name;argument;...]
 //
@@ -55,10 +24,13 @@ void op_macro(parameters &parameters, text &out) {
   // Deliberate: the message about a macro without a name has no closing bracket.
   if (called == nullptr) return out.append(concat({"[undefined macro ", parameters[0], "]"}));
   const macro_call_scope call(*called);
-  if (called->refers_to_arguments) return evaluate(insert_arguments(called->body, parameters).view(), out);
+  if (called->refers_to_arguments) {
+    std::string_view arguments[max_parameters];
+    for (int i = 0; i < parameters.count(); ++i) arguments[i] = parameters[i];
+    return evaluate(called->with_arguments({arguments, static_cast<std::size_t>(parameters.count())}).view(), out);
+  }
   if (!std::exchange(called->was_called, true)) return evaluate(called->body, out);
-  const repetition_scope scope(called->repeated);
-  evaluate(called->body, out);
+  called->repeated.evaluate(out);
 }
 
 // ^macro_new[name[parameter;...];body]
@@ -83,7 +55,7 @@ void op_macro_exists(parameters &parameters, text &out) {
 }
 
 constexpr operator_definition module[] = {
-    {"macro", op_macro, 0, lazy, "^macro[name;argument;...]", "Calls a macro."},
+    {"macro", op_macro, 0, lazy, "^macro[name;argument;...]", "Calls a macro.", !pure, prepare_macro},
     {"macro_new", op_macro_new, 2, lazy, "^macro_new[name[parameter;...];body]", "Defines a macro."},
     {"macro_use", op_macro_use, 1, evaluated, "^macro_use[file]", "Defines the macros of a file or a directory."},
     {"macro_exists", op_macro_exists, 1, evaluated, "^macro_exists[name]", "Whether a macro is defined."},
