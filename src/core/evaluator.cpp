@@ -16,12 +16,6 @@ std::size_t next_list_byte(std::string_view source, std::size_t from) {
   return find_one_of<'[', ']', ';', '`', '^'>(source, from);
 }
 
-// A parameter wholly inside backticks is the text between them.
-std::string_view strip_backticks(std::string_view parameter) {
-  if (parameter.size() < 2 || parameter.front() != '`' || parameter.back() != '`') return parameter;
-  return parameter.substr(1, parameter.size() - 2);
-}
-
 // Makes the calls as they are found.
 struct expanding_sink {
   text &out;
@@ -60,7 +54,7 @@ std::size_t split_parameters(std::string_view call, parameters &parameters) {
     } else if (level <= 1) {
       // Deliberate: the twentieth parameter makes the call literal text.
       if (parameters.count() == max_parameters) return 0;
-      parameters.add(strip_backticks(call.substr(start, k - start)));
+      parameters.add(without_backticks(call.substr(start, k - start)));
       if (level == 0) return k;
       start = k + 1;
     }
