@@ -109,7 +109,7 @@ struct prepared_text::open_calls {
     const frame left = frames.back();
     frames.pop_back();
     --calls.depth;
-    left.call->leave(left.kept);
+    if (left.kept != nullptr) left.call->leave(left.kept);
     return left;
   }
 };

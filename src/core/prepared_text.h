@@ -32,7 +32,7 @@ class prepared_call {
   //   `complete`   when it is done;
   //   `not_now`    when only the handler can make it; then nothing has changed;
   //   a text       whose expansion completes the result; when that is done, or left by an exception, `leave` is
-  //                called with what `make` put into `kept`.
+  //                called with what `make` put into `kept`, if it did.
   virtual const prepared_text *make(text &out, void *&kept) = 0;
   virtual void leave(void *) {}
 

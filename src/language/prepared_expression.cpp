@@ -1,6 +1,8 @@
 #include "language/prepared_expression.h"
 
 #include <algorithm>
+#include <cmath>
+#include <iterator>
 
 #include "language/expression_arithmetic.h"
 #include "language/expression_reader.h"
@@ -86,6 +88,58 @@ prepared_expression::prepared_expression(std::string_view expression, std::span<
   expression_preparer preparer(*this, expression, holes);
   const auto read = expression_reader(expression, preparer).run();
   preparer.finish(read.result, read.status == expression_status::ok);
+  if (!must_be_read_) make_integer_steps();
+}
+
+// What the step does with integers; `none` when it may give something else.
+prepared_expression::integer_action prepared_expression::integer_action_of(const step &of) {
+  if (of.what == action::load) return integer_action::load;
+  struct row {
+    operation meaning;
+    integer_action infix;
+    integer_action reversed;
+  };
+  using what = integer_action;
+  constexpr row rows[] = {
+      {operation::add, what::add, what::add},
+      {operation::subtract, what::subtract, what::subtract_from},
+      {operation::multiply, what::multiply, what::multiply},
+      {operation::remainder, what::remainder, what::none},
+      {operation::less, what::less, what::greater},
+      {operation::greater, what::greater, what::less},
+      {operation::less_or_equal, what::less_or_equal, what::greater_or_equal},
+      {operation::greater_or_equal, what::greater_or_equal, what::less_or_equal},
+      {operation::equal, what::equal, what::equal},
+      {operation::not_equal, what::not_equal, what::not_equal},
+      {operation::logical_and, what::logical_and, what::logical_and},
+      {operation::logical_or, what::logical_or, what::logical_or},
+      {operation::logical_not, what::logical_not, what::none},
+  };
+  const auto *const found =
+      std::find_if(std::begin(rows), std::end(rows), [&](const row &each) { return each.meaning == of.meaning; });
+  if (found == std::end(rows)) return what::none;
+  return of.what == action::reversed_infix ? found->reversed : found->infix;
+}
+
+void prepared_expression::make_integer_steps() {
+  static const int nothing = 0;
+  for (const step &each : steps_) {
+    integer_step made{integer_action_of(each), each.from == source::stack, &nothing};
+    if (made.what == integer_action::none || each.from == source::hole) return integer_steps_.clear();
+    if (each.from == source::constant) {
+      const int integer = truncate_to_int(each.constant);
+      // A zero may have a sign.
+      if (each.constant != integer || (integer == 0 && std::signbit(each.constant))) return integer_steps_.clear();
+      integers_.push_back(std::make_unique<int>(integer));
+      made.operand = integers_.back().get();
+    }
+    if (each.from == source::variable) {
+      integer_variables_.push_back(each.named);
+      made.operand = &each.named->integer();
+    }
+    integer_steps_.push_back(made);
+  }
+  integer_steps_.push_back({integer_action::end, false, &nothing});
 }
 
 namespace {
@@ -99,7 +153,70 @@ namespace {
 
 }  // namespace
 
+// The result of operands of 32 bits, or of results that are exact in a double.
+inline long long prepared_expression::apply_integer(integer_action what, long long a, long long b) {
+  switch (what) {
+    case integer_action::add:
+      return a + b;
+    case integer_action::subtract:
+      return a - b;
+    case integer_action::subtract_from:
+      return b - a;
+    case integer_action::multiply:
+      return a == 0 || b == 0 ? not_exact : a * b;  // such a zero may have a sign
+    case integer_action::remainder:
+      return b == 0 || b == -1 ? 0 : static_cast<int>(a) % static_cast<int>(b);
+    case integer_action::less:
+      return a < b;
+    case integer_action::greater:
+      return a > b;
+    case integer_action::less_or_equal:
+      return a <= b;
+    case integer_action::greater_or_equal:
+      return a >= b;
+    case integer_action::equal:
+      return a == b;
+    case integer_action::not_equal:
+      return a != b;
+    case integer_action::logical_and:
+      return a != 0 && b != 0;
+    case integer_action::logical_or:
+      return a != 0 || b != 0;
+    default:
+      return a == 0;
+  }
+}
+
+// Gives up where a result is no longer exact in a double, or an operand that has to has not 32 bits.
+bool prepared_expression::compute_integer(double &value) const {
+  for (const variable *each : integer_variables_) {
+    if (!each->is_integer()) return false;
+  }
+  const auto fits = [](long long number) { return number == static_cast<int>(number); };
+  long long stack[deepest];
+  long long *top = stack;
+  long long result = 0;
+  for (const integer_step *at = integer_steps_.data(); at->what != integer_action::end; ++at) {
+    long long operand = *at->operand;
+    if (at->what == integer_action::load) {
+      *top++ = result;
+      result = operand;
+      continue;
+    }
+    if (at->from_stack) {
+      operand = result;
+      result = *--top;
+    }
+    if (at->what >= integer_action::multiply && !(fits(result) && fits(operand))) return false;
+    result = apply_integer(at->what, result, operand);
+    if (result >= not_exact || result <= -not_exact) return false;
+  }
+  value = static_cast<double>(result);
+  return true;
+}
+
 bool prepared_expression::compute(const double *hole_values, double &value) const {
+  if (!integer_steps_.empty() && compute_integer(value)) return true;
   if (must_be_read_) return false;
   double stack[deepest];
   double *top = stack;

@@ -85,7 +85,7 @@ class prepared_change : public prepared_call {
 
  private:
   void calculate(int operand) {
-    const int before = changed_.is_integer() ? static_cast<int>(changed_.number()) : parse_int(changed_.value());
+    const int before = changed_.is_integer() ? changed_.integer() : parse_int(changed_.value());
     changed_.assign_integer(calculate_variable(operation_, before, operand));
   }
 
