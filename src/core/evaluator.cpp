@@ -43,7 +43,7 @@ std::size_t split_parameters(std::string_view call, parameters &parameters) {
     if (c == '`') {
       in_backticks = !in_backticks;
     } else if (c == '^') {
-      // The byte behind it is protected; a backtick toggles all the same.
+      // The byte after it is protected; a backtick still toggles.
       if (++k < call.size() && call[k] == '`') in_backticks = !in_backticks;
     } else if (in_backticks) {
       continue;

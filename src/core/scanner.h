@@ -18,7 +18,7 @@ namespace quillet {
 // The "[" of a text whose parameter list cannot be split, in their order.
 [[nodiscard]] std::vector<std::size_t> find_unsplittable(std::string_view source);
 
-// A parameter wholly inside backticks is what is between them.
+// A parameter wholly inside backticks is the text between them.
 [[nodiscard]] inline std::string_view without_backticks(std::string_view parameter) {
   if (parameter.size() < 2 || parameter.front() != '`' || parameter.back() != '`') return parameter;
   return parameter.substr(1, parameter.size() - 2);

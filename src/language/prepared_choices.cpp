@@ -35,7 +35,7 @@ class compared_part {
   bool is_plain_;
 };
 
-// ^eq[a;b;then;else]
+// Of ^eq[a;b;then;else]
 class prepared_eq : public prepared_call {
  public:
   prepared_eq(repeated_text &keeper, const parameters &call)
@@ -75,7 +75,7 @@ struct case_finder {
   }
 };
 
-// ^switch[value;body], of a body with cases only
+// Of ^switch[value;body], of a body with cases only
 class prepared_switch : public prepared_call {
  public:
   prepared_switch(repeated_text &keeper, const parameters &call, const std::vector<prepared_case> &cases)

@@ -22,7 +22,7 @@ int calculate_variable(char operation, int x, int y) {
 
 namespace {
 
-// ^var[name]
+// Of ^var[name]
 class prepared_reading : public prepared_call {
  public:
   explicit prepared_reading(std::string_view name) : read_(variable_named(name)) {}
@@ -35,7 +35,7 @@ class prepared_reading : public prepared_call {
   variable &read_;
 };
 
-// ^var[name;text]
+// Of ^var[name;text]
 class prepared_assignment : public prepared_call {
  public:
   prepared_assignment(repeated_text &keeper, const parameters &call)
@@ -58,7 +58,7 @@ class prepared_assignment : public prepared_call {
   bool is_plain_;
 };
 
-// ^var[name;operation;operand], of a text operation
+// Of ^var[name;operation;operand], of a text operation
 class prepared_change : public prepared_call {
  public:
   prepared_change(repeated_text &keeper, const parameters &call)
@@ -96,7 +96,7 @@ class prepared_change : public prepared_call {
   bool is_plain_;
 };
 
-// ^var[name;format;expression]
+// Of ^var[name;format;expression]
 class prepared_computation : public prepared_call {
  public:
   prepared_computation(repeated_text &keeper, const parameters &call)
@@ -128,7 +128,7 @@ class prepared_computation : public prepared_call {
   prepared_condition operand_;
 };
 
-// ^eval[expression;format]
+// Of ^eval[expression;format]
 class prepared_eval : public prepared_call {
  public:
   prepared_eval(repeated_text &keeper, const parameters &call) : format_(call[1]), expression_(keeper, call[0]) {}
@@ -144,7 +144,7 @@ class prepared_eval : public prepared_call {
   prepared_condition expression_;
 };
 
-// ^if[condition;not zero;zero] ^if[condition;negative;zero;positive]
+// Of ^if[condition;not zero;zero] ^if[condition;negative;zero;positive]
 class prepared_if : public prepared_call {
  public:
   prepared_if(repeated_text &keeper, const parameters &call) : condition_(keeper, call[0]), count_(call.count()) {
