@@ -32,6 +32,12 @@ class depth_scope {
   ~depth_scope() { --calls.depth; }
 };
 
+// Apart from `call_operator`, whose frame is on the stack once for each level of nesting. Deliberate: without a name
+// the bracket is not closed.
+[[gnu::noinline]] void append_message(std::string_view message, std::string_view name, text &out) {
+  out.append(concat({message, name, "]"}));
+}
+
 }  // namespace
 
 std::size_t split_parameters(std::string_view call, parameters &parameters) {
@@ -103,13 +109,12 @@ void call_operator(const operator_entry *entry, std::string_view name, parameter
   const bool refused = ++calls.depth > max_call_depth;
   if (refused || entry == nullptr || !entry->is_pure) ++calls.effects;
   if (refused) return out.append("[infinite operator recursion detected]");
-  // Deliberate: the message about an empty name has no closing bracket.
-  if (entry == nullptr) return out.append(concat({"[invalid operator ", name, "]"}));
+  if (entry == nullptr) return append_message("[invalid operator ", name, out);
 
   const depth_scope scope;
   if ((entry->flags & lazy) == 0) parameters.evaluate_all_in_place();
   if (entry->parameter_count != 0 && entry->parameter_count != parameters.count()) {
-    return out.append(concat({"[invalid parameters to operator ", name, "]"}));
+    return append_message("[invalid parameters to operator ", name, out);
   }
   entry->handler(parameters, out);
 }

@@ -16,7 +16,9 @@ namespace quillet {
 namespace {
 
 // The value of a template text as an expression. One that is absent, or has no text, counts as 0.
-bool compute_template(std::string_view operator_name, std::string_view source, double &value, text &out) {
+// Apart from its callers, whose frames are on the stack once for each level of nesting.
+[[gnu::noinline]] bool compute_template(std::string_view operator_name, std::string_view source, double &value,
+                                        text &out) {
   return compute_expression(operator_name, evaluate(source), value, out);
 }
 
