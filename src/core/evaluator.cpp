@@ -32,8 +32,8 @@ class depth_scope {
   ~depth_scope() { --calls.depth; }
 };
 
-// Apart from `call_operator`, whose frame is on the stack once for each level of nesting. Deliberate: without a name
-// the bracket is not closed.
+// Apart from `call_operator`, whose frame is on the stack once for each level of nesting. Deliberate: the message about
+// an empty name has no closing bracket.
 [[gnu::noinline]] void append_message(std::string_view message, std::string_view name, text &out) {
   out.append(concat({message, name, "]"}));
 }
@@ -49,7 +49,7 @@ std::size_t split_parameters(std::string_view call, parameters &parameters) {
     if (c == '`') {
       in_backticks = !in_backticks;
     } else if (c == '^') {
-      // The byte after it is protected; a backtick still toggles.
+      // Deliberate: a caret does not protect a backtick.
       if (++k < call.size() && call[k] == '`') in_backticks = !in_backticks;
     } else if (in_backticks) {
       continue;

@@ -140,6 +140,7 @@ class expression_reader {
 
   bool step_over_number() {
     const char c = rest_.front();
+    // Deliberate: a sign belongs to a number only while no value was read at this level.
     const bool sign = c == '+' || c == '-';
     if (!is_digit(c) && c != '.' && !(sign && !level_.value_read)) return false;
     const number_reading number = read_number(rest_);
