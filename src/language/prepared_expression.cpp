@@ -161,7 +161,7 @@ inline long long prepared_expression::apply_integer(integer_action what, long lo
     case integer_action::subtract:
       return a - b;
     case integer_action::subtract_from:
-      return a - b;
+      return b - a;
     case integer_action::multiply:
       return a == 0 || b == 0 ? not_exact : a * b;  // such a zero may have a sign
     case integer_action::remainder:
