@@ -97,7 +97,7 @@ class prepared_switch : public prepared_call {
     prepared_part branch;
   };
 
-  // Deliberate: of several cases that match, or are the default, the last one wins, and an empty branch is none.
+  // As `case` does: of several that match, or are the default, the last one, and an empty branch is none.
   found_case *choose(std::string_view value) {
     found_case *matched = nullptr;
     found_case *usual = nullptr;
