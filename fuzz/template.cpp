@@ -42,6 +42,7 @@ void put_bound() {
   auto *entry = const_cast<quillet::operator_entry *>(quillet::find_operator(bounded[number].name));
   bounded[number].handler = entry->handler;
   entry->handler = op_bounded<number>;
+  entry->prepare = nullptr;
 }
 
 }  // namespace

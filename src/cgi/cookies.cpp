@@ -88,8 +88,6 @@ void forget_cookies() {
 
 text cookie_value(std::string_view name) { return url_unescape(escaped_cookie(name)); }
 
-void forget_cookies() { cookie_index = {}; }
-
 void send_cookie(std::string_view name, std::string_view value, int days) {
   if (name.empty() || std::any_of(name.begin(), name.end(), is_control)) return;
   text line("Set-Cookie: ");

@@ -10,11 +10,11 @@
 #pragma once
 
 #include <cstddef>
-#include <memory>
-#include <optional>
 #include <string_view>
 
 #include "core/operators.h"
+#include "core/preparation.h"
+#include "core/prepared_text.h"
 #include "core/text.h"
 #include "core/viewed.h"
 
@@ -55,51 +55,17 @@ class expansion {
 // The expansion as a text of its own, which may be changed and outlives the source; null when empty.
 [[nodiscard]] text evaluate_copy(std::string_view source);
 
-// A template text that is evaluated again and again, and stays alive and unchanged as long as this
-// object: what evaluating it, or a part of it, finds out about the calls in it is kept. Nothing but the
-// time it takes depends on it.
-class repeated_text {
- public:
-  explicit repeated_text(std::string_view source);
-  repeated_text(const repeated_text &) = delete;
-  repeated_text &operator=(const repeated_text &) = delete;
-  ~repeated_text();
-
- private:
-  friend class repetition_scope;
-  friend void evaluate(std::string_view source, text &out);
-  struct prepared_texts;
-
-  [[nodiscard]] bool holds(std::string_view part) const;
-  // Expands the text or a part of it by what is kept of it; false when it is neither or nothing is.
-  bool expand(std::string_view part, text &out);
-
-  static repeated_text *innermost;
-  std::string_view source_;
-  std::unique_ptr<prepared_texts> prepared_;
-};
-
-// The time in which a repeated text is evaluated. A part of one that is being evaluated already shares
-// what that one keeps.
-class repetition_scope {
- public:
-  explicit repetition_scope(repeated_text &repeated);
-  repetition_scope(const repetition_scope &) = delete;
-  repetition_scope &operator=(const repetition_scope &) = delete;
-  ~repetition_scope();
-
- private:
-  repeated_text *outer_;
-};
-
-// Both for the passes of a loop over its body.
+// The passes of a loop over its body: while this lives, what evaluating the body finds out is kept.
 class loop_scope {
  public:
-  explicit loop_scope(std::string_view body) : body_(body), scope_(body_) {}
+  explicit loop_scope(std::string_view body) : body_(body) {
+    if (preparation_enabled() && has_markup(body)) body_.keep_parts();
+  }
+  // One pass.
+  void evaluate(text &out) { body_.evaluate(out); }
 
  private:
   repeated_text body_;
-  repetition_scope scope_;
 };
 
 // Splits the parameter list that starts at the "[" at the front of `call`. Gives the offset of the
@@ -111,6 +77,9 @@ class loop_scope {
 // "]" (without "]" for an empty name), a wrong number of parameters "[invalid parameters to operator "
 // name "]", after the parameters were evaluated.
 void invoke_operator(std::string_view name, parameters &parameters, text &out);
+
+// The same for an operator that is known already; `entry` is null when none has that name.
+void call_operator(const operator_entry *entry, std::string_view name, parameters &parameters, text &out);
 
 // The calls under way, and those that count for the rest of the process.
 [[nodiscard]] int call_depth();

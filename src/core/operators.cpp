@@ -43,19 +43,19 @@ constexpr std::size_t longest_name = 64;  // keeps a page-sized "name" from bein
 }  // namespace
 
 void register_operator(std::string_view name, operator_handler handler, int parameter_count, unsigned flags,
-                       bool is_pure) {
+                       bool is_pure, operator_preparation prepare) {
   if (name.empty() || name.size() > longest_name) return;
   std::uint8_t &slot = index_slot(name);
   if (slot != 0) return;
   if (registry.entry_count == registry_capacity) fatal("operator registry full");
-  registry.entries[registry.entry_count] = {handler, name, parameter_count, flags, is_pure};
+  registry.entries[registry.entry_count] = {handler, name, parameter_count, flags, is_pure, prepare};
   slot = static_cast<std::uint8_t>(++registry.entry_count);
 }
 
 void register_operators(std::span<const operator_definition> definitions) {
   for (const operator_definition &definition : definitions) {
     register_operator(definition.name, definition.handler, definition.parameter_count, definition.flags,
-                      definition.is_pure);
+                      definition.is_pure, definition.prepare);
   }
 }
 

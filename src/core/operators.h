@@ -8,6 +8,7 @@
 // after the size that `out` had on entry) and cut it off again, never at the earlier text.
 #pragma once
 
+#include <memory>
 #include <span>
 #include <string_view>
 
@@ -15,6 +16,13 @@
 #include "core/text.h"
 
 namespace quillet {
+
+class prepared_call;
+class repeated_text;
+
+// How an operator prepares a call of it in a text that is evaluated again and again (see prepared_text.h); null when
+// it does not for this one. The parameters are template text, and their bytes the keeper's.
+using operator_preparation = std::unique_ptr<prepared_call> (*)(const parameters &call, repeated_text &keeper);
 
 using operator_handler = void (*)(parameters &parameters, text &out);
 
@@ -37,6 +45,7 @@ struct operator_definition {
   std::string_view synopsis;
   std::string_view summary;
   bool is_pure = false;
+  operator_preparation prepare = nullptr;
 };
 
 // The operators of one source file.
@@ -53,12 +62,13 @@ struct operator_entry {
   int parameter_count;
   unsigned flags;
   bool is_pure;
+  operator_preparation prepare;
 };
 
 // Adds an operator at the end of the registry. An empty name is ignored, and so is a name that is
 // already there: the first registration wins. `name` must live as long as the process.
 void register_operator(std::string_view name, operator_handler handler, int parameter_count, unsigned flags,
-                       bool is_pure = false);
+                       bool is_pure = false, operator_preparation prepare = nullptr);
 
 // Registers the rows of a module's table in their order.
 void register_operators(std::span<const operator_definition> definitions);

@@ -33,13 +33,6 @@ class parameters {
   }
   // The last parameter.
   [[nodiscard]] std::string_view last() const QUILLET_VIEWED { return (*this)[count_ - 1]; }
-  // The template text from the start of one parameter to the end of a later one, which must both be as
-  // they are in the page.
-  [[nodiscard]] std::string_view spanning(int first, int last) const {
-    const std::string_view from = slots_[first].bytes;
-    const std::string_view to = slots_[last].bytes;
-    return {from.data(), static_cast<std::size_t>(to.data() + to.size() - from.data())};
-  }
   // Puts the value of the template text in its place.
   void evaluate_in_place(int index);
   void evaluate_all_in_place();

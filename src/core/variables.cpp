@@ -43,7 +43,7 @@ void variable::remove() {
 }
 
 void variable::print_integer() {
-  value_.assign(decimal_digits(static_cast<long long>(number_)));
+  value_.assign(decimal_digits(integer_));
   text_is_stale_ = false;
 }
 

@@ -27,15 +27,16 @@ class variable {
   void assign(std::string_view bytes);
   // The decimal digits of the number.
   void assign_integer(int number) {
-    number_ = number;
+    number_ = integer_ = number;
     exists_ = knows_number_ = is_integer_ = text_is_stale_ = true;
   }
   // In place; a variable that does not exist is made, unless there is nothing to append.
   void append(std::string_view bytes);
   void remove();
 
-  // Whether the text was set as an integer, which it is then.
+  // Whether the text was set as an integer, and which one.
   [[nodiscard]] bool is_integer() const { return is_integer_; }
+  [[nodiscard]] const int &integer() const { return integer_; }
   // The number that the text reads as, if `keep_number` has said it of this text, or it is an integer.
   [[nodiscard]] bool knows_number() const { return knows_number_; }
   [[nodiscard]] double number() const { return number_; }
@@ -54,6 +55,7 @@ class variable {
   text name_;
   text value_;
   double number_ = 0;
+  int integer_ = 0;
   bool exists_ = false;
   bool knows_number_ = false;
   bool is_integer_ = false;

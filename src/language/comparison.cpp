@@ -1,6 +1,7 @@
 #include "cgi/request.h"
 #include "core/evaluator.h"
 #include "core/operators.h"
+#include "language/prepared_choices.h"
 
 namespace quillet {
 
@@ -62,7 +63,8 @@ void op_cmp(parameters &parameters, text &out) {
 }
 
 constexpr operator_definition definitions[] = {
-    {"eq", op_eq, 0, lazy, "^eq[a;b;then] ^eq[a;b;then;else]", "Chooses a text by whether two texts are equal."},
+    {"eq", op_eq, 0, lazy, "^eq[a;b;then] ^eq[a;b;then;else]", "Chooses a text by whether two texts are equal.", !pure,
+     prepare_eq},
     {"ifdef", op_ifdef, 0, lazy, "^ifdef[value;then] ^ifdef[value;then;else]",
      "Chooses a text by whether a value is empty."},
     {"start", op_start, 3, lazy, "^start[prefix;then;else]", "Chooses a text by how the URL of the page begins."},

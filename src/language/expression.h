@@ -4,7 +4,7 @@
 //   prefix operators and functions     ! ~ round floor ceiling abs sqrt sign
 //
 // A group is in parentheses. How operators of different precedence combine is described at `take_operator`
-// in the source.
+// in expression_reader.h.
 #pragma once
 
 #include <cstddef>
@@ -28,9 +28,17 @@ struct expression_result {
 // The value of an expression. White space has no meaning here: see `without_white_space`.
 [[nodiscard]] expression_result evaluate_expression(std::string_view expression);
 
+// The value of a variable or table item in an expression.
+[[nodiscard]] expression_status read_expression_name(std::string_view name, double &value);
+
 // The expression as it is read: without white space, so that `1 2` is 12 and `a b` the name `ab`. A
 // view of `source` when there is none to remove, otherwise of `storage`.
 [[nodiscard]] std::string_view without_white_space(std::string_view source, text &storage);
+
+// The value of an expression that may hold white space; on failure its error text is appended instead, and false
+// given.
+[[nodiscard]] bool compute_expression(std::string_view operator_name, std::string_view expression, double &value,
+                                      text &out);
 
 // Appends "[" operator name ": " message " near '" rest "']".
 //

@@ -1,5 +1,4 @@
-// The operators and functions of expressions: how they are written, how tightly they bind and what
-// they compute.
+// The operators and functions of expressions: how they are written, how tightly they bind.
 #pragma once
 
 #include <array>
@@ -99,11 +98,5 @@ inline constexpr std::array<std::uint8_t, 256> first_tokens = [] {
   }
   return nullptr;
 }
-
-[[nodiscard]] double apply_infix(operation meaning, double x, double y);
-[[nodiscard]] double apply_prefix(operation meaning, double x);
-
-// The number truncated toward zero. One beyond 32 bits, and what is no number, gives -2147483648.
-[[nodiscard]] int truncate_to_int(double value);
 
 }  // namespace quillet

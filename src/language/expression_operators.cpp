@@ -5,55 +5,34 @@
 #include "core/quoting.h"
 #include "core/variables.h"
 #include "language/expression.h"
-#include "language/expression_operations.h"
+#include "language/expression_arithmetic.h"
 #include "language/number_format.h"
+#include "language/prepared_expression_calls.h"
 
 namespace quillet {
 
 namespace {
 
-// The value of an expression; on failure its error text is appended instead, and false given.
-bool compute(std::string_view operator_name, std::string_view expression, double &value, text &out) {
-  text storage;
-  const expression_result result = evaluate_expression(without_white_space(expression, storage));
-  if (result.status != expression_status::ok) {
-    append_expression_error(out, operator_name, result);
-    return false;
-  }
-  value = result.value;
-  return true;
-}
-
-// The same for a template text. One that is absent, or has no text, counts as 0.
-bool compute_template(std::string_view operator_name, std::string_view source, double &value, text &out) {
-  return compute(operator_name, evaluate(source), value, out);
+// The value of a template text as an expression. One that is absent, or has no text, counts as 0.
+// Apart from its callers, whose frames are on the stack once for each level of nesting.
+[[gnu::noinline]] bool compute_template(std::string_view operator_name, std::string_view source, double &value,
+                                        text &out) {
+  return compute_expression(operator_name, evaluate(source), value, out);
 }
 
 // --- var ---
 
-// The result in 32 bits of an operation on two C integers.
-int calculate(char operation, int x, int y) {
-  const long long a = x;
-  const long long b = y;
-  long long result = 0;
-  if (operation == '+') result = a + b;
-  if (operation == '-') result = a - b;
-  if (operation == '*') result = a * b;
-  if (operation == '/') result = b == 0 ? 0 : a / b;
-  return static_cast<int>(static_cast<unsigned>(result));
-}
-
 void update_variable(std::string_view name, std::string_view operation, std::string_view operand) {
   if (operation == ".") return variable_append(name, operand);
   if (operation == "+" || operation == "-" || operation == "*" || operation == "/") {
-    const int result = calculate(operation.front(), parse_int(variable_get(name)), parse_int(operand));
+    const int result = calculate_variable(operation.front(), parse_int(variable_get(name)), parse_int(operand));
     return variable_assign(name, decimal_digits(result));
   }
   if (operand.empty()) return;
   text result;
   double value = 0;
   // Deliberate: an error text becomes the variable's value and is not shown.
-  if (compute("var", operand, value, result)) append_number(value, operation, result);
+  if (compute_expression("var", operand, value, result)) append_number(value, operation, result);
   variable_set(name, std::move(result));
 }
 
@@ -102,7 +81,7 @@ void op_var(parameters &parameters, text &out) {
 void op_eval(parameters &parameters, text &out) {
   if (parameters[0].empty()) return;
   double value = 0;
-  if (compute("eval", parameters[0], value, out)) append_number(value, parameters[1], out);
+  if (compute_expression("eval", parameters[0], value, out)) append_number(value, parameters[1], out);
 }
 
 // ^if[condition;not zero;zero]
@@ -141,7 +120,8 @@ constexpr int most_passes = 999;
 // [while: Bad variable or table item name near 'rest']
 void op_while(parameters &parameters, text &out) {
   const std::size_t start = out.size();
-  const loop_scope loop(parameters.spanning(0, 1));
+  const loop_scope condition(parameters[0]);
+  const loop_scope body(parameters[1]);
   text error;
   for (int pass = 0; pass < most_passes; ++pass) {
     double value = 0;
@@ -187,25 +167,28 @@ void op_for(parameters &parameters, text &out) {
   for (const int evaluated_once : {0, 1, 2, 4}) parameters.evaluate_in_place(evaluated_once);
   double from = 0;
   double to = 0;
-  if (!compute("for from", parameters[1], from, out) || !compute("for to", parameters[2], to, out)) return;
+  if (!compute_expression("for from", parameters[1], from, out) ||
+      !compute_expression("for to", parameters[2], to, out))
+    return;
 
   const std::size_t start = out.size();
   const long long last = truncate_to_int(to);
   const variable_scope scope(parameters[0]);
-  const loop_scope loop(parameters[3]);
+  loop_scope body(parameters[3]);
+  variable &counted = variable_named(parameters[0]);
   for (long long i = truncate_to_int(from); i <= last; ++i) {
-    variable_assign(parameters[0], decimal_digits(i));
+    counted.assign_integer(static_cast<int>(i));
     if (out.size() > start) out.append(parameters[4]);
-    evaluate(parameters[3], out);
+    body.evaluate(out);
   }
 }
 
 constexpr operator_definition definitions[] = {
     {"var", op_var, 0, lazy, "^var[name] ^var[name;text] ^var[name;operation;operand]",
-     "Sets, changes or shows a variable."},
-    {"eval", op_eval, 0, evaluated, "^eval[expression;format]", "The value of an expression.", pure},
+     "Sets, changes or shows a variable.", !pure, prepare_var},
+    {"eval", op_eval, 0, evaluated, "^eval[expression;format]", "The value of an expression.", pure, prepare_eval},
     {"if", op_if, 0, lazy, "^if[condition;not zero;zero] ^if[condition;negative;zero;positive]",
-     "Chooses a branch by a number."},
+     "Chooses a branch by a number.", !pure, prepare_if},
     {"while", op_while, 2, lazy, "^while[condition;body]",
      "Evaluates the body while a condition is not 0, at most 999 times."},
     {"for", op_for, 0, lazy, "^for[name;from;to;body;separator]", "Evaluates the body for each number in a range."},

@@ -5,7 +5,7 @@
 #include <climits>
 #include <cstdio>
 
-#include "language/expression_operations.h"
+#include "language/expression_arithmetic.h"
 
 namespace quillet {
 

@@ -2,32 +2,12 @@
 
 #include "core/evaluator.h"
 #include "core/operators.h"
+#include "language/prepared_choices.h"
+#include "language/switch_state.h"
 
 namespace quillet {
 
 namespace {
-
-// What the `case` calls in the body of a `switch` leave behind. The branches are copies: a `case` may
-// be in a macro whose text is gone when the branch is evaluated.
-struct switch_state {
-  std::string_view value;
-  text matched_branch;
-  text default_branch;
-};
-
-switch_state current_switch;
-
-// A state of its own for one `switch`; the outer one is back when it ends.
-class switch_scope {
- public:
-  switch_scope() : saved_(std::move(current_switch)) {}
-  switch_scope(const switch_scope &) = delete;
-  switch_scope &operator=(const switch_scope &) = delete;
-  ~switch_scope() { current_switch = std::move(saved_); }
-
- private:
-  switch_state saved_;
-};
 
 // ^switch[value;body]
 //
@@ -71,7 +51,8 @@ void op_case(parameters &parameters, text &out) {
 }
 
 constexpr operator_definition definitions[] = {
-    {"switch", op_switch, 2, lazy, "^switch[value;body]", "Chooses one of the cases in the body."},
+    {"switch", op_switch, 2, lazy, "^switch[value;body]", "Chooses one of the cases in the body.", !pure,
+     prepare_switch},
     {"case", op_case, 0, lazy, "^case[label;...;branch]", "A branch of a switch."},
 };
 

@@ -25,6 +25,10 @@ std::vector<std::unique_ptr<macro>> outlived;
 
 unsigned long generation = 0;
 
+// The bodies with arguments that are kept, so that a tree of calls with ever other arguments takes no more memory.
+constexpr std::size_t most_kept_bytes = 256 * 1024;
+std::size_t kept_bytes = 0;
+
 // The macro taken out of the library; null when there is none.
 std::unique_ptr<macro> take_macro(std::string_view name) {
   ++generation;
@@ -75,27 +79,6 @@ std::size_t take_number(std::string_view &rest) {
     rest.remove_prefix(1);
   }
   return number;
-}
-
-// The body with its references replaced by the arguments as they are in the call. Numbers start at 1.
-text insert_arguments(std::string_view body, std::span<const std::string_view> arguments) {
-  std::size_t size = body.size();
-  for (const std::string_view argument : arguments) size += argument.size();
-  text expanded;
-  expanded.reserve(size);  // enough when each argument is used once
-  for (std::size_t dollar; (dollar = body.find('$')) != std::string_view::npos;) {
-    expanded.append(body.substr(0, dollar));
-    body.remove_prefix(dollar + 1);
-    if (!body.empty() && is_digit(body.front())) {
-      const std::size_t number = take_number(body);
-      if (number >= 1 && number <= arguments.size()) expanded.append(arguments[number - 1]);
-    } else {
-      expanded.append('$');
-      if (body.starts_with('$')) body.remove_prefix(1);
-    }
-  }
-  expanded.append(body);
-  return expanded;
 }
 
 // The number of the first name in the list that `source` begins with, and its length; 0 when none does.
@@ -150,6 +133,43 @@ macro::macro(text &&numbered_body)
       refers_to_arguments(body.view().find('$') != std::string_view::npos),
       repeated(body) {}
 
+text macro::with_arguments(std::span<const std::string_view> arguments) const {
+  std::string_view rest = body;
+  std::size_t size = rest.size();
+  for (const std::string_view argument : arguments) size += argument.size();
+  text expanded;
+  expanded.reserve(size);  // enough when each argument is used once
+  for (std::size_t dollar; (dollar = rest.find('$')) != std::string_view::npos;) {
+    expanded.append(rest.substr(0, dollar));
+    rest.remove_prefix(dollar + 1);
+    if (!rest.empty() && is_digit(rest.front())) {
+      const std::size_t number = take_number(rest);
+      if (number >= 1 && number <= arguments.size()) expanded.append(arguments[number - 1]);
+    } else {
+      expanded.append('$');
+      if (rest.starts_with('$')) rest.remove_prefix(1);
+    }
+  }
+  expanded.append(rest);
+  return expanded;
+}
+
+repeated_text *macro::body_for(std::span<const std::string_view> arguments) {
+  if (!refers_to_arguments) return &repeated;
+  std::string key;
+  for (const std::string_view argument : arguments) {
+    key.append(argument);
+    key.push_back('\0');  // no text has one
+  }
+  std::unique_ptr<kept_body> &kept = kept_bodies_[key];
+  if (kept == nullptr) {
+    if (kept_bytes > most_kept_bytes) return nullptr;
+    kept = std::make_unique<kept_body>(with_arguments(arguments));
+    kept_bytes += kept->body.size();
+  }
+  return &kept->repeated;
+}
+
 macro *find_macro(std::string_view name) {
   if (name.empty()) return nullptr;
   const auto found = macros.find(name);
@@ -193,10 +213,9 @@ void call_macro(std::string_view name, std::span<const std::string_view> argumen
   // Deliberate: the message about a macro without a name has no closing bracket.
   if (called == nullptr) return out.append(concat({"[undefined macro ", name, "]"}));
   const macro_call_scope call(*called);
-  if (called->refers_to_arguments) return evaluate(insert_arguments(called->body, arguments).view(), out);
+  if (called->refers_to_arguments) return evaluate(called->with_arguments(arguments).view(), out);
   if (!std::exchange(called->was_called, true)) return evaluate(called->body, out);
-  const repetition_scope scope(called->repeated);
-  evaluate(called->body, out);
+  called->repeated.evaluate(out);
 }
 
 int define_macros(std::string_view source, text *output) {
@@ -215,6 +234,7 @@ unsigned long macro_generation() { return generation; }
 void forget_macros() {
   macros.clear();
   outlived.clear();
+  kept_bytes = 0;
   ++generation;
 }
 

@@ -9,10 +9,15 @@
 // argument reference is "$" and its number in decimal, "$$" a literal "$".
 #pragma once
 
+#include <memory>
 #include <span>
+#include <string>
 #include <string_view>
+#include <unordered_map>
+#include <utility>
 
 #include "core/evaluator.h"
+#include "core/keyed_hash.h"
 #include "core/text.h"
 
 namespace quillet {
@@ -20,11 +25,24 @@ namespace quillet {
 struct macro {
   explicit macro(text &&numbered_body);
 
+  // The body with its references replaced by the arguments as they are in the call; the first one is "$1".
+  [[nodiscard]] text with_arguments(std::span<const std::string_view> arguments) const;
+  // The same to be evaluated again and again; null when no more of them are kept.
+  [[nodiscard]] repeated_text *body_for(std::span<const std::string_view> arguments);
+
   text body;
   bool refers_to_arguments;
   bool was_called = false;
   int running = 0;         // calls under way, which keep it alive when it is redefined
   repeated_text repeated;  // the body, for a macro that refers to no argument and is called again
+
+ private:
+  struct kept_body {
+    explicit kept_body(text &&with_arguments) : body(std::move(with_arguments)), repeated(body) {}
+    text body;
+    repeated_text repeated;
+  };
+  std::unordered_map<std::string, std::unique_ptr<kept_body>, keyed_hasher> kept_bodies_;  // by the arguments
 };
 
 // The macro of that name, null when there is none. It lives until it is defined again or, when it is

@@ -1,6 +1,7 @@
 #include "core/operators.h"
 #include "macro/macro_files.h"
 #include "macro/macro_library.h"
+#include "macro/prepared_macro_call.h"
 
 namespace quillet {
 
@@ -40,7 +41,7 @@ void op_macro_exists(parameters &parameters, text &out) {
 }
 
 constexpr operator_definition definitions[] = {
-    {"macro", op_macro, 0, lazy, "^macro[name;argument;...]", "Calls a macro."},
+    {"macro", op_macro, 0, lazy, "^macro[name;argument;...]", "Calls a macro.", !pure, prepare_macro},
     {"macro_new", op_macro_new, 2, lazy, "^macro_new[name[parameter;...];body]", "Defines a macro."},
     {"macro_use", op_macro_use, 1, evaluated, "^macro_use[file]", "Defines the macros of a file or a directory."},
     {"macro_exists", op_macro_exists, 1, evaluated, "^macro_exists[name]", "Whether a macro is defined."},

@@ -112,7 +112,8 @@ class page_generator {
   std::string condition(std::size_t level) {
     switch (random_.below(6)) {
       case 0:
-        return "^var[" + variable() + "]" + infix() + expression(0);
+        return one_of({"", "", "1", "2 ", "a", "(", "-", "!", "0"}) + "^var[" + variable() + "]" + infix() +
+               expression(0);
       case 1:
         return expression(0) + one_of({"", " "}) + infix() + one_of({"", " "}) + "^var[" + variable() + "]";
       case 2:
@@ -187,7 +188,7 @@ class page_generator {
       case 7:
         return "^item[" + one_of({"", "", "t;", "u;", "prev;", "next;"}) + column() + "]";
       case 8:
-        return "^macro[" + macro_name() + one_of({"", ";a", ";x;y", ";;2"}) + "]";
+        return "^macro[" + macro_name() + one_of({"", ";a", ";x;y", ";;2", ";xy;", ";;xy", ";xy"}) + "]";
       case 9:
         return "^sum[" + number(9) + ";" + short_text() + "]";
       case 10:
@@ -486,7 +487,8 @@ class page_generator {
       default: {
         std::string nested = text(1);
         const std::size_t levels = random_.one_in(3) ? 990 + random_.below(15) : random_.below(40);
-        const std::string open = one_of({"^eq[a;a;", "^if[1;", "^default[;", "^toupper["});
+        const std::string open =
+            one_of({"^eq[a;a;", "^if[1;", "^default[;", "^toupper[", "^eq[`;`;`;`;", "^default[``;"});
         for (std::size_t i = 0; i < levels; ++i) nested = open + nested + "]";
         return nested + text(1);
       }

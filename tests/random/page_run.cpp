@@ -84,6 +84,17 @@ void settle_process() {
   std::srand(1);
 }
 
+// What was written to standard output since the last time.
+std::string take_header_lines() {
+  std::fflush(stdout);
+  const off_t size = lseek(STDOUT_FILENO, 0, SEEK_CUR);
+  if (size <= 0) return {};
+  std::string written(static_cast<std::size_t>(size), '\0');
+  if (pread(STDOUT_FILENO, written.data(), written.size(), 0) < 0) std::abort();
+  if (ftruncate(STDOUT_FILENO, 0) != 0 || lseek(STDOUT_FILENO, 0, SEEK_SET) != 0) std::abort();
+  return written;
+}
+
 void start_request() {
   forget_calls();
   forget_variables();
@@ -94,6 +105,7 @@ void start_request() {
     remove_current_table();
   }
   set_current_table_name({});
+  static_cast<void>(take_header_lines());  // those of a page whose process was ended
   request.response_content_type = text("text/html");
   request.content_type_set = false;
   request.print_response = true;
@@ -123,17 +135,6 @@ std::string describe_state() {
   }
   for (const std::string_view name : table_names) state += describe_table(name);
   return state + std::string(request.response_content_type.view()) + "\n";
-}
-
-// What was written to standard output since the last time.
-std::string take_header_lines() {
-  std::fflush(stdout);
-  const off_t size = lseek(STDOUT_FILENO, 0, SEEK_CUR);
-  if (size <= 0) return {};
-  std::string written(static_cast<std::size_t>(size), '\0');
-  if (pread(STDOUT_FILENO, written.data(), written.size(), 0) < 0) std::abort();
-  if (ftruncate(STDOUT_FILENO, 0) != 0 || lseek(STDOUT_FILENO, 0, SEEK_SET) != 0) std::abort();
-  return written;
 }
 
 void describe(const char *what, const std::string &plain, const std::string &prepared, std::string &difference) {

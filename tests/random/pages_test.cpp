@@ -110,9 +110,9 @@ std::string shrink(std::string page) {
 }
 
 void report(std::uint64_t number, const std::string &page) {
+  std::fprintf(stderr, "page %llu differs:\n%s\n\n", static_cast<unsigned long long>(number), page.c_str());
   const std::string shortest = shrink(page);
-  std::fprintf(stderr, "page %llu differs:\n%s\n\nas short as it could be made:\n%s\n\n",
-               static_cast<unsigned long long>(number), page.c_str(), shortest.c_str());
+  std::fprintf(stderr, "as short as it could be made:\n%s\n\n", shortest.c_str());
   in_child([&] {
     const page_result plain = run_page(shortest, false);
     std::fprintf(stderr, "%s", describe_difference(plain, run_page(shortest, true)).c_str());

@@ -10,7 +10,7 @@
 
 #include "core/quoting.h"
 #include "core/variables.h"
-#include "language/expression_operations.h"
+#include "language/expression_arithmetic.h"
 #include "language/expression_reference.h"
 #include "support.h"
 #include "table/registry.h"
