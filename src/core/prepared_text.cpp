@@ -64,16 +64,16 @@ void prepared_part::evaluate(text &out) {
 
 prepared_text::prepared_text(repeated_text &keeper, std::string_view source) : keeper_(&keeper) {
   scanner(source, *this).run();
-  instructions_.push_back({instruction::end, 0, 0, {}, nullptr, nullptr});
+  instructions_.push_back({instruction::is_end, 0, 0, {}, nullptr, nullptr});
 }
 
 void prepared_text::literal(std::string_view bytes) {
-  if (!bytes.empty()) instructions_.push_back({instruction::literal, 0, 0, bytes, nullptr, nullptr});
+  if (!bytes.empty()) instructions_.push_back({instruction::is_literal, 0, 0, bytes, nullptr, nullptr});
 }
 
 void prepared_text::call(std::string_view name, const parameters &parameters) {
   const operator_entry *const entry = find_operator(name);
-  instructions_.push_back({instruction::call, static_cast<std::uint8_t>(parameters.count()),
+  instructions_.push_back({instruction::is_call, static_cast<std::uint8_t>(parameters.count()),
                            static_cast<std::uint32_t>(parameters_.size()), name, entry, nullptr});
   for (int i = 0; i < parameters.count(); ++i) {
     const bool plain = !has_markup(parameters[i]);
@@ -119,11 +119,11 @@ void prepared_text::expand(text &out) const {
   const prepared_text *code = this;
   const instruction *at = instructions_.data();
   for (;;) {
-    if (at->what == instruction::literal) {
+    if (at->what == instruction::is_literal) {
       out.append(at++->bytes);
       continue;
     }
-    if (at->what == instruction::end) {
+    if (at->what == instruction::is_end) {
       if (open_calls::frames.size() == open.outer) return;
       const open_calls::frame left = open.leave();
       code = left.code;

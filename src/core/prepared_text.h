@@ -74,7 +74,7 @@ class prepared_text {
 
  private:
   struct instruction {
-    enum : std::uint8_t { literal, call, end } what;
+    enum : std::uint8_t { is_literal, is_call, is_end } what;
     std::uint8_t parameter_count;
     std::uint32_t first_parameter;
     std::string_view bytes;  // of a call, the operator's name
