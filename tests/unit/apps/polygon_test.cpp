@@ -186,7 +186,8 @@ TEST(polygon, a_triangle_has_its_inside_and_nothing_beyond_its_corners) {
   for (int round = 0; round < 5000; ++round) {
     point corners[3];
     for (point &corner : corners) corner = {static_cast<int>(random.number(20)), static_cast<int>(random.number(20))};
-    const auto [a, b, c] = corners;
+    // Not structured bindings: clang 14 does not capture them.
+    const point a = corners[0], b = corners[1], c = corners[2];
     if (turn(a, b, c) == 0) continue;
     const drawing picture = replaced({a, b, c}, 20, 20);
     const auto inside = [&](int x, int y) {
@@ -195,9 +196,11 @@ TEST(polygon, a_triangle_has_its_inside_and_nothing_beyond_its_corners) {
       return std::ranges::all_of(sides, [](int side) { return side > 0; }) ||
              std::ranges::all_of(sides, [](int side) { return side < 0; });
     };
-    const auto [left, right] = std::minmax({a.x, b.x, c.x});
-    const auto [top, bottom] = std::minmax({a.y, b.y, c.y});
-    const auto near = [=](int x, int y) { return x >= left && x <= right && y >= top && y <= bottom; };
+    const auto columns = std::minmax({a.x, b.x, c.x});
+    const auto rows = std::minmax({a.y, b.y, c.y});
+    const auto near = [=](int x, int y) {
+      return x >= columns.first && x <= columns.second && y >= rows.first && y <= rows.second;
+    };
     for (int y = 0; y < 20; ++y) {
       for (int x = 0; x < 20; ++x) {
         const bool is_replaced = picture[static_cast<std::size_t>(y)][static_cast<std::size_t>(x)] == '#';
