@@ -13,7 +13,12 @@
 #include "main/modules.h"
 
 // A request for too much memory is answered as without the sanitizer, by null.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wpragmas"
+#pragma GCC diagnostic ignored "-Wunknown-warning-option"
+#pragma GCC diagnostic ignored "-Wreserved-identifier"  // the sanitizer gives the name
 extern "C" const char *__asan_default_options() { return "allocator_may_return_null=1"; }
+#pragma GCC diagnostic pop
 
 namespace quillet_tests {
 
