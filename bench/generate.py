@@ -66,6 +66,7 @@ def make_macro_calls(folder):
 
 def make_includes(folder):
     """Fifty files of half a kilobyte, without code in them: each language reads the same ones."""
+    folder.mkdir(exist_ok=True)
     chance = random.Random(50)
     names = [f"piece-{i}.html" for i in range(1, 51)]
     for name in names:
