@@ -113,8 +113,8 @@ void recode_for_output(text &bytes) { recode(bytes, charsets.source, charsets.ou
 void recode_from_client(text &bytes) { recode(bytes, charsets.output, charsets.source); }
 void recode_from_client(char *bytes, std::size_t length) { recode(bytes, length, charsets.output, charsets.source); }
 
-text recode_and_url_encode(std::string_view value) {
-  text recoded(value);
+text recode_and_url_encode(std::string_view source) {
+  text recoded(source);
   recode_for_output(recoded);
   return url_encode(recoded);
 }

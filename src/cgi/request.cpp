@@ -41,7 +41,7 @@ constexpr captured_variable captured_variables[] = {
 
 std::string_view environment_value(const char *name) {
   const char *value = std::getenv(name);
-  return value == nullptr ? std::string_view("", 0) : std::string_view(value);
+  return value == nullptr ? std::string_view("") : std::string_view(value);
 }
 
 }  // namespace

@@ -46,9 +46,9 @@ void populate(void *block, std::size_t size) {
   constexpr std::size_t worth_a_call = 256 * 1024;
   constexpr std::uintptr_t page = 4096;
   if (size < worth_a_call) return;
-  const std::uintptr_t start = (reinterpret_cast<std::uintptr_t>(block) + page - 1) & ~(page - 1);
-  const std::uintptr_t end = (reinterpret_cast<std::uintptr_t>(block) + size) & ~(page - 1);
-  madvise(reinterpret_cast<void *>(start), end - start, MADV_POPULATE_WRITE);
+  const std::size_t before_page = -reinterpret_cast<std::uintptr_t>(block) % page;
+  const std::size_t whole_pages = (size - before_page) / page * page;
+  madvise(static_cast<char *>(block) + before_page, whole_pages, MADV_POPULATE_WRITE);
 }
 
 void release(void *block) { std::free(block); }

@@ -1,6 +1,5 @@
 #include "core/position_automaton.h"
 
-#include <utility>
 #include <vector>
 
 #include "core/byte_set.h"
@@ -26,7 +25,7 @@ class automaton_reader {
       for_each_position(made_.after[i], [&](std::size_t next) { made_.before[next] |= bit(i); });
     }
     made_.groups_are_certain = groups_are_simple_;
-    automaton = std::move(made_);
+    automaton = made_;
     return true;
   }
 

@@ -23,8 +23,8 @@ struct match_subject {
 using shared_subject = std::shared_ptr<const match_subject>;
 
 // In place of the row until somebody reads it.
-const char unmade_mark = '\0';
-constexpr std::string_view unmade_row(&unmade_mark, 0);
+constexpr char unmade_mark[] = "";
+constexpr std::string_view unmade_row(unmade_mark);
 
 // The table of one match: a row with the columns "match", "\1", "\2" ... for the groups, "prematch" and
 // "postmatch". Only what is read is made: a cell from its place in the subject, the row as a whole when it is

@@ -12,8 +12,11 @@
 #include "core/end.h"
 #include "main/driver.h"
 
-int main() {
-  using namespace quillet;
+namespace quillet {
+
+namespace {
+
+int answer_request() {
   log_last_message();
   umask(2);  // new files: writable for the group, not for the world
   // A file that grows beyond the process's limit is an error of the write. Programs that are run get the
@@ -25,3 +28,9 @@ int main() {
   free_form_entries();
   return status;
 }
+
+}  // namespace
+
+}  // namespace quillet
+
+int main() { return quillet::answer_request(); }
