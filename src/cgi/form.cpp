@@ -51,8 +51,6 @@ std::size_t read_input(char *buffer, std::size_t length) {
   return total;
 }
 
-std::string_view text_of(const form_entry &entry) { return entry.is_file() ? file_mark : until_nul(entry.value); }
-
 }  // namespace
 
 bool decode_form_input() {
@@ -93,27 +91,6 @@ decode_result read_post_body(bool multipart) {
   return multipart ? decode_multipart(body_bytes, length) : decode_urlencoded(body_bytes, length);
 }
 
-form_result form_value(std::string_view name, std::string_view &value) {
-  const std::optional<form_entry> entry = find_form_entry(name);
-  if (!entry) return form_not_found;
-  value = entry->value;
-  return form_success;
-}
-
-form_result form_string(std::string_view name, std::size_t limit, text &value) {
-  const std::optional<form_entry> entry = find_form_entry(name);
-  if (!entry) return form_not_found;
-  const std::string_view source = text_of(*entry);
-  if (source.empty()) return form_empty;
-  return append_normalised(source, limit == 0 ? 0 : limit - 1, value) ? form_success : form_truncated;
-}
-
-std::size_t form_space_needed(std::string_view name) {
-  const std::optional<form_entry> entry = find_form_entry(name);
-  if (!entry) return 1;
-  return (entry->is_file() ? file_mark.size() : entry->value.size()) + 1;
-}
-
 bool is_oversized(const form_entry &entry) { return !entry.is_file() && entry.value.size() > longest_value; }
 
 text form_text(std::string_view name) {
@@ -124,29 +101,22 @@ text form_text(std::string_view name) {
 }
 
 void append_form_text(const form_entry &entry, text &out) {
-  append_normalised(text_of(entry), std::string_view::npos, out);
+  append_normalised(entry.is_file() ? file_mark : until_nul(entry.value), out);
 }
 
-bool append_normalised(std::string_view value, std::size_t limit, text &out) {
+void append_normalised(std::string_view value, text &out) {
   const auto is_break = [](char c) { return c == '\r' || c == '\n'; };
-  const std::size_t start = out.size();
   while (!value.empty()) {
     const auto run = static_cast<std::size_t>(std::find_if(value.begin(), value.end(), is_break) - value.begin());
-    const std::size_t room = limit - (out.size() - start);
-    out.append(value.substr(0, std::min(run, room)));
-    if (run > room) return false;
+    out.append(value.substr(0, run));
     value.remove_prefix(run);
     std::size_t returns = 0;
     std::size_t feeds = 0;
     for (; !value.empty() && is_break(value.front()); value.remove_prefix(1)) {
       ++(value.front() == '\r' ? returns : feeds);
     }
-    for (std::size_t breaks = std::max(returns, feeds); breaks > 0; --breaks) {
-      if (out.size() - start == limit) return false;
-      out.append('\n');
-    }
+    for (std::size_t breaks = std::max(returns, feeds); breaks > 0; --breaks) out.append('\n');
   }
-  return true;
 }
 
 }  // namespace quillet

@@ -26,14 +26,6 @@ enum decode_result : int {
   decode_mismatch = 2,  // the body's length differs from CONTENT_LENGTH, or a multipart body has no boundary
 };
 
-// Results of the field accessors.
-enum form_result : int {
-  form_success = 0,
-  form_truncated = 1,
-  form_empty = 3,
-  form_not_found = 4,
-};
-
 // Decodes the query string and, of a POST request, a URL-encoded or multipart body, into the list of
 // entries. False when one of them cannot be decoded; the request then ends without output.
 [[nodiscard]] bool decode_form_input();
@@ -85,28 +77,18 @@ class form_entry_list {
 [[nodiscard]] std::optional<form_entry> find_form_entry(std::string_view name);
 [[nodiscard]] std::optional<form_entry> find_next_form_entry();
 
-// The value as the client sent it, the bytes of an uploaded file included; `form_not_found` or success.
-form_result form_value(std::string_view name, std::string_view &value);
-
-// The value as text: line breaks normalized, cut at its first NUL, "(file)" for an uploaded file. At
-// most `limit` - 1 bytes are given; `form_truncated` when something was left, `form_empty` when the
-// value has no bytes.
-form_result form_string(std::string_view name, std::size_t limit, text &value);
-
 // Whether the value is too long for operators to read: more than 524,286 bytes. "(file)" never is.
 [[nodiscard]] bool is_oversized(const form_entry &entry);
-
-// The bytes that `form_string` needs for the whole value, its NUL byte included; 1 without a field.
-[[nodiscard]] std::size_t form_space_needed(std::string_view name);
 
 // The whole value as text; null when there is no such field, when it is empty, and when it is oversized.
 [[nodiscard]] text form_text(std::string_view name);
 
-// Appends the whole value of an entry as text, as `form_string` gives it.
+// Appends the whole value of an entry as text: line breaks normalized, cut at its first NUL, "(file)" for an
+// uploaded file.
 void append_form_text(const form_entry &entry, text &out);
 
 // Each run of carriage returns and line feeds becomes as many line feeds as the larger of the two
-// counts in the run. Appends at most `limit` bytes; false when something was left.
-bool append_normalised(std::string_view value, std::size_t limit, text &out);
+// counts in the run.
+void append_normalised(std::string_view value, text &out);
 
 }  // namespace quillet

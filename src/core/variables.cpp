@@ -72,11 +72,6 @@ std::string_view variable_get(std::string_view name) {
   return found == nullptr ? std::string_view() : found->value();
 }
 
-bool variable_exists(std::string_view name) {
-  const variable *const found = find_variable(name);
-  return found != nullptr && found->exists();
-}
-
 void variable_set(std::string_view name, text value) {
   if (!value.is_null()) return variable_named(name).set(std::move(value));
   if (variable *found = find_variable(name)) found->remove();

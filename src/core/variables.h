@@ -71,7 +71,6 @@ void forget_variables();
 
 // The same by name: what is said at the members of `variable`.
 [[nodiscard]] std::string_view variable_get(std::string_view name);
-[[nodiscard]] bool variable_exists(std::string_view name);
 void variable_set(std::string_view name, text value);
 void variable_assign(std::string_view name, std::string_view bytes);
 void variable_append(std::string_view name, std::string_view bytes);

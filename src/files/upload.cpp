@@ -49,7 +49,7 @@ constexpr question questions[] = {
 void make_text(int charset, std::size_t start, text &out) {
   const text answer(out.view().substr(start));
   out.truncate(start);
-  append_normalised(answer, std::string_view::npos, out);
+  append_normalised(answer, out);
   recode(out.data() + start, out.size() - start, output_charset(), charset);
 }
 

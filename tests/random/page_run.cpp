@@ -125,8 +125,9 @@ std::string describe_state() {
                       "\nquoting mode: " + std::to_string(current_quoting_mode()) +
                       "\ncurrent table: " + std::string(current_table_name()) + "\n";
   for (const std::string_view name : variable_names) {
-    if (variable_exists(name))
-      state += "variable " + std::string(name) + " = " + std::string(variable_get(name)) + "\n";
+    variable *const found = find_variable(name);
+    if (found == nullptr || !found->exists()) continue;
+    state += "variable " + std::string(name) + " = " + std::string(found->value()) + "\n";
   }
   for (const std::string_view name : macro_names) {
     if (const macro *found = find_macro(name)) {

@@ -235,91 +235,18 @@ TEST(find_form_entry, takes_linear_time_for_every_name_of_a_long_list) {
 
 // --- the accessors ---
 
-TEST(form_value, gives_the_bytes_as_they_came) {
+TEST(form_entry, keeps_the_bytes_as_they_came) {
   decoded("value1=a%0D%0A%00b");
-  std::string_view value;
-  EXPECT_EQ(form_value("value1", value), form_success);
-  EXPECT_EQ(value, "a\r\n\0b"sv);
+  EXPECT_EQ(find_form_entry("value1")->value, "a\r\n\0b"sv);
 }
 
-TEST(form_value, of_a_missing_field_is_not_found) {
-  std::string_view value;
-  EXPECT_EQ(form_value("never sent", value), form_not_found);
-}
-
-TEST(form_string, normalizes_line_breaks) {
-  decoded("string1=a%0D%0Ab");
+TEST(append_form_text, ends_at_the_first_nul) {
+  decoded("string5=ab%00cd&string8=%00cd");
   text value;
-  EXPECT_EQ(form_string("string1", 100, value), form_success);
-  EXPECT_EQ(value.view(), "a\nb");
-}
-
-TEST(form_string, stops_one_byte_before_the_size_of_the_buffer) {
-  decoded("string2=abcdef");
-  text exact;
-  EXPECT_EQ(form_string("string2", 7, exact), form_success);
-  EXPECT_EQ(exact.view(), "abcdef");
-  text cut;
-  EXPECT_EQ(form_string("string2", 6, cut), form_truncated);
-  EXPECT_EQ(cut.view(), "abcde");
-}
-
-TEST(form_string, into_no_room_is_truncated) {
-  decoded("string3=a");
-  for (const std::size_t limit : {std::size_t{0}, std::size_t{1}}) {
-    text value;
-    EXPECT_EQ(form_string("string3", limit, value), form_truncated);
-    EXPECT_TRUE(value.is_empty());
-  }
-}
-
-TEST(form_string, of_an_empty_field_is_empty) {
-  decoded("string4=");
-  text value;
-  EXPECT_EQ(form_string("string4", 100, value), form_empty);
-}
-
-TEST(form_string, of_a_value_that_begins_with_a_nul_is_empty) {
-  decoded("string8=%00cd");
-  text value;
-  EXPECT_EQ(form_string("string8", 100, value), form_empty);
-}
-
-TEST(form_string, of_a_missing_field_is_not_found) {
-  text value;
-  EXPECT_EQ(form_string("never sent", 100, value), form_not_found);
-}
-
-TEST(form_string, ends_at_the_first_nul) {
-  decoded("string5=ab%00cd");
-  text value;
-  EXPECT_EQ(form_string("string5", 100, value), form_success);
+  append_form_text(*find_form_entry("string5"), value);
+  append_form_text(*find_form_entry("string8"), value);
   EXPECT_EQ(value.view(), "ab");
 }
-
-TEST(form_string, of_an_uploaded_file_is_a_mark) {
-  ASSERT_TRUE(add_form_entry({"string6", "content\0x"sv, "a.txt"}));
-  text value;
-  EXPECT_EQ(form_string("string6", 100, value), form_success);
-  EXPECT_EQ(value.view(), "(file)");
-  text cut;
-  EXPECT_EQ(form_string("string6", 4, cut), form_truncated);
-  EXPECT_EQ(cut.view(), "(fi");
-}
-
-TEST(form_space_needed, is_the_length_and_1) {
-  decoded("space1=abc&space2=&space3=a%0D%0A");
-  EXPECT_EQ(form_space_needed("space1"), 4U);
-  EXPECT_EQ(form_space_needed("space2"), 1U);
-  EXPECT_EQ(form_space_needed("space3"), 4U);
-}
-
-TEST(form_space_needed, of_an_uploaded_file_is_that_of_the_mark) {
-  ASSERT_TRUE(add_form_entry({"space4", "a long content", "a.txt"}));
-  EXPECT_EQ(form_space_needed("space4"), 7U);
-}
-
-TEST(form_space_needed, of_a_missing_field_is_1) { EXPECT_EQ(form_space_needed("never sent"), 1U); }
 
 TEST(append_form_text, gives_every_value_of_a_name) {
   decoded("strings=1&other=x&strings=&strings=a%0D%0Ab");
@@ -335,10 +262,9 @@ TEST(append_form_text, gives_every_value_of_a_name) {
 
 // --- line breaks ---
 
-std::string normalised(std::string_view value, std::size_t limit = std::string_view::npos, bool *whole = nullptr) {
+std::string normalised(std::string_view value) {
   text out;
-  const bool complete = append_normalised(value, limit, out);
-  if (whole != nullptr) *whole = complete;
+  append_normalised(value, out);
   return std::string(out.view());
 }
 
@@ -355,22 +281,10 @@ TEST(append_normalised, gives_as_many_line_feeds_as_the_larger_count_of_the_run)
   EXPECT_EQ(normalised("\n\n\r\r"), "\n\n");
 }
 
-TEST(append_normalised, says_whether_something_was_left) {
-  bool whole = true;
-  EXPECT_EQ(normalised("a\r\nbc", 3, &whole), "a\nb");
-  EXPECT_FALSE(whole);
-  EXPECT_EQ(normalised("a\r\nbc", 4, &whole), "a\nbc");
-  EXPECT_TRUE(whole);
-  EXPECT_EQ(normalised("a\n\n", 2, &whole), "a\n");
-  EXPECT_FALSE(whole);
-  EXPECT_EQ(normalised("", 0, &whole), "");
-  EXPECT_TRUE(whole);
-}
-
-TEST(append_normalised, counts_its_limit_from_where_it_begins) {
-  text out("before"sv);
-  EXPECT_FALSE(append_normalised("abc", 2, out));
-  EXPECT_EQ(out.view(), "beforeab");
+TEST(append_normalised, leaves_what_was_there) {
+  text out("before\r\n"sv);
+  append_normalised("a\r\n", out);
+  EXPECT_EQ(out.view(), "before\r\na\n");
 }
 
 TEST(append_normalised, follows_the_plain_rule_on_random_texts) {
@@ -378,7 +292,6 @@ TEST(append_normalised, follows_the_plain_rule_on_random_texts) {
   constexpr std::string_view pieces[] = {"a", "bc", "\r", "\n", "\r\n"};
   for (int i = 0; i < 10000; ++i) {
     const std::string value = random.text(pieces, 12);
-    const std::size_t limit = random.number(20);
     std::string expected;
     for (std::size_t at = 0; at < value.size();) {
       const std::size_t end = std::min(value.find_first_not_of("\r\n", at), value.size());
@@ -388,9 +301,7 @@ TEST(append_normalised, follows_the_plain_rule_on_random_texts) {
       at = end;
       if (at < value.size()) expected += value[at++];
     }
-    bool whole = false;
-    ASSERT_EQ(normalised(value, limit, &whole), expected.substr(0, limit)) << testing::PrintToString(value);
-    ASSERT_EQ(whole, expected.size() <= limit) << testing::PrintToString(value);
+    ASSERT_EQ(normalised(value), expected) << testing::PrintToString(value);
   }
 }
 

@@ -7,6 +7,11 @@ namespace {
 
 using namespace std::string_view_literals;
 
+bool variable_exists(std::string_view name) {
+  const variable *const found = find_variable(name);
+  return found != nullptr && found->exists();
+}
+
 TEST(variables, without_an_entry_read_as_empty) {
   EXPECT_EQ(variable_get("variables test: never set"), "");
   EXPECT_FALSE(variable_exists("variables test: never set"));
