@@ -1,5 +1,5 @@
-// The door to everything that is prepared: kept forms of texts, expressions, tables and keys that make a
-// page faster and never change its result. With the door shut, every page goes the plain way of the rules.
+// The door to everything that is prepared: kept forms of texts, expressions, tables and keys, and faster ways to match,
+// which never change a page's result. With the door shut, every page goes the plain way of the rules.
 #pragma once
 
 namespace quillet {

@@ -9,6 +9,7 @@
 #include "core/end.h"
 #include "core/expression_cost.h"
 #include "core/needed_byte.h"
+#include "core/preparation.h"
 #include "core/trial.h"
 
 namespace quillet {
@@ -97,12 +98,14 @@ void regular_expression::append_error(int error, text &out) const {
 
 int match_search::find(std::size_t offset, std::span<regmatch_t> pieces) {
   if (way_ == way::untried) {
-    const bool is_linear = expression_.linear_ != nullptr && expression_.linear_->mark(subject_, marks_);
+    const bool is_linear =
+        preparation_enabled() && expression_.linear_ != nullptr && expression_.linear_->mark(subject_, marks_);
     way_ = is_linear ? way::linear : way::by_library;
   }
   if (way_ == way::linear) return find_linearly(offset, pieces);
   const std::string_view rest = subject_.substr(offset);
-  if (expression_.needed_byte_ && rest.find(*expression_.needed_byte_) == std::string_view::npos) return REG_NOMATCH;
+  const std::optional<char> needed = preparation_enabled() ? expression_.needed_byte_ : std::nullopt;
+  if (needed && rest.find(*needed) == std::string_view::npos) return REG_NOMATCH;
   return expression_.match_by_library(rest, pieces);
 }
 
