@@ -69,8 +69,9 @@ bool may_write(std::string_view page) {
                      [&](std::string_view word) { return page.find(word) != std::string_view::npos; });
 }
 
-constexpr std::string_view table_names[] = {"", "t", "u", "v", "missing"};
-constexpr std::string_view variable_names[] = {"i", "j", "n", "a", "b", "s", "word", "nothing", "sum", "g", "h"};
+constexpr std::string_view table_names[] = {"", "t", "u", "v", "w", "match", "missing"};
+constexpr std::string_view variable_names[] = {"i",       "j",   "n", "a", "b", "s", "word",
+                                               "nothing", "sum", "g", "h", "k", "x"};
 constexpr std::string_view macro_names[] = {"m",    "m1", "m7",   "two",      "list", "none",
                                             "down", "x",  "main", "autoexec", "b",    "12"};
 

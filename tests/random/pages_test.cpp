@@ -41,7 +41,7 @@ struct progress {
 progress *shared = nullptr;
 
 // A page of this many seconds of CPU is left out; far more than any page that is worth comparing takes.
-constexpr int page_seconds = 4;
+constexpr int page_seconds = 2;
 
 void start_clock() {
   const itimerval limit = {{0, 0}, {page_seconds, 0}};
