@@ -12,7 +12,7 @@ import threading
 from pathlib import Path
 
 from case_file import CaseError
-from program import TIMEOUT, cgi_environment, compile_c
+from program import DYNAMIC_PROGRAM, PROGRAM, TIMEOUT, cgi_environment, compile_c
 
 CLOCK_SOURCE = Path(__file__).resolve().parent / "clock.c"
 LOG_TIME = re.compile(rb"\[\d\d/[A-Z][a-z]{2}/\d{4} \d\d:\d\d:\d\d\]")
@@ -128,7 +128,10 @@ class Run:
         return limits
 
     def command(self):
-        command = [os.fsencode(self.program)]
+        program = self.program
+        if self.find("clock") and Path(program).resolve() == PROGRAM:
+            program = DYNAMIC_PROGRAM
+        command = [os.fsencode(program)]
         limits = self.limits()
         if is_sanitized(self.program):  # its address space is reserved whole; see sanitizer_options
             limits.pop("address_space", None)

@@ -12,13 +12,15 @@ import time
 import unittest
 from pathlib import Path
 
-from program import PROGRAM, TIMEOUT, cgi_environment, compile_c, multipart
+from program import DYNAMIC_PROGRAM, PROGRAM, TIMEOUT, cgi_environment, compile_c, multipart
 
 NOBODY = 65534
 
 
 class PageTest(unittest.TestCase):
     """A test with its own folder: `self.www`, `self.site`."""
+
+    program = PROGRAM
 
     def setUp(self):
         self.root = Path(tempfile.mkdtemp(prefix="quillet-page-")).resolve()
@@ -44,11 +46,11 @@ class PageTest(unittest.TestCase):
               **options):
         """A process that answers the page. `limits`: (resource, value) pairs; `unprivileged`: not as root;
         `wrapper`: the command line of a program that runs it."""
-        program = PROGRAM
+        program = self.program
         if unprivileged and os.getuid() == 0:
             program = self.root / "program"  # the build directory may be closed to others
             if not program.exists():
-                shutil.copy(PROGRAM, program)
+                shutil.copy(self.program, program)
             options |= {"user": NOBODY, "group": NOBODY, "extra_groups": []}
         self.write("www/page.html", page)
         variables = cgi_environment(self.root) | (environment or {})
@@ -106,6 +108,8 @@ class PageTest(unittest.TestCase):
 
 class PreloadTest(PageTest):
     """Tests under a library of their own, made of the C file SOURCE: its functions take the place of the C library's."""
+
+    program = DYNAMIC_PROGRAM
 
     @classmethod
     def setUpClass(cls):

@@ -1,6 +1,7 @@
 """The program under test: where it is, and the environment in which a web server would start it.
 
-The program is that of the variable QUILLET_PROGRAM.
+The program is that of the variable QUILLET_PROGRAM. It may be static; QUILLET_DYNAMIC_PROGRAM names one of the same
+objects, in the same folder, in which a preloaded library can replace functions of the C library.
 """
 
 import os
@@ -10,6 +11,9 @@ from pathlib import Path
 
 ROOT = Path(__file__).resolve().parent.parent
 PROGRAM = Path(os.environ.get("QUILLET_PROGRAM", ROOT / "build/asan/bin/quillet")).resolve()
+DYNAMIC_PROGRAM = Path(os.environ.get("QUILLET_DYNAMIC_PROGRAM", PROGRAM)).resolve()
+# What it starts for a page that asks for a database; looked for in its folder.
+DATABASE_PROGRAM = PROGRAM.with_name("quillet-database")
 TIMEOUT = 90  # seconds for whatever should happen: long, so that only what hangs meets it
 
 

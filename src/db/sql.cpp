@@ -1,7 +1,6 @@
-#include <algorithm>
 #include <memory>
+#include <string>
 #include <utility>
-#include <vector>
 
 #include "cgi/charset.h"
 #include "cgi/log.h"
@@ -9,7 +8,7 @@
 #include "core/operators.h"
 #include "core/quoting.h"
 #include "db/connection_string.h"
-#include "db/mysql_client.h"
+#include "db/database_process.h"
 #include "macro/macro_library.h"
 #include "table/registry.h"
 
@@ -20,10 +19,9 @@ namespace {
 // What the server's statements and values are written in.
 constexpr int database_charset = charset_koi8_r;
 
-const mysql_client *client = nullptr;    // once a page has asked for a server
-mysql_connection *connection = nullptr;  // of the innermost `server`, null outside
+constexpr const char *lost = "quillet-database has ended";
 
-const char *failure_reason() { return connection == nullptr ? "not connected" : client->error(connection); }
+bool has_connection = false;  // of the innermost `server`, connected or not; false outside
 
 // Writes a failure to the error log and gives its text.
 text failure(const char *what, const char *reason) {
@@ -34,6 +32,38 @@ text failure(const char *what, const char *reason) {
   message.append(std::string_view(reason));
   message.append(']');
   return message;
+}
+
+const char *failed_call(database_record_kind kind) {
+  switch (kind) {
+    case database_record_kind::no_connection:
+    case database_record_kind::connect_failed:
+      return "connect";
+    case database_record_kind::query_failed:
+      return "query";
+    case database_record_kind::store_failed:
+      return "store query result";
+    default:
+      return nullptr;
+  }
+}
+
+// The failure when the answer is not read to its end.
+text lost_failure(const char *what) {
+  has_connection = false;
+  end_database_process();
+  return failure(what, lost);
+}
+
+// Reads the reason in the record that ends the answer. The text of the failure; null for none. `what`: the failure when
+// the answer ends in no such record.
+text told_failure(database_answer &answer, const database_record &record, const char *what) {
+  if (record.kind == database_record_kind::done) return {};
+  const char *const failed = failed_call(record.kind);
+  text reason;
+  if (failed == nullptr || !answer.read(reason.reserve(record.size), record.size)) return lost_failure(what);
+  reason.commit(record.size);
+  return failure(failed, reason.c_str());
 }
 
 // --- server ---
@@ -48,29 +78,37 @@ class connection_scope {
   connection_scope(const connection_scope &) = delete;
   connection_scope &operator=(const connection_scope &) = delete;
   ~connection_scope() {
-    if (connection != nullptr) client->close(connection);
-    connection = nullptr;
+    has_connection = false;
+    database_record record;
+    if (!database_answer(database_request_kind::close, {}).next(record)) end_database_process();
   }
 };
 
-const char *c_string_or_null(const text &source) { return source.is_null() ? nullptr : source.c_str(); }
+void append_field(std::string_view bytes, bool is_null, std::string &request) {
+  const database_field_size size = is_null ? database_null_field : bytes.size();
+  request.append(reinterpret_cast<const char *>(&size), sizeof size);
+  request.append(bytes);
+}
+
+std::string connection_request(const connection_target &to) {
+  constexpr int default_port = 3306;
+  std::string request;
+  for (const text *part : {&to.host, &to.user, &to.password, &to.database}) {
+    append_field(*part, part->is_null(), request);
+  }
+  append_field(format_unsigned(static_cast<unsigned>(to.port == 0 ? default_port : to.port)), false, request);
+  return request;
+}
 
 // Makes the connection; null, or the text of the failure.
 text connect(const connection_target &to) {
-  text reason;
-  client = load_mysql_client(reason);
-  if (client == nullptr) return failure("connect", reason.c_str());
-  connection = new_connection(*client);
-  if (connection == nullptr) return failure("connect", failure_reason());
-  // In such a name the library would find settings: files to read, libraries to load.
-  if (to.host.view().find(';') != std::string_view::npos) return failure("connect", "\";\" in the host name");
-  constexpr int default_port = 3306;
-  const auto port = static_cast<unsigned>(to.port == 0 ? default_port : to.port);
-  if (client->real_connect(connection, c_string_or_null(to.host), c_string_or_null(to.user),
-                           c_string_or_null(to.password), c_string_or_null(to.database), port, nullptr, 0) == nullptr) {
-    return failure("connect", failure_reason());
-  }
-  return {};
+  const text reason = start_database_process();
+  if (!reason.is_null()) return failure("connect", reason.c_str());
+  database_answer answer(database_request_kind::connect, connection_request(to));
+  database_record record;
+  if (!answer.next(record)) return lost_failure("connect");
+  has_connection = record.kind != database_record_kind::no_connection;
+  return told_failure(answer, record, "connect");
 }
 
 // The result of `^macro[SERVER_ERROR;error]`. The macro evaluates its argument, and the message can quote
@@ -101,89 +139,37 @@ void op_server(parameters &parameters, text &out) {
 
 // --- sql ---
 
-struct result_deleter {
-  void operator()(mysql_result *result) const { client->free_result(result); }
-};
-using result_pointer = std::unique_ptr<mysql_result, result_deleter>;
-
-using cell_list = std::vector<std::string_view>;
-
-// The size of a line with a tab after each cell.
-std::size_t line_size(const cell_list &cells) {
-  std::size_t size = cells.size();
-  for (const std::string_view cell : cells) size += cell.size();
-  return size;
+// Reads a line of the answer, recoded for the page. The whole of it is there, or false.
+bool read_line(database_answer &answer, std::size_t size, char *line) {
+  if (!answer.read(line, size)) return false;
+  recode(line, size, database_charset, source_charset());
+  return true;
 }
 
-// Writes the line, recoded for the page. A tab in a cell becomes a space, so that it does not break the columns;
-// line feeds stay.
-void write_line(const cell_list &cells, char *line) {
-  char *end = line;
-  for (const std::string_view cell : cells) {
-    std::replace_copy(cell.begin(), cell.end(), end, '\t', ' ');
-    end += cell.size();
-    *end++ = '\t';
+// Reads the table, row by row as they arrive, up to the record that ends the answer. False when that does not come.
+bool read_table(database_answer &answer, database_record &record, std::unique_ptr<table> &made) {
+  text names;
+  if (!read_line(answer, record.size, names.reserve(record.size))) return false;
+  names.commit(record.size);
+  made = std::make_unique<table_named>(std::move(names));
+  while (answer.next(record)) {
+    if (record.kind != database_record_kind::row) return true;
+    if (!read_line(answer, record.size, made->append_row(record.size))) return false;
   }
-  recode(line, static_cast<std::size_t>(end - line), database_charset, source_charset());
-}
-
-text header_line(mysql_result *result, cell_list &names) {
-  for (std::string_view &name : names) {
-    const mysql_field *field = client->fetch_field(result);
-    name = field == nullptr ? "unknown" : field->name;
-  }
-  text line;
-  char *const bytes = line.reserve(line_size(names));
-  write_line(names, bytes);
-  line.commit(line_size(names));
-  return line;
-}
-
-// Reads the rows as they arrive: held back in the library first, they would take twice the memory.
-std::unique_ptr<table> read_table(mysql_result *result) {
-  cell_list cells(client->num_fields(result));
-  auto made = std::make_unique<table_named>(header_line(result, cells));
-  while (char *const *row = client->fetch_row(result)) {
-    for (std::string_view &cell : cells) {
-      const char *value = *row++;
-      cell = value == nullptr ? std::string_view() : value;
-    }
-    write_line(cells, made->append_row(line_size(cells)));
-  }
-  return made;
-}
-
-bool has_error() { return *client->error(connection) != '\0'; }
-
-// Reads the result of the statement, in `made` when that is a table. False when it did not arrive complete.
-bool take_result(std::unique_ptr<table> &made) {
-  const result_pointer result(client->use_result(connection));
-  // A connection that was lost on the way has no fields any more, only an error.
-  if (result == nullptr) return client->field_count(connection) == 0 && !has_error();
-  made = read_table(result.get());
-  return !has_error();
-}
-
-// Reads what a stored procedure sends after its first result: the connection takes no other statement
-// before. False when the procedure failed there.
-bool drop_further_results() {
-  int status = 0;
-  while ((status = client->next_result(connection)) == 0) {
-    result_pointer(client->use_result(connection)).reset();
-    if (has_error()) return false;
-  }
-  return status < 0;
+  return false;
 }
 
 // Sends the statement, recoded in place. Null and, when there is a result set, its table in `made`, or
 // the text of the failure.
 text execute(text &statement, std::unique_ptr<table> &made) {
-  if (connection == nullptr) return failure("query", failure_reason());
+  if (!has_connection) return failure("query", "not connected");
   recode(statement, source_charset(), database_charset);
-  if (client->query(connection, statement.c_str()) != 0) return failure("query", failure_reason());
-  if (!take_result(made)) return failure("store query result", failure_reason());
-  if (!drop_further_results()) return failure("query", failure_reason());
-  return {};
+  database_answer answer(database_request_kind::statement, statement);
+  database_record record;
+  if (!answer.next(record)) return lost_failure("query");
+  if (record.kind != database_record_kind::names) return told_failure(answer, record, "query");
+  if (!read_table(answer, record, made)) return lost_failure("store query result");
+  return told_failure(answer, record, "store query result");
 }
 
 // Deliberate: the clause is appended even after one that the statement has, and an offset without a
@@ -235,6 +221,6 @@ constexpr operator_definition definitions[] = {
 
 }  // namespace
 
-extern const operator_module sql_operators{"db/sql.cpp", definitions};
+extern const operator_module sql_operators{"db/sql.cpp", definitions, end_database_process};
 
 }  // namespace quillet

@@ -16,7 +16,7 @@ import unittest
 import urllib.parse
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1]))
-from program import PROGRAM, ROOT  # noqa: E402
+from program import DATABASE_PROGRAM, PROGRAM, ROOT  # noqa: E402
 
 
 def free_port():
@@ -53,9 +53,10 @@ def session_members(session):
 
 
 def program_under_test(folder):
-    """The program with the options of the sanitizers, as one file."""
+    """The program with the options of the sanitizers, as one file, and what it starts beside it."""
     copy, script = folder / "program", folder / "program.sh"
     shutil.copy(PROGRAM, copy)
+    shutil.copy(DATABASE_PROGRAM, folder)
     script.write_text(f"#!/bin/sh\nASAN_OPTIONS=detect_leaks=1 exec '{copy}'\n")
     script.chmod(0o755)
     return script

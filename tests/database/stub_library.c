@@ -3,16 +3,20 @@
  *
  *   STUB_FAILS    which calls fail, of init, real_connect, query, use_result and fetch_row behind
  *                 the last row
+ *   STUB_DIES     which of query and fetch_row behind the last row end the process
+ *   STUB_WAITS    whether query waits for ever
  *   STUB_ERROR    the message of the connection behind a call that failed
  *   STUB_FIELDS   the number that field_count answers
  *   STUB_NAMES    the columns of a result, "a,b"; "?" for one without a description
  *   STUB_ROWS     its rows, "1,2/3,4"; "?" for a NULL
  *   STUB_FURTHER  what next_result answers: one digit for each call, "-" for below 0 and behind the last one
  */
+#include <signal.h>
 #include <stdarg.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <unistd.h>
 
 #ifndef INIT /* as the calls show it: tells one library from another */
 #define INIT "init"
@@ -39,6 +43,10 @@ static int fails(const char *call) {
   const int failing = strstr(setting("STUB_FAILS"), call) != NULL;
   has_failed |= failing;
   return failing;
+}
+
+static void die_in(const char *call) {
+  if (strstr(setting("STUB_DIES"), call) != NULL) raise(SIGKILL);
 }
 
 static void write_call(const char *format, ...) {
@@ -92,6 +100,8 @@ void *mysql_real_connect(void *connection, const char *host, const char *user, c
 
 int mysql_query(void *connection, const char *statement) {
   write_call("query %d %s", number(connection), statement);
+  die_in("query");
+  while (*setting("STUB_WAITS") != '\0') pause();
   return fails("query");
 }
 
@@ -131,6 +141,7 @@ char **mysql_fetch_row(void *of) {
   write_call("fetch_row");
   if (next_row == count) {
     fails("fetch_row");
+    die_in("fetch_row");
     return NULL;
   }
   const int cell_count = split(found[next_row++], ",", cells);

@@ -20,6 +20,8 @@ ROOMS = {
     "files": ["core", "cgi", "macro", "table", "language"],
     "db": ["core", "cgi", "macro", "table", "language"],
     "apps": ["core", "cgi", "macro", "table", "language"],
+    # What quillet-database consists of.
+    "database": ["db"],
     "main": ["core", "cgi", "macro", "table", "language", "files", "db", "apps"],
 }
 

@@ -11,13 +11,13 @@ import sys
 
 ANSWERED_FOR = {
     "forgotten by forget_request": [
-        "calls", "charsets", "cookie_index", "kept_bytes", "last_found", "macros", "optimize", "outlived", "request",
-        "seeded", "tables", "turn", "variables",
+        "calls", "charsets", "cookie_index", "kept_bytes", "last_found", "macros", "optimize", "outlived", "process",
+        "request", "seeded", "tables", "turn", "variables",
         # the form
         "body_bytes", "first_run", "last_run", "query_bytes", "search",
     ],
     "restored by a scope": [
-        "connection", "current_list_user", "current_mode", "current_switch", "bracket_scope::current",
+        "has_connection", "current_list_user", "current_mode", "current_switch", "bracket_scope::current",
         "parameters::stack_top", "parameters::slot_stack::memory", "prepared_text::open_calls::frames",
         # a text that is kept leaves its places when it ends
         "places", "used_places",
@@ -25,8 +25,6 @@ ANSWERED_FOR = {
     "constant after the start": [
         "registry", "write_last_message", "preparation_door::open", "not_now_text",
         "keyed_hash(std::basic_string_view<char, std::char_traits<char> >)::secret",
-        # the database library, once it is loaded
-        "client", "load_mysql_client(quillet::text&)::client", "load_mysql_client(quillet::text&)::is_loaded",
     ],
     "kept for later requests, which it does not change": [
         # counts up with every definition, for the process's whole life

@@ -1,8 +1,7 @@
-// The MySQL client library. It is loaded when a page first asks for a server: other pages do not pay for
-// it, and the program runs where there is none.
+// The MySQL client library. It is loaded, not linked, so that a page can be told that there is none.
 #pragma once
 
-#include "core/text.h"
+#include <string>
 
 namespace quillet {
 
@@ -35,12 +34,10 @@ struct mysql_client {
 
 // The library, loaded by the first call that succeeds. Null when there is none that has all of these
 // functions; `reason` then says why, in the words of the system.
-[[nodiscard]] const mysql_client *load_mysql_client(text &reason);
+[[nodiscard]] const mysql_client *load_mysql_client(std::string &reason);
 
-// A new connection, not connected yet; null without memory. It sends no file of this machine to the
-// server, neither for a statement nor because the server asks for one. The library would have the whole process
-// ignore SIGPIPE from its first use on: what was said about the signal is said again. Its own writes do
-// not raise it.
+// A new connection, not connected yet; null without memory. It sends no file of this machine to the server, neither
+// for a statement nor because the server asks for one.
 [[nodiscard]] mysql_connection *new_connection(const mysql_client &client);
 
 }  // namespace quillet

@@ -1,8 +1,6 @@
-#include "db/mysql_client.h"
+#include "database/mysql_client.h"
 
 #include <dlfcn.h>
-
-#include <csignal>
 
 namespace quillet {
 
@@ -40,7 +38,7 @@ bool load(const char *name, mysql_client &client) {
 
 }  // namespace
 
-const mysql_client *load_mysql_client(text &reason) {
+const mysql_client *load_mysql_client(std::string &reason) {
   static mysql_client client;
   static bool is_loaded = false;
   if (is_loaded) return &client;
@@ -49,16 +47,13 @@ const mysql_client *load_mysql_client(text &reason) {
       is_loaded = true;
       return &client;
     }
-    if (reason.is_null()) reason = text(std::string_view(dlerror()));
+    if (reason.empty()) reason = dlerror();
   }
   return nullptr;
 }
 
 mysql_connection *new_connection(const mysql_client &client) {
-  struct sigaction before {};
-  sigaction(SIGPIPE, nullptr, &before);
   mysql_connection *made = client.init(nullptr);
-  sigaction(SIGPIPE, &before, nullptr);
   constexpr int local_infile_option = 8;  // MYSQL_OPT_LOCAL_INFILE in both libraries' headers
   const unsigned off = 0;
   if (made != nullptr) client.options(made, local_infile_option, &off);
