@@ -12,14 +12,34 @@ namespace quillet {
 
 std::size_t write_output(std::string_view bytes) { return write_all(STDOUT_FILENO, bytes); }
 
-std::size_t write_formatted(const char *format, ...) {
-  char line[1024];
-  va_list arguments;
+namespace {
+
+constexpr std::size_t line_size = 1024;  // with the NUL byte
+
+// As many of the bytes as fit.
+[[gnu::format(printf, 2, 0)]] std::string_view format_line(char (&line)[line_size], const char *format,
+                                                           std::va_list arguments) {
+  const int size = std::vsnprintf(line, line_size, format, arguments);
+  return {line, size < 0 ? 0 : std::min(static_cast<std::size_t>(size), line_size - 1)};
+}
+
+[[gnu::format(printf, 2, 3)]] std::string_view format_line(char (&line)[line_size], const char *format, ...) {
+  std::va_list arguments;
   va_start(arguments, format);
-  const int size = std::vsnprintf(line, sizeof line, format, arguments);
+  const std::string_view formatted = format_line(line, format, arguments);
   va_end(arguments);
-  if (size < 0) return 0;
-  return write_output({line, std::min(static_cast<std::size_t>(size), sizeof line - 1)});
+  return formatted;
+}
+
+}  // namespace
+
+std::size_t write_formatted(const char *format, ...) {
+  char line[line_size];
+  std::va_list arguments;
+  va_start(arguments, format);
+  const std::string_view formatted = format_line(line, format, arguments);
+  va_end(arguments);
+  return write_output(formatted);
 }
 
 text header_text(std::string_view bytes) {
@@ -29,9 +49,18 @@ text header_text(std::string_view bytes) {
 }
 
 void write_response(std::string_view content_type, std::string_view body) {
-  write_formatted("Content-type: %.*s\nContent-length: %zu\n\n", static_cast<int>(content_type.size()),
-                  content_type.data(), body.size());
-  write_output(body);
+  char line[line_size];
+  text response(format_line(line, "Content-type: %.*s\nContent-length: %zu\n\n", static_cast<int>(content_type.size()),
+                            content_type.data(), body.size()));
+  // A page of usual size goes out in one piece, and the server wakes up once for it.
+  constexpr std::size_t largest_in_one_piece = 16384;
+  if (body.size() > largest_in_one_piece) {
+    write_output(response);
+    write_output(body);
+    return;
+  }
+  response.append(body);
+  write_output(response);
 }
 
 }  // namespace quillet

@@ -42,11 +42,12 @@ void grow_places() {
   }
 }
 
-const prepared_text not_now_text = prepared_text();
+constinit const char not_now_place = '\0';
 
 }  // namespace
 
-const prepared_text *const prepared_call::not_now = &not_now_text;
+// An address that no text has; a text of its own would be made at the start of every page.
+const prepared_text *const prepared_call::not_now = reinterpret_cast<const prepared_text *>(&not_now_place);
 
 // --- parts ---
 

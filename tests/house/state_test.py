@@ -23,7 +23,7 @@ ANSWERED_FOR = {
         "places", "used_places",
     ],
     "constant after the start": [
-        "registry", "write_last_message", "preparation_door::open", "not_now_text",
+        "registry", "write_last_message", "preparation_door::open",
         "keyed_hash(std::basic_string_view<char, std::char_traits<char> >)::secret",
     ],
     "kept for later requests, which it does not change": [
