@@ -23,8 +23,10 @@ class database_answer {
   // Sends the request.
   database_answer(database_request_kind kind, std::string_view bytes);
 
-  // The kind and the size of the next record, whose bytes are read then.
-  [[nodiscard]] bool next(database_record &record) { return read(reinterpret_cast<char *>(&record), sizeof record); }
+  // The kind and the size of the next record, whose bytes are read then. A size that no record has counts as the end.
+  [[nodiscard]] bool next(database_record &record) {
+    return read(reinterpret_cast<char *>(&record), sizeof record) && record.size <= database_largest_record;
+  }
   [[nodiscard]] bool read(char *bytes, std::size_t size);
 
  private:

@@ -50,6 +50,9 @@ enum class database_record_kind : std::uint64_t {
   store_failed,  // the result did not arrive complete
 };
 
+// More than any row that a server sends, which is a gigabyte at most.
+constexpr std::uint64_t database_largest_record = std::uint64_t{1} << 32;
+
 struct database_record {
   database_record_kind kind;
   std::uint64_t size;

@@ -396,6 +396,12 @@ class Answers(StubTest):
         for kind in (NAMES, ROW, 7, 2**64 - 1):
             self.assertEqual(self.answered(struct.pack("=QQ", kind, 0)), self.NO_CONNECTION)
 
+    def test_a_size_that_no_record_has(self):
+        for size in (2**32 + 1, 2**64 - 1):
+            self.assertEqual(self.answered(struct.pack("=QQ", CONNECT_FAILED, size)), self.NO_CONNECTION)
+            self.assertRegex(self.answered(self.DONE, self.NAMES + struct.pack("=QQ", ROW, size)),
+                             rf'^\[query "one" \[sql store query result error: {ENDED}\]\]')
+
     def lost(self, what):
         return f'[query "one" [sql {what} error: {ENDED}]][item: no table]'
 
