@@ -12,6 +12,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include "core/scan.h"
+
 namespace quillet {
 
 namespace {
@@ -52,7 +54,7 @@ text open_file::read_all() const {
   const long long file_size = size();
   if (file_size < 0) return bytes;
   const auto whole = static_cast<std::size_t>(file_size);
-  bytes.reserve(whole);
+  bytes.reserve(whole + block_size);  // so that it can be padded where it is
   while (bytes.size() < whole) {
     errno = 0;
     const std::size_t n = read_some(bytes.data() + bytes.size(), whole - bytes.size());

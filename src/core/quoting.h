@@ -24,6 +24,10 @@ enum quoting_mode : int {
 // becomes a tab.
 void quote(std::string_view value, bool restore_tabs, text &out);
 
+// The same of a value after whose end a whole block of bytes can be read (`text::pad`), with every byte 7 of the
+// escaped value turned into a tab.
+void quote_padded(std::string_view value, text &out);
+
 [[nodiscard]] int current_quoting_mode();
 
 // Stores the current mode in `saved` and makes `number` current, unless it is 0. Gives the mode in force.

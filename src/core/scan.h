@@ -115,4 +115,16 @@ template <char... set>
   return from;
 }
 
+// Calls `use` with the position of each byte of the set, in their order.
+template <char... set, class function>
+void for_each_of(std::string_view source, const function &use) {
+  const char *const bytes = source.data();
+  const std::size_t size = source.size();
+  for (std::size_t i = 0; i < size; i += block_size) {
+    const bool is_whole = size - i >= block_size;
+    std::uint32_t mask = mask_in<set...>(is_whole ? load_block(bytes + i) : load_short_block(bytes + i, size - i));
+    for (; mask != 0; mask &= mask - 1) use(i + static_cast<std::size_t>(std::countr_zero(mask)));
+  }
+}
+
 }  // namespace quillet

@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "core/memory.h"
+#include "core/scan.h"
 
 namespace quillet {
 
@@ -61,19 +62,13 @@ void text::append_growing(std::string_view bytes) {
   append(bytes);
 }
 
-char *text::reserve(std::size_t size) {
+void text::reserve_growing(std::size_t size) {
   const bool grows = size > capacity_;
   grow(size);
-  char *start = data();
-  if (grows) populate(start + size_, size - size_);
-  start[size_] = '\0';
-  return start + size_;
+  if (grows) populate(data() + size_, size - size_);
 }
 
-void text::commit(std::size_t added) noexcept {
-  size_ += added;
-  data()[size_] = '\0';
-}
+void text::pad() { reserve(size_ + block_size); }
 
 void text::truncate(std::size_t size) noexcept {
   if (size == 0) return clear();

@@ -69,8 +69,18 @@ class text {
   }
   // Makes room for `size` bytes in all and gives back where the next byte goes; `commit` says how
   // many were written there.
-  char *reserve(std::size_t size);
-  void commit(std::size_t added) noexcept;
+  char *reserve(std::size_t size) {
+    if (size > capacity_ || is_null()) reserve_growing(size);
+    char *const start = data();
+    start[size_] = '\0';
+    return start + size_;
+  }
+  void commit(std::size_t added) noexcept {
+    size_ += added;
+    data()[size_] = '\0';
+  }
+  // From now on a whole block of bytes (`block_size`) after the last one can be read, whatever is in it.
+  void pad();
   // Cuts to at most `size` bytes; size 0 gives null.
   void truncate(std::size_t size) noexcept;
   void clear() noexcept;
@@ -78,6 +88,7 @@ class text {
  private:
   [[nodiscard]] bool on_heap() const noexcept { return capacity_ > inline_capacity; }
   void grow(std::size_t needed);
+  void reserve_growing(std::size_t size);
   void append_growing(std::string_view bytes);
 
   std::size_t size_ = 0;

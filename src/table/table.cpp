@@ -6,6 +6,7 @@
 
 #include "core/end.h"
 #include "core/preparation.h"
+#include "core/scan.h"
 
 namespace quillet {
 
@@ -15,8 +16,18 @@ constexpr int first_limit = 16;
 constexpr int limit_step = 16;
 
 template <class use>
-void for_each_line(std::string_view rest, const use &use_line) {
-  while (!rest.empty()) use_line(next_token(rest, '\n'));
+void for_each_line(std::string_view source, const use &use_line) {
+  std::size_t start = 0;
+  for_each_of<'\n'>(source, [&](std::size_t end) {
+    use_line(source.substr(start, end - start));
+    start = end + 1;
+  });
+  if (start < source.size()) use_line(source.substr(start));
+}
+
+text padded(text &&bytes) {
+  if (!bytes.is_null()) bytes.pad();
+  return std::move(bytes);
 }
 
 // The first line with its line feed.
@@ -35,7 +46,7 @@ char *byte_store::take(std::size_t size) {
     constexpr std::size_t largest = 65536;
     block_size_ = std::clamp(block_size_ * 2, smallest, largest);
     left_ = std::max(block_size_, size);
-    blocks_.push_back(std::make_unique_for_overwrite<char[]>(left_));
+    blocks_.push_back(std::make_unique_for_overwrite<char[]>(left_ + block_size));
     free_ = blocks_.back().get();
   }
   char *const taken = free_;
@@ -53,7 +64,8 @@ std::string_view byte_store::keep(std::string_view bytes) {
 
 // --- table ---
 
-table::table(text &&bytes, std::size_t rows_start) : object_array(first_limit, limit_step), source_(std::move(bytes)) {
+table::table(text &&bytes, std::size_t rows_start)
+    : object_array(first_limit, limit_step), source_(padded(std::move(bytes))) {
   for_each_line(source().substr(rows_start), [this](std::string_view line) { append(line); });
 }
 

@@ -22,7 +22,7 @@ struct lock_violation {
   const table *violated;
 };
 
-// Bytes that stay in their place until the store ends.
+// Bytes that stay in their place until the store ends, padded like a text (`text::pad`).
 class byte_store {
  public:
   // A copy of the bytes in the store; never a null view.
@@ -39,7 +39,7 @@ class byte_store {
 
 // A table of text rows. Rows are counted from 0, cells of a row are separated by a tab, and a row
 // holds no line feed. A row's bytes stay in their place as long as the table lives, whatever happens
-// to its rows.
+// to its rows; a whole block of bytes (`block_size`) after a row that has bytes can be read.
 class table : protected object_array<std::string_view> {
  public:
   // Each line of the text is a row; a line feed at the end makes no further row.

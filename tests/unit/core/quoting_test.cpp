@@ -165,6 +165,12 @@ TEST(quoting, by_blocks_gives_the_same_as_byte_by_byte) {
         quote(value, restore_tabs, out);
         ASSERT_EQ(out.view(), before + plainly_quoted(mode, value, restore_tabs)) << mode << restore_tabs;
       }
+      text padded(value + "<<<");  // what follows the value is not looked at
+      padded.pad();
+      text out;
+      out.append(before);
+      quote_padded(padded.view().substr(0, value.size()), out);
+      ASSERT_EQ(out.view(), before + plainly_quoted(mode, value, true)) << mode;
     }
   }
 }
