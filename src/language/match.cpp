@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <memory>
 #include <optional>
 #include <utility>
@@ -19,6 +20,11 @@ using shared_expression = std::shared_ptr<const regular_expression>;
 struct match_subject {
   shared_expression expression;
   text bytes;
+  unsigned long numbering = new_numbering();
+
+  match_subject(shared_expression matched, text &&source) : expression(std::move(matched)), bytes(std::move(source)) {
+    bytes.pad();
+  }
 };
 using shared_subject = std::shared_ptr<const match_subject>;
 
@@ -35,6 +41,7 @@ class match_table : public table_named {
   match_table(shared_subject subject, std::size_t offset, std::vector<regmatch_t> pieces)
       : table_named(std::string_view()), subject_(std::move(subject)), offset_(offset), pieces_(std::move(pieces)) {
     append(unmade_row);
+    set_numbering(subject_->numbering);
   }
 
   [[nodiscard]] std::string_view row(int index) const override {
@@ -42,25 +49,19 @@ class match_table : public table_named {
     return is_unmade(bytes) ? made_row() : bytes;
   }
 
-  [[nodiscard]] std::string_view item(std::string_view column) override {
-    const std::optional<int> number = column_number(column);
-    if (!number) return table_named::item(column);  // it has no names, so this is the message for that
+  [[nodiscard]] std::string_view item(int column) override {
     if (current() < 0 || current() >= count() || !is_unmade(table_named::row(current()))) {
-      return table_named::item(*number);
+      return table_named::item(column);
     }
-    const std::string_view piece = *number < column_count() ? piece_at(*number) : std::string_view();
+    const std::string_view piece = column < column_count() ? piece_at(std::max(column, 0)) : std::string_view();
     if (piece.find('\t') == std::string_view::npos) return piece;
     cell_ = text(piece);
     tabs_to_blanks(cell_);
+    cell_.pad();
     return cell_;
   }
 
- private:
-  [[nodiscard]] static bool is_unmade(std::string_view bytes) { return bytes.data() == unmade_row.data(); }
-  [[nodiscard]] int group_count() const { return static_cast<int>(subject_->expression->group_count()); }
-  [[nodiscard]] int column_count() const { return group_count() + 3; }
-
-  [[nodiscard]] std::optional<int> column_number(std::string_view column) const {
+  [[nodiscard]] std::optional<int> column_number(std::string_view column) override {
     if (all_digits(column)) return parse_int(column);
     if (column == "match") return 0;
     if (column == "prematch") return group_count() + 1;
@@ -69,6 +70,11 @@ class match_table : public table_named {
     const int group = parse_int(column.substr(1));
     return group <= group_count() ? std::optional(group) : std::nullopt;
   }
+
+ private:
+  [[nodiscard]] static bool is_unmade(std::string_view bytes) { return bytes.data() == unmade_row.data(); }
+  [[nodiscard]] int group_count() const { return static_cast<int>(subject_->expression->group_count()); }
+  [[nodiscard]] int column_count() const { return group_count() + 3; }
 
   [[nodiscard]] std::string_view piece_at(int column) const {
     const std::string_view from_offset = substring(subject_->bytes, offset_, std::string_view::npos);
@@ -88,6 +94,7 @@ class match_table : public table_named {
       tabs_to_blanks(piece);
       row_.append(piece);
     }
+    row_.pad();
     return row_;
   }
 
@@ -133,7 +140,7 @@ void test(const shared_expression &expression, std::string_view source, text &ou
   } else if (result != 0) {
     expression->append_error(result, out);
   } else if (has_groups) {
-    auto subject = std::make_shared<match_subject>(match_subject{expression, text(source)});
+    auto subject = std::make_shared<match_subject>(expression, text(source));
     put_table(std::make_unique<match_table>(std::move(subject), 0, std::move(pieces)));
   } else {
     out.append("yes");
@@ -204,7 +211,7 @@ void op_match(parameters &parameters, text &out) {
   if (source.is_empty()) return;
   shared_expression expression = compile(parameters[0], parameters[1]);
   if (expression->error() != 0) return expression->append_error(expression->error(), out);
-  const auto subject = std::make_shared<match_subject>(match_subject{std::move(expression), std::move(source)});
+  const auto subject = std::make_shared<match_subject>(std::move(expression), std::move(source));
   replace(subject, parameters[2], has_option(parameters[1], 'g'), out);
 }
 

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string_view>
 #include <unordered_map>
@@ -55,10 +56,14 @@ class table : protected object_array<std::string_view> {
   void set_current(int row) { current_ = row; }
 
   // A cell of the current row; empty when there is no such cell. The view lives until the table
-  // changes or `item` is called again. A column text is read as a number.
-  [[nodiscard]] virtual std::string_view item(std::string_view column);
-  // Columns are counted from 0; a negative number reads the first one.
-  [[nodiscard]] std::string_view item(int column);
+  // changes or `item` is called again. Columns are counted from 0; a negative number reads the first one.
+  [[nodiscard]] virtual std::string_view item(int column);
+  // The same of the column that a text means; without one "[invalid item name " text "]", with "(null)" for no text.
+  [[nodiscard]] std::string_view item(std::string_view column);
+  // What number a column text means: the one that it says.
+  [[nodiscard]] virtual std::optional<int> column_number(std::string_view column);
+  // The same for all tables that give column texts the same numbers; never 0.
+  [[nodiscard]] unsigned long numbering() const { return numbering_; }
   // The names of the columns; none for a table whose columns have none.
   [[nodiscard]] virtual std::span<const std::string_view> columns() const { return {}; }
 
@@ -96,6 +101,7 @@ class table : protected object_array<std::string_view> {
   // The rows begin at an offset of the text, which becomes the table's.
   table(text &&bytes, std::size_t rows_start);
   [[nodiscard]] std::string_view source() const { return source_; }
+  void set_numbering(unsigned long numbering) { numbering_ = numbering; }
 
  private:
   friend class table_lock;
@@ -103,10 +109,15 @@ class table : protected object_array<std::string_view> {
   bool locked_ = false;
   int current_ = 0;
   row_cells cells_;  // of the row that was read last
+  unsigned long numbering_ = 1;
   text name_;
+  text message_;
   text source_;       // the text that the table was made from
   byte_store added_;  // the rows that came later
 };
+
+// A number that no table has yet as its numbering.
+[[nodiscard]] unsigned long new_numbering();
 
 // A table whose first line names its columns.
 class table_named : public table {
@@ -114,10 +125,8 @@ class table_named : public table {
   explicit table_named(std::string_view bytes);
   explicit table_named(text &&bytes);
 
-  // A column text of digits only is a number, any other the name of a column; an unknown name gives
-  // "[invalid item name " name "]", with "(null)" for no name.
-  [[nodiscard]] std::string_view item(std::string_view column) override;
-  using table::item;
+  // A column text of digits only is a number, any other the name of a column.
+  [[nodiscard]] std::optional<int> column_number(std::string_view column) override;
   [[nodiscard]] std::span<const std::string_view> columns() const override { return columns_; }
 
  private:
@@ -125,7 +134,6 @@ class table_named : public table {
 
   std::vector<std::string_view> columns_;
   std::unordered_map<std::string_view, int, keyed_hasher> column_numbers_;  // of many columns, once one is asked for
-  text message_;
 };
 
 // The lock of a walk. Taking it throws `lock_violation`, which ends the walk under way, when the table

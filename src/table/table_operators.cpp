@@ -6,6 +6,7 @@
 #include "core/file.h"
 #include "core/operators.h"
 #include "core/quoting.h"
+#include "table/prepared_item.h"
 #include "table/registry.h"
 
 namespace quillet {
@@ -171,7 +172,7 @@ constexpr operator_definition definitions[] = {
     {"locate", op_locate, 2, evaluated, "^locate[column;value]", "Finds a row by a cell and makes it current."},
     {"shift", op_shift, 1, evaluated, "^shift[step]", "Moves the current row."},
     {"item", op_item, 0, evaluated, "^item[column] ^item[table;column] ^item[prev;column] ^item[next;column]",
-     "A cell of the current row, or a count.", pure},
+     "A cell of the current row, or a count.", pure, prepare_item},
 };
 
 }  // namespace

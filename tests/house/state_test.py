@@ -27,8 +27,8 @@ ANSWERED_FOR = {
         "keyed_hash(std::basic_string_view<char, std::char_traits<char> >)::secret",
     ],
     "kept for later requests, which it does not change": [
-        # counts up with every definition, for the process's whole life
-        "generation",
+        # count up with every definition and with every table, for the process's whole life
+        "generation", "last_numbering",
         # compiled regular expressions
         "kept_expressions", "next_kept",
     ],
