@@ -14,6 +14,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -117,18 +118,21 @@ std::string all_matches(const std::string &subject, std::size_t groups, Find fin
   return answers;
 }
 
-// The C library's answers for each text; an empty one for a text that takes it rather long.
+// The C library's answers for each text; an empty one for a text with a match that takes it rather long.
 std::vector<std::string> library_answers(const experiment &made, const regex_t &compiled) {
   std::vector<std::string> answers;
   for (const std::string &subject : made.texts) {
     shared->text = static_cast<unsigned>(answers.size());
-    limit_time(clearly_too_long);
-    const double start = processor_time();
+    double longest = 0;
     const auto find = [&](std::size_t offset, std::vector<regmatch_t> &pieces) {
-      return regexec(&compiled, subject.c_str() + offset, pieces.size(), pieces.data(), 0);
+      limit_time(clearly_too_long);
+      const double start = processor_time();
+      const int result = regexec(&compiled, subject.c_str() + offset, pieces.size(), pieces.data(), 0);
+      longest = std::max(longest, processor_time() - start);
+      return result;
     };
     std::string answer = all_matches(subject, compiled.re_nsub, find);
-    answers.push_back(processor_time() - start < clearly_short ? std::move(answer) : "");
+    answers.push_back(longest < clearly_short ? std::move(answer) : "");
   }
   return answers;
 }
@@ -139,6 +143,7 @@ void compare_matches(const experiment &made, const regular_expression &tested,
     const std::string &subject = made.texts[i];
     quillet::match_search search(tested, subject);
     const auto find = [&](std::size_t offset, std::vector<regmatch_t> &pieces) {
+      limit_time(10);
       const int result = search.find(offset, pieces);
       regmatch_t whole;
       if (search.find(offset, {&whole, 1}) != result ||
@@ -213,6 +218,7 @@ void expect_refusal(const experiment &made, stage killed_at, unsigned text) {
   quillet::match_search search(tested, made.texts[text]);
   int result = 0;
   const auto find = [&](std::size_t offset, std::vector<regmatch_t> &pieces) {
+    limit_time(10);
     return result = search.find(offset, pieces);
   };
   const std::string answer = all_matches(made.texts[text], tested.group_count(), find);
