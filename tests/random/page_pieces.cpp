@@ -123,7 +123,24 @@ std::string page_pieces::edge_operand(std::size_t level) {
   }
 }
 
+std::string page_pieces::integer_expression(std::size_t level) {
+  const auto side = [&] {
+    if (level > 0 && random_.one_in(3)) return one_of({"", "", "!"}) + "(" + integer_expression(level - 1) + ")";
+    if (random_.one_in(4)) return number(6);
+    if (random_.one_in(6)) return one_of({"2147483647", "65536", "46341", "94906267", "1000000007", "3", "0"});
+    return variable();
+  };
+  std::string made = side();
+  for (std::size_t n = 1 + random_.below(3); n > 0; --n) {
+    made +=
+        random_.one_in(4) ? one_of({"<", ">", "<=", ">=", "==", "!=", "&&", "||"}) : one_of({"+", "-", "*", "*", "%"});
+    made += side();
+  }
+  return made;
+}
+
 std::string page_pieces::edge_expression(std::size_t level) {
+  if (random_.one_in(3)) return integer_expression(level);
   std::string made = (random_.one_in(8) ? "-" : "") + edge_operand(level);
   for (std::size_t n = random_.below(3) + level; n > 0; --n) {
     made += (random_.one_in(2) ? one_of({"+", "-", "*", "%", "-"}) : infix()) + edge_operand(level);

@@ -66,6 +66,8 @@ class page_pieces {
 
  private:
   std::string edge_operand(std::size_t level);
+  // Of what is mostly an integer.
+  std::string integer_expression(std::size_t level);
 };
 
 }  // namespace quillet_tests

@@ -67,7 +67,7 @@ class trap_page : trap_probes {
 
   // What is looked at, and the change that comes at the pass.
   std::string body(std::size_t pass) {
-    std::string made;
+    std::string made = subject_ <= trap_subject::holes && random_.one_in(2) ? integers() : "";
     const std::size_t pieces = 1 + random_.below(3);
     const std::size_t changed = random_.below(pieces + 1);
     for (std::size_t piece = 0; piece <= pieces; ++piece) {
@@ -81,6 +81,16 @@ class trap_page : trap_probes {
     if (random_.one_in(12)) return "^for[" + one_of({"j", "k", "n"}) + ";1;2;" + made + "]";
     if (random_.one_in(12)) return "^if[" + hole_condition() + ";" + made + ";" + any_probe() + "]";
     if (random_.one_in(12)) return "^context[" + table_name() + ";" + made + "]";
+    return made;
+  }
+  // In a loop these set variables to integers, without a text.
+  std::string integers() {
+    std::string made;
+    for (std::size_t n = 1 + random_.below(3); n > 0; --n) {
+      made += "^var[" + variable() +
+              one_of({";%d;i-3]", ";%d;-i]", ";%d;0]", ";*;-1]", ";+;-3]", ";-;1]", ";%d;i%3]", ";%d;n+1]", ";*;0]",
+                      ";%d;2147483647]", ";%d;0-2147483648]", ";*;46341]", ";%d;-n]", ";/;2]", ";%d;^var[n]]"});
+    }
     return made;
   }
   std::string hole_condition() { return "^var[n]" + infix() + number(9); }
@@ -129,7 +139,8 @@ class trap_page : trap_probes {
       case 9:
         return "^macro_new[run;" + body + "]^for[i;1;" + end + ";^macro[run]^if[i==2;" + disturb(subject()) + "]]";
       default:
-        return "^for[i;1;" + end + ";" + body + one_of({"", ";,", ";^var[n]"}) + "]";
+        return "^for[i;" + one_of({"1", "1", "1", "0", "-3"}) + ";" + end + ";" + body +
+               one_of({"", ";,", ";^var[n]"}) + "]";
     }
   }
 

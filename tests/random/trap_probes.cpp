@@ -6,7 +6,70 @@ namespace quillet_tests {
 
 // --- expressions ---
 
+// Variables that are integers without a text, and what is at the edge of what integers can compute.
+std::string trap_probes::integer_probe() {
+  std::string made;
+  for (const std::string_view name : {"n", "a"}) {
+    made += "^var[" + std::string(name) +
+            one_of({";%d;i-3]", ";%d;0]", ";%d;-5]", ";%d;94906267]", ";%d;2147483647]", ";%d;-2147483648]", ";%d;i%3]",
+                    ";%d;1-i]", ";+;2]", ";*;-1]", ";-;3]", ";/;2]", ";%d;n]"});
+  }
+  const auto side = [this] {
+    return one_of({"n", "a", "i", "n", "a", "2", "0", "-0", "3", "46341", "65536", "2147483647"});
+  };
+  const auto meaning = [this] {
+    return one_of({"+", "-", "*", "*", "%", "<", ">", "<=", ">=", "==", "!=", "&&", "||", "/"});
+  };
+  std::string expression;
+  switch (random_.below(5)) {
+    case 0:
+      expression = side() + meaning() + side();
+      break;
+    case 1:
+      expression = side() + meaning() + "(" + side() + meaning() + side() + ")";
+      break;
+    case 2:
+      expression = "(" + side() + meaning() + side() + ")" + meaning() + "(" + side() + meaning() + side() + ")";
+      break;
+    case 3:
+      expression = "!(" + side() + meaning() + side() + ")";
+      break;
+    default:
+      expression = side() + one_of({"*", "*", "+"}) + side() + one_of({"*", "+", "-"}) + side() + meaning() + side();
+  }
+  return made + one_of({"^eval[", "^eval[", "^var[b;%.0f;"}) + expression +
+         one_of({";%.0f]", ";%g]", ";%.1f]", ";%d]", "]"}) + "<^var[b]>";
+}
+
 std::string trap_probes::expression_probe() {
+  if (random_.one_in(4)) return integer_probe();
+  if (random_.one_in(12)) {
+    return "^eval[" +
+           one_of({"(n)5",
+                   "(a)n",
+                   "!n 5",
+                   "(nix)7",
+                   "3n",
+                   "round n(a)",
+                   "(n).5",
+                   "(n)(a)",
+                   "1(2)",
+                   "(n)5+(a)2",
+                   "()",
+                   "-",
+                   "",
+                   "((((((((((n))))))))))",
+                   "!!!!!!!!!!!!n",
+                   "(((((n",
+                   "n))",
+                   "roundn",
+                   "round",
+                   "nround2",
+                   "_n",
+                   "n_",
+                   "n:a"}) +
+           ";" + any_format() + "]";
+  }
   const std::string made = edge_expression(random_.below(3));
   const std::string other = variable();
   switch (random_.below(12)) {
@@ -201,7 +264,7 @@ std::string trap_probes::named_rows(std::size_t count) {
   }
   made += "\n";
   for (; count > 0; --count) {
-    made += one_of({"x", "", "a", "<b>", "3", "12", "\"", "\a", "O'N"}) + "\t" +
+    made += one_of({"x", "", "a", "<b>", "3", "12", "\"", "\a", "O'N", "\\", "\xFF"}) + "\t" +
             (random_.one_in(3) ? edge_value() : number(20));
     if (random_.one_in(12)) {
       for (std::size_t n = random_.below(60); n > 0; --n)
@@ -251,7 +314,7 @@ std::string trap_probes::row_probe() {
   std::string made;
   for (std::size_t n = 1 + random_.below(4); n > 0; --n) {
     const std::string cell = random_.one_in(3)
-                                 ? number(random_.one_in(4) ? 70 : 6)
+                                 ? number(one_of_numbers({6, 6, 6, 6, 70, 300}))
                                  : one_of({"name", "price", "n", "c3", "c11", "nix", "", "-1", "x", "current", "count",
                                            "number", "00001", "1x", "4294967296", "^var[s]", "^var[n]"});
     const std::string where = one_of({"", "", "", "t;", "u;", "prev;", "next;", "missing;"});
@@ -346,11 +409,13 @@ std::string trap_probes::choice_probe() {
     default: {
       std::string made = "^switch[" + value + ";";
       for (std::size_t n = 1 + random_.below(4); n > 0; --n) {
-        made += one_of({"^case[", "^case[", "^case[", " ^case[", "^Case[", "^var[n]^case["});
+        made += one_of({"^case[", "^case[", "^case[", " ^case[", "^Case[", "^var[n]^case[",
+                        "^switch[2;^case[2;^case[a;in]]]^case["});
         for (std::size_t labels = 1 + random_.below(3); labels > 0; --labels) {
           made += one_of({"5", "2", "a", "DEFAULT", "", "^var[n]", "40", "0", "7", "`a`", "^;", "abc"}) + ";";
         }
-        made += one_of({"", "hit", "<^var[n]>", "^var[n;9]", "^case[a;x]", "^switch[a;^case[a;in]]", "^var[s]"}) +
+        made += one_of({"", "hit", "<^var[n]>", "^var[n;9]", "^case[a;x]", "^switch[a;^case[a;in]]", "^var[s]",
+                        "^case[5;in]^case[DEFAULT;out]"}) +
                 one_of({"]", "]", "]", "] ", "]x", "]^rem[;]"});
       }
       return made + "]";

@@ -24,6 +24,7 @@ class trap_probes : protected page_texts {
   std::string named_rows(std::size_t count);
 
  private:
+  std::string integer_probe();
   std::string expression_probe();
   std::string hole_probe();
   std::string holed_condition();
