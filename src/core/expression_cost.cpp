@@ -12,8 +12,8 @@ namespace {
 
 // The C library recurses for every level of nesting, writes out every repetition, and takes time and memory that
 // grow with the square or the cube of the choices in an expression. It may run forever or out of its stack, while it
-// compiles or while it matches, where what may be nothing is repeated without an end, and where the repetition of
-// the repetition of an assertion or a back reference is.
+// compiles or while it matches, where what may be nothing is repeated without an end, where a back reference is, and
+// where the repetition of an assertion is.
 
 // What is small: at most
 constexpr long long small_atoms = 10000;
@@ -26,7 +26,7 @@ constexpr long long most_counted = 1000000000;
 struct weight {
   long long atoms = 0;          // single bytes to match, every repetition written out
   long long choices = 0;        // groups, alternatives, repetitions, assertions
-  int fragile = 0;              // of an assertion or a back reference: how often it is repeated, plus 1
+  int fragile = 0;              // of an assertion: how often it is repeated, plus 1; of a back reference, plus 2
   bool nullable = true;         // may match nothing
   bool other_nullable = false;  // of a sequence: an alternative before it may
 
@@ -40,6 +40,7 @@ struct weight {
 
 constexpr weight plain_atom = {1, 0, 0, false};
 constexpr weight assertion = {1, 6, 1};
+constexpr weight back_reference = {1, 6, 2};
 constexpr long long endless = -1;
 
 // Reads an expression from the left to the right.
@@ -87,10 +88,11 @@ class weigher {
   }
 
   void take_escape() {
-    constexpr std::string_view fragile_escapes = "bB<>`'123456789";
-    const bool fragile = !rest_.empty() && fragile_escapes.find(rest_.front()) != std::string_view::npos;
+    constexpr std::string_view assertions = "bB<>`'";
+    const char escaped = rest_.empty() ? '\0' : rest_.front();
     if (!rest_.empty()) rest_.remove_prefix(1);
-    next_atom(fragile ? assertion : plain_atom);
+    if (escaped >= '1' && escaped <= '9') return next_atom(back_reference);
+    next_atom(escaped != '\0' && assertions.find(escaped) != std::string_view::npos ? assertion : plain_atom);
   }
 
   // A set of bytes: "]" stands for itself at its front, and after "[:", "[." and "[=" until their end.
