@@ -14,7 +14,7 @@ class trap_page : trap_probes {
     if (random_.one_in(3)) variables_ = {"n", "a", "b", "s", "i", "nothing"};
     macros_ = {"m", "m", "two"};
     tables_ = {"t", "t", "u"};
-    subject_ = static_cast<trap_subject>(random_.below(trap_subjects));
+    subject_ = random_.one_in(6) ? trap_subject::expressions : static_cast<trap_subject>(random_.below(trap_subjects));
   }
 
   std::string page() {

@@ -15,34 +15,34 @@ std::string trap_probes::integer_probe() {
                     ";%d;1-i]", ";+;2]", ";*;-1]", ";-;3]", ";/;2]", ";%d;n]"});
   }
   const auto side = [this] {
-    return one_of({"n", "a", "i", "n", "a", "2", "0", "-0", "3", "46341", "65536", "2147483647"});
+    return one_of({"n", "a", "i", "n", "a", "n", "a", "2", "0", "-0", "3", "46341", "65536", "2147483647"});
   };
   const auto meaning = [this] {
-    return one_of({"+", "-", "*", "*", "%", "<", ">", "<=", ">=", "==", "!=", "&&", "||", "/"});
+    return random_.one_in(2) ? one_of({"*", "*", "-", "%"})
+                             : one_of({"+", "-", "/", "<", ">", "<=", ">=", "==", "!=", "&&", "||"});
   };
+  const auto pair = [&] { return side() + meaning() + side(); };
   std::string expression;
-  switch (random_.below(5)) {
+  switch (random_.below(6)) {
     case 0:
-      expression = side() + meaning() + side();
+      expression = side() + meaning() + "(" + pair() + ")";
       break;
     case 1:
-      expression = side() + meaning() + "(" + side() + meaning() + side() + ")";
+      expression = "(" + pair() + ")" + meaning() + "(" + pair() + ")";
       break;
     case 2:
-      expression = "(" + side() + meaning() + side() + ")" + meaning() + "(" + side() + meaning() + side() + ")";
-      break;
-    case 3:
-      expression = "!(" + side() + meaning() + side() + ")";
+      expression = (random_.one_in(3) ? "!(" : "(") + pair() + one_of({"*46341", "*65536*65536", "+2147483647", "*a"}) +
+                   ")" + one_of({"%7", "%n", "+1", "-1", "&&1", "*n"});
       break;
     default:
-      expression = side() + one_of({"*", "*", "+"}) + side() + one_of({"*", "+", "-"}) + side() + meaning() + side();
+      expression = pair();
   }
   return made + one_of({"^eval[", "^eval[", "^var[b;%.0f;"}) + expression +
          one_of({";%.0f]", ";%g]", ";%.1f]", ";%d]", "]"}) + "<^var[b]>";
 }
 
 std::string trap_probes::expression_probe() {
-  if (random_.one_in(4)) return integer_probe();
+  if (random_.one_in(3)) return integer_probe();
   if (random_.one_in(12)) {
     return "^eval[" +
            one_of({"(n)5",
