@@ -21,8 +21,10 @@ constexpr std::size_t longest_read = 1048576;
 constexpr std::size_t longest_value = 524286;
 
 // What the entries are views of.
-char *query_bytes = nullptr;
-char *body_bytes = nullptr;
+struct {
+  char *query = nullptr;
+  char *body = nullptr;
+} input;
 
 // Whether the two are equal over the length of the shorter one, ASCII letters of either case being
 // the same. Deliberate: an empty text matches everything.
@@ -55,8 +57,8 @@ std::size_t read_input(char *buffer, std::size_t length) {
 
 bool decode_form_input() {
   if (!request.query_string.empty()) {
-    query_bytes = copy_bytes(request.query_string);
-    if (query_bytes == nullptr || decode_urlencoded(query_bytes, request.query_string.size()) != decode_ok)
+    input.query = copy_bytes(request.query_string);
+    if (input.query == nullptr || decode_urlencoded(input.query, request.query_string.size()) != decode_ok)
       return false;
   }
   if (!equal_ignoring_case(request.request_method, "post")) return true;
@@ -69,26 +71,26 @@ bool decode_form_input() {
 
 void free_form_entries() {
   clear_form_entries();
-  release(std::exchange(query_bytes, nullptr));
-  release(std::exchange(body_bytes, nullptr));
+  release(std::exchange(input.query, nullptr));
+  release(std::exchange(input.body, nullptr));
 }
 
 decode_result read_post_body(bool multipart) {
   if (request.content_length == 0) return decode_ok;
   // A length below 0 cannot be allocated.
   const auto length = static_cast<std::size_t>(std::max(0, request.content_length));
-  body_bytes = static_cast<char *>(try_allocate_filled(length));
-  if (body_bytes == nullptr) {
+  input.body = static_cast<char *>(try_allocate_filled(length));
+  if (input.body == nullptr) {
     log_message(error_log, "unable to malloc %d bytes", request.content_length);
     return decode_no_memory;
   }
-  const std::size_t read_size = read_input(body_bytes, length);
+  const std::size_t read_size = read_input(input.body, length);
   if (read_size != length) {
     log_message(error_log, "cgiParsePostFormInput: cgiContentLength(%d)!=read_size(%zu)", request.content_length,
                 read_size);
     return decode_mismatch;
   }
-  return multipart ? decode_multipart(body_bytes, length) : decode_urlencoded(body_bytes, length);
+  return multipart ? decode_multipart(input.body, length) : decode_urlencoded(input.body, length);
 }
 
 bool is_oversized(const form_entry &entry) { return !entry.is_file() && entry.value.size() > longest_value; }

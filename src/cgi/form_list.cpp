@@ -36,22 +36,24 @@ struct entry_run {
 };
 static_assert(sizeof(entry_run) % alignof(form_entry) == 0);
 
-entry_run *first_run = nullptr;
-entry_run *last_run = nullptr;
+struct {
+  entry_run *first = nullptr;
+  entry_run *last = nullptr;
+} runs;
 
-std::size_t entry_count() { return last_run == nullptr ? 0 : last_run->end(); }
+std::size_t entry_count() { return runs.last == nullptr ? 0 : runs.last->end(); }
 
 // A new run at the end, with room for `size` bytes of entries; null without memory.
 entry_run *add_run(std::size_t size, std::size_t capacity, const char *bytes) {
   auto *run = static_cast<entry_run *>(try_allocate(sizeof(entry_run) + size));
   if (run == nullptr) return nullptr;
   std::construct_at(run, entry_run{nullptr, entry_count(), 0, capacity, bytes});
-  (last_run == nullptr ? first_run : last_run->next) = run;
-  return last_run = run;
+  (runs.last == nullptr ? runs.first : runs.last->next) = run;
+  return runs.last = run;
 }
 
 form_entry entry_at(std::size_t position) {
-  entry_run *run = first_run;
+  entry_run *run = runs.first;
   while (position >= run->end()) run = run->next;
   return (*run)[position - run->first];
 }
@@ -182,7 +184,7 @@ packed_field *add_packed_fields(const char *bytes, std::size_t count) {
 }
 
 bool add_form_entry(const form_entry &entry) {
-  entry_run *run = last_run;
+  entry_run *run = runs.last;
   if (run == nullptr || run->bytes != nullptr || run->count == run->capacity) {
     const std::size_t capacity = std::max<std::size_t>(16, run == nullptr ? 0 : run->capacity * 2);
     run = add_run(capacity * sizeof(form_entry), capacity, nullptr);
@@ -193,12 +195,12 @@ bool add_form_entry(const form_entry &entry) {
 }
 
 void clear_form_entries() {
-  for (entry_run *run = first_run; run != nullptr;) {
+  for (entry_run *run = runs.first; run != nullptr;) {
     entry_run *const next = run->next;
     release(run);
     run = next;
   }
-  first_run = last_run = nullptr;
+  runs = {};
   search = {};
 }
 

@@ -42,8 +42,10 @@ struct kept_expression {
 };
 
 constexpr std::size_t kept_count = 8;
-kept_expression kept_expressions[kept_count];
-std::size_t next_kept = 0;
+struct {
+  kept_expression expressions[kept_count];
+  std::size_t next = 0;
+} cache;
 
 }  // namespace
 
@@ -151,10 +153,10 @@ int regular_expression::match_by_library(std::string_view subject, std::span<reg
 }
 
 std::shared_ptr<const regular_expression> compile_expression(std::string_view expression, int flags) {
-  for (const kept_expression &kept : kept_expressions) {
+  for (const kept_expression &kept : cache.expressions) {
     if (kept.compiled && kept.flags == flags && kept.source.view() == expression) return kept.compiled;
   }
-  kept_expression &kept = kept_expressions[next_kept++ % kept_count];
+  kept_expression &kept = cache.expressions[cache.next++ % kept_count];
   kept = {text(expression), flags, std::make_shared<regular_expression>(expression, flags)};
   return kept.compiled;
 }

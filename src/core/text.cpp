@@ -274,37 +274,13 @@ bool equal_ignoring_case(std::string_view a, std::string_view b) {
 
 // --- numbers ---
 
-namespace {
-
-// The digits at the front of a text, kept within a number of their sign.
-long long read_digits(std::string_view digits, bool negative) {
-  // As a negative number, whose range is the larger one.
-  long long number = 0;
-  for (const char c : digits) {
-    if (!is_digit(c)) break;
-    if (__builtin_mul_overflow(number, 10, &number) || __builtin_sub_overflow(number, c - '0', &number)) {
-      return negative ? LLONG_MIN : LLONG_MAX;
-    }
-  }
-  if (negative) return number;
-  return number == LLONG_MIN ? LLONG_MAX : -number;
-}
-
-}  // namespace
-
 long long parse_long(std::string_view source) {
   while (!source.empty() && is_white_space(source.front())) source.remove_prefix(1);
-  const bool negative = source.starts_with('-');
-  if (negative || source.starts_with('+')) source.remove_prefix(1);
-  // So few bytes always fit.
-  constexpr std::size_t safe_size = 18;
-  if (source.size() > safe_size) return read_digits(source, negative);
+  if (source.starts_with('+') && !source.starts_with("+-")) source.remove_prefix(1);
   long long number = 0;
-  for (const char c : source) {
-    if (!is_digit(c)) break;
-    number = number * 10 + (c - '0');
-  }
-  return negative ? -number : number;
+  const auto result = std::from_chars(source.data(), source.data() + source.size(), number);
+  if (result.ec == std::errc::result_out_of_range) return source.starts_with('-') ? LLONG_MIN : LLONG_MAX;
+  return number;
 }
 
 int parse_int(std::string_view source) {

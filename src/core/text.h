@@ -181,10 +181,6 @@ std::string_view url_decode(char *bytes, std::size_t length);
 // Byte equality; two nulls are equal, a null equals only a null.
 [[nodiscard]] bool text_equal(const text &a, const text &b);
 [[nodiscard]] inline std::size_t text_length(const text &source) { return source.size(); }
-// Byte equality of two short texts, which mostly differ in their length or their first byte.
-[[nodiscard]] inline bool equal_names(std::string_view a, std::string_view b) {
-  return a.size() == b.size() && (a.empty() || (a.front() == b.front() && (a.size() == 1 || a == b)));
-}
 // Byte equality in which ASCII letters of either case are the same.
 [[nodiscard]] bool equal_ignoring_case(std::string_view a, std::string_view b);
 

@@ -12,9 +12,6 @@ namespace {
 
 std::unordered_map<std::string_view, std::unique_ptr<variable>, keyed_hasher> variables;
 
-// The one found last: a page asks for the same variable again and again.
-variable *last_found = nullptr;
-
 }  // namespace
 
 void variable::set(text value) {
@@ -48,24 +45,19 @@ void variable::print_integer() {
 }
 
 variable *find_variable(std::string_view name) {
-  if (last_found != nullptr && equal_names(last_found->name(), name)) return last_found;
   const auto found = variables.find(name);
-  if (found == variables.end()) return nullptr;
-  return last_found = found->second.get();
+  return found == variables.end() ? nullptr : found->second.get();
 }
 
 variable &variable_named(std::string_view name) {
   if (variable *found = find_variable(name)) return *found;
   auto made = std::make_unique<variable>(name);
-  last_found = made.get();
+  variable &added = *made;
   variables.emplace(made->name(), std::move(made));
-  return *last_found;
+  return added;
 }
 
-void forget_variables() {
-  last_found = nullptr;
-  variables.clear();
-}
+void forget_variables() { variables.clear(); }
 
 std::string_view variable_get(std::string_view name) {
   variable *const found = find_variable(name);

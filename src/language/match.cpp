@@ -34,7 +34,7 @@ constexpr std::string_view unmade_row(unmade_mark);
 
 // The table of one match: a row with the columns "match", "\1", "\2" ... for the groups, "prematch" and
 // "postmatch". Only what is read is made: a cell from its place in the subject, the row as a whole when it is
-// used as one.
+// used as one. Making each row at once takes a hundred times the instructions for 5,000 replacements in 200 kB.
 class match_table : public table_named {
  public:
   // The match is looked for from `offset` on, as if the subject began there.

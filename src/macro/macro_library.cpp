@@ -18,32 +18,31 @@ struct name_hasher : keyed_hasher {
   using is_transparent = void;
 };
 
-std::unordered_map<std::string, std::unique_ptr<macro>, name_hasher, std::equal_to<>> macros;
-
-// Macros that were redefined while they ran.
-std::vector<std::unique_ptr<macro>> outlived;
-
-unsigned long generation = 0;
+struct {
+  std::unordered_map<std::string, std::unique_ptr<macro>, name_hasher, std::equal_to<>> macros;
+  std::vector<std::unique_ptr<macro>> outlived;  // redefined while they ran
+  std::size_t kept_bytes = 0;                    // of the bodies with arguments that are kept
+  unsigned long generation = 0;
+} library;
 
 // The bodies with arguments that are kept, so that a tree of calls with ever other arguments takes no more memory.
 constexpr std::size_t most_kept_bytes = 256 * 1024;
-std::size_t kept_bytes = 0;
 
 // The macro taken out of the library; null when there is none.
 std::unique_ptr<macro> take_macro(std::string_view name) {
-  ++generation;
-  const auto found = macros.find(name);
-  if (found == macros.end()) return nullptr;
+  ++library.generation;
+  const auto found = library.macros.find(name);
+  if (found == library.macros.end()) return nullptr;
   std::unique_ptr<macro> taken = std::move(found->second);
-  macros.erase(found);
+  library.macros.erase(found);
   return taken;
 }
 
 // Puts a macro, or none, in place of the one of that name.
 void put_macro(std::string_view name, std::unique_ptr<macro> defined) {
   std::unique_ptr<macro> replaced = take_macro(name);
-  if (replaced != nullptr && replaced->running > 0) outlived.push_back(std::move(replaced));
-  if (defined != nullptr) macros.emplace(name, std::move(defined));
+  if (replaced != nullptr && replaced->running > 0) library.outlived.push_back(std::move(replaced));
+  if (defined != nullptr) library.macros.emplace(name, std::move(defined));
 }
 
 // Takes a macro out of the library and puts it back, or removes it, when the scope ends.
@@ -163,17 +162,17 @@ repeated_text *macro::body_for(std::span<const std::string_view> arguments) {
   }
   std::unique_ptr<kept_body> &kept = kept_bodies_[key];
   if (kept == nullptr) {
-    if (kept_bytes > most_kept_bytes) return nullptr;
+    if (library.kept_bytes > most_kept_bytes) return nullptr;
     kept = std::make_unique<kept_body>(with_arguments(arguments));
-    kept_bytes += kept->body.size();
+    library.kept_bytes += kept->body.size();
   }
   return &kept->repeated;
 }
 
 macro *find_macro(std::string_view name) {
   if (name.empty()) return nullptr;
-  const auto found = macros.find(name);
-  return found == macros.end() ? nullptr : found->second.get();
+  const auto found = library.macros.find(name);
+  return found == library.macros.end() ? nullptr : found->second.get();
 }
 
 void define_macro(std::string_view header, text body) {
@@ -229,13 +228,13 @@ int define_macros(std::string_view source, text *output) {
   return count;
 }
 
-unsigned long macro_generation() { return generation; }
+unsigned long macro_generation() { return library.generation; }
 
 void forget_macros() {
-  macros.clear();
-  outlived.clear();
-  kept_bytes = 0;
-  ++generation;
+  library.macros.clear();
+  library.outlived.clear();
+  library.kept_bytes = 0;
+  ++library.generation;
 }
 
 }  // namespace quillet

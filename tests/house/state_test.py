@@ -11,10 +11,10 @@ import sys
 
 ANSWERED_FOR = {
     "forgotten by forget_request": [
-        "calls", "charsets", "cookie_index", "kept_bytes", "last_found", "macros", "optimize", "outlived", "process",
-        "request", "seeded", "tables", "turn", "variables",
+        "calls", "charsets", "cookie_index", "library", "optimize", "process", "request", "seeded", "tables", "turn",
+        "variables",
         # the form
-        "body_bytes", "first_run", "last_run", "query_bytes", "search",
+        "input", "runs", "search",
     ],
     "restored by a scope": [
         "has_connection", "current_list_user", "current_mode", "current_switch", "bracket_scope::current",
@@ -27,10 +27,10 @@ ANSWERED_FOR = {
         "keyed_hash(std::basic_string_view<char, std::char_traits<char> >)::secret",
     ],
     "kept for later requests, which it does not change": [
-        # count up with every definition and with every table, for the process's whole life
-        "generation", "last_numbering",
+        # counts up with every table, for the process's whole life
+        "last_numbering",
         # compiled regular expressions
-        "kept_expressions", "next_kept",
+        "cache",
     ],
 }
 
