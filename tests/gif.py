@@ -143,6 +143,6 @@ def decode(data):
         codes += data[at + 1:at + 1 + data[at]]
         at += 1 + data[at]
     if data[at + 1:] != b";":
-        raise ValueError("the file goes on behind the frame")
+        raise ValueError("the file goes on after the frame")
     pixels = unpack(code_size, codes, width * height)
     return Picture([pixels[i * width:(i + 1) * width] for i in range(height)], palette, transparent)

@@ -37,7 +37,7 @@ void free_form_entries();
 // application/x-www-form-urlencoded), decoding in place: the entries are views of it.
 decode_result decode_urlencoded(char *data, std::size_t length);
 
-// Appends the fields of a multipart body (RFC 7578), in place likewise. The boundary is that of the
+// Appends the fields of a multipart body (RFC 7578), in place, too. The boundary is that of the
 // request's content type. Text fields are recoded from the page's charset to the source charset.
 decode_result decode_multipart(char *data, std::size_t length);
 

@@ -15,7 +15,7 @@ std::size_t find_ignoring_case(std::string_view source, std::string_view mark) {
 
 // The value after `key`: a quoted string, or the bytes up to the first space, ";", double quote or
 // line break. Empty when the key does not occur.
-std::string_view value_behind(std::string_view source, std::string_view key) {
+std::string_view value_after(std::string_view source, std::string_view key) {
   const std::size_t at = find_ignoring_case(source, key);
   if (at == std::string_view::npos) return {};
   std::string_view value = source.substr(at + key.size());
@@ -41,7 +41,7 @@ std::size_t header_length(std::string_view part) {
 
 decode_result decode_multipart(char *data, std::size_t length) {
   const std::string_view body(data, length);
-  const std::string_view boundary = value_behind(request.content_type, "boundary=");
+  const std::string_view boundary = value_after(request.content_type, "boundary=");
   // An empty boundary would never advance.
   if (boundary.empty()) return decode_mismatch;
 
@@ -56,12 +56,12 @@ decode_result decode_multipart(char *data, std::size_t length) {
     const std::string_view header = body.substr(part, header_size);
     const std::size_t content = part + header_size;
     // A carriage return, a line feed and "--" are between the content and the boundary.
-    constexpr std::size_t behind_content = 4;
+    constexpr std::size_t mark_before_boundary = 4;
     if (find_ignoring_case(header, "content-disposition: form-data") != std::string_view::npos &&
-        next > content + behind_content) {
-      const std::string_view name = until_nul(value_behind(header, " name="));
-      const std::string_view file_name = until_nul(value_behind(header, " filename="));
-      const std::size_t size = next - content - behind_content;
+        next > content + mark_before_boundary) {
+      const std::string_view name = until_nul(value_after(header, " name="));
+      const std::string_view file_name = until_nul(value_after(header, " filename="));
+      const std::size_t size = next - content - mark_before_boundary;
       if (!name.empty()) {
         if (file_name.empty()) recode_from_client(data + content, size);
         if (!add_form_entry({name, {data + content, size}, file_name})) return decode_no_memory;

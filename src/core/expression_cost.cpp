@@ -95,7 +95,7 @@ class weigher {
     next_atom(escaped != '\0' && assertions.find(escaped) != std::string_view::npos ? assertion : plain_atom);
   }
 
-  // A set of bytes: "]" stands for itself at its front, and after "[:", "[." and "[=" until their end.
+  // A set of bytes: "]" means itself at its front, and after "[:", "[." and "[=" until their end.
   void take_bracket() {
     if (rest_.starts_with('^')) rest_.remove_prefix(1);
     if (rest_.starts_with(']')) rest_.remove_prefix(1);

@@ -87,7 +87,7 @@ text output_of(text command) {
 }
 
 // The text after the first empty line: nothing, or carriage returns only, between two line feeds.
-std::string_view behind_header(std::string_view output) {
+std::string_view after_header(std::string_view output) {
   for (std::size_t at = 0; (at = output.find('\n', at)) != std::string_view::npos;) {
     do {
       ++at;
@@ -122,7 +122,7 @@ void op_exec(parameters &parameters, text &out) {
   const environment_scope path_info("PATH_INFO", parameters[2]);
   const text output = output_of(std::move(command));
   // Deliberate: without an empty line there is no result; the program answers as a CGI program does.
-  out.append(behind_header(until_nul(output)));
+  out.append(after_header(until_nul(output)));
 }
 
 constexpr operator_definition definitions[] = {

@@ -32,9 +32,9 @@ void op_name(parameters &parameters, text &out) {
   std::string_view component;
   for (int level = std::max(parse_int(parameters[1]), 0); level >= 0; --level) {
     component = head;
-    const std::string_view behind = cut_at_last_char(head, '/');
-    if (behind.data() != nullptr) {
-      component = behind;
+    const std::string_view after = cut_at_last_char(head, '/');
+    if (after.data() != nullptr) {
+      component = after;
     } else if (level > 0) {
       component = {};
       break;

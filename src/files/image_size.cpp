@@ -32,7 +32,7 @@ class byte_source {
     return true;
   }
   // Moves past the next byte of that value; false when there is none.
-  bool skip_behind(unsigned char byte) {
+  bool skip_past(unsigned char byte) {
     while (at_ < end_ || fill()) {
       const void *found = std::memchr(buffer_ + at_, byte, end_ - at_);
       at_ = found == nullptr ? end_ : static_cast<std::size_t>(static_cast<const unsigned char *>(found) - buffer_) + 1;
@@ -78,7 +78,7 @@ picture_size jpeg_size(byte_source &source) {
   unsigned char bytes[17];
   if (!source.read(bytes, 2) || bytes[1] != start_of_image) return size;
   bool application_segment_read = false;
-  while (source.skip_behind(marker_start) && source.read(bytes, 1)) {
+  while (source.skip_past(marker_start) && source.read(bytes, 1)) {
     const unsigned char marker = bytes[0];
     if (marker == baseline_frame || marker == progressive_frame) {
       // The segment's length, the precision, height, width, the number of components.

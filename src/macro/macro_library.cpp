@@ -94,7 +94,7 @@ int matching_name(std::string_view names, std::string_view source, std::size_t &
 }
 
 // The rest of `source` after its first line feed that is followed by "@"; nothing when there is none.
-std::string_view behind_next_header_mark(std::string_view source) {
+std::string_view after_next_header_mark(std::string_view source) {
   const std::size_t mark = source.find("\n@");
   return mark == std::string_view::npos ? std::string_view() : source.substr(mark + 1);
 }
@@ -102,7 +102,7 @@ std::string_view behind_next_header_mark(std::string_view source) {
 // Reads the definition blocks of a text; gives their number.
 int read_definitions(std::string_view rest) {
   int count = 0;
-  if (!rest.starts_with('@')) rest = behind_next_header_mark(rest);
+  if (!rest.starts_with('@')) rest = after_next_header_mark(rest);
   while (!rest.empty()) {
     std::string_view body = rest;
     const std::string_view header = next_token(body, '\n');
@@ -112,7 +112,7 @@ int read_definitions(std::string_view rest) {
       continue;
     }
     if (body.data() == nullptr) break;
-    rest = behind_next_header_mark(body);
+    rest = after_next_header_mark(body);
     if (!rest.empty()) {
       body = body.substr(0, body.size() - rest.size() - 1);
       if (body.ends_with('\n')) body.remove_suffix(1);

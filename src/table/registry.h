@@ -47,7 +47,7 @@ class table_array {
 // when that one is being walked; the walk's operator catches it.
 void put_table(std::unique_ptr<table> made);
 
-// Removes the table under the current name; a table that is being walked throws likewise.
+// Removes the table under the current name; a table that is being walked throws the same.
 void remove_current_table();
 
 [[nodiscard]] std::string_view current_table_name();

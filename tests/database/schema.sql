@@ -21,7 +21,7 @@ insert into odd values (1, null, null, null), (2, 'x\ty', 'p\nq', 'z\t'), (3, ''
 create table bytes (id int auto_increment primary key, value varbinary(300));
 
 delimiter //
--- Two results, then how it went; one that fails between them; one that fails behind a row; none; many bytes.
+-- Two results, then how it went; one that fails between them; one that fails after a row; none; many bytes.
 create procedure two_results() begin select 1 as a; select 2 as b union all select 3; end//
 create procedure fails_after_a_result() begin select 1 as a; select * from nothing; select 2 as b; end//
 create procedure fails_in_a_further_result() begin select 1 as a; select seq, (select seq from seq_1_to_2 where seq <= s.seq) as x from seq_1_to_3 as s; select 2 as b; end//

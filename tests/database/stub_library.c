@@ -1,15 +1,15 @@
 /* A client library for databases that are not there. It writes the calls that matter into the file "calls" of the
  * current folder, a line each, with the number of the connection, and answers as its environment says:
  *
- *   STUB_FAILS    which calls fail, of init, real_connect, query, use_result and fetch_row behind
+ *   STUB_FAILS    which calls fail, of init, real_connect, query, use_result and fetch_row after
  *                 the last row
- *   STUB_DIES     which of query and fetch_row behind the last row end the process
+ *   STUB_DIES     which of query and fetch_row after the last row end the process
  *   STUB_WAITS    whether query waits for ever
- *   STUB_ERROR    the message of the connection behind a call that failed
+ *   STUB_ERROR    the message of the connection after a call that failed
  *   STUB_FIELDS   the number that field_count answers
  *   STUB_NAMES    the columns of a result, "a,b"; "?" for one without a description
  *   STUB_ROWS     its rows, "1,2/3,4"; "?" for a NULL
- *   STUB_FURTHER  what next_result answers: one digit for each call, "-" for below 0 and behind the last one
+ *   STUB_FURTHER  what next_result answers: one digit for each call, "-" for below 0 and after the last one
  */
 #include <signal.h>
 #include <stdarg.h>

@@ -388,8 +388,8 @@ TEST(evaluate, takes_linear_time_on_carets_before_a_list_of_too_many_parameters)
 
 TEST(evaluate, takes_linear_time_on_nested_lists_of_too_many_parameters) {
   const std::string before = repeated("^show[", 50000);
-  const std::string behind = repeated(repeated(";", 19) + "]", 50000);
-  EXPECT_TRUE(expanded(before + "^show[x]" + behind) == before + "<x>" + behind);
+  const std::string after = repeated(repeated(";", 19) + "]", 50000);
+  EXPECT_TRUE(expanded(before + "^show[x]" + after) == before + "<x>" + after);
 }
 
 TEST(evaluate, takes_linear_time_on_unclosed_calls_with_backticks_and_escapes_between) {
