@@ -22,7 +22,7 @@ constexpr const char *log_files[] = {"./access_log", "./error_log"};
 
 constexpr std::size_t line_limit = 1024;  // with the NUL byte
 
-// A line under construction; what does not fit is dropped.
+// A line under construction; what does not fit is dropped, except for the line feed.
 class log_line {
  public:
   void append_time() {
@@ -39,8 +39,14 @@ class log_line {
     va_end(arguments);
   }
   void append_list(const char *format, va_list arguments) {
-    const int added = std::vsnprintf(bytes_ + size_, sizeof bytes_ - size_, format, arguments);
-    if (added > 0) size_ = std::min(size_ + static_cast<std::size_t>(added), line_limit - 1);
+    constexpr std::size_t room = line_limit - 1;  // with the NUL byte; the line feed has its own
+    const int added = std::vsnprintf(bytes_ + size_, room - size_, format, arguments);
+    if (added > 0) size_ = std::min(size_ + static_cast<std::size_t>(added), room - 1);
+  }
+  // A visitor whose input is in a message must not be able to write a line of the log.
+  void end() {
+    std::replace_if(bytes_, bytes_ + size_, is_control, ' ');
+    bytes_[size_++] = '\n';
   }
   void write_to(int descriptor) const { write_all(descriptor, {bytes_, size_}); }
 
@@ -58,7 +64,7 @@ void log_list(int number, const char *format, va_list arguments) {
     line.append_time();
     line.append("%s: ", request.page_path.is_empty() ? "[path=null]" : request.page_path.c_str());
     line.append_list(format, arguments);
-    line.append("\n");
+    line.end();
     line.write_to(descriptor < 0 ? STDERR_FILENO : descriptor);
   }
   if (descriptor >= 0) close(descriptor);

@@ -15,9 +15,9 @@ enum log_number : int {
 };
 
 // Appends one line to a log: "[%d/%b/%Y %H:%M:%S] " in local time, the page path or "[path=null]",
-// ": ", the message and a line feed, in one write of at most 1,023 bytes; a longer line is cut, its
-// line feed with it. A log that cannot be opened is replaced by standard error. A null `format`
-// opens and closes the log and writes nothing.
+// ": ", the message and a line feed, in one write of at most 1,023 bytes; a longer message is cut.
+// Control bytes become blanks. A log that cannot be opened is replaced by standard error. A null
+// `format` opens and closes the log and writes nothing.
 [[gnu::format(printf, 2, 3)]] void log_message(int number, const char *format, ...);
 
 // Has `fatal` leave its message in the error log. Called once, at the start.

@@ -78,13 +78,21 @@ TEST(log_message, begins_with_the_local_time) {
   EXPECT_EQ(child.status, 0) << child.output;
 }
 
-TEST(log_message, cuts_a_line_at_1023_bytes_and_its_line_feed_with_it) {
+TEST(log_message, cuts_a_line_to_1023_bytes_with_its_line_feed) {
   const temporary_folder folder;
   log_message(error_log, "%s", std::string(5000, 'm').c_str());
   const std::string prefix = "[01/Jan/1970 00:00:00] [path=null]: ";
   const std::string line = file_content("error_log");
   EXPECT_EQ(line.size(), 1023U);
-  EXPECT_EQ(line.substr(prefix.size()), std::string(1023 - prefix.size(), 'm'));
+  EXPECT_EQ(line.substr(prefix.size()), std::string(1022 - prefix.size(), 'm') + "\n");
+}
+
+TEST(log_message, has_blanks_in_place_of_control_bytes) {
+  const temporary_folder folder;
+  request.page_path = text("/a\nb"sv);
+  log_message(error_log, "one\n[two]\t\x1b\x7f\r\xff");
+  request.page_path = text();
+  EXPECT_EQ(log_content("error_log"), "[time] /a b: one [two]    \xff\n");
 }
 
 TEST(log_message, keeps_the_line_feed_of_a_line_of_exactly_1023_bytes) {
@@ -101,6 +109,7 @@ TEST(log_message, cuts_a_page_path_that_fills_the_line) {
   log_message(error_log, "never seen");
   request.page_path = text();
   EXPECT_EQ(file_content("error_log").size(), 1023U);
+  EXPECT_EQ(file_content("error_log").back(), '\n');
 }
 
 TEST(log_message, without_a_format_makes_the_file_and_writes_nothing) {
