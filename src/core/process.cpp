@@ -8,6 +8,8 @@
 #include <csignal>
 #include <cstdlib>
 
+#include "core/end.h"
+
 namespace quillet {
 
 namespace {
@@ -95,6 +97,19 @@ int wait_child(pid_t pid) {
     if (errno != EINTR) return -1;
   }
   return WIFEXITED(status) ? WEXITSTATUS(status) : -2;
+}
+
+void set_environment(std::string_view name, std::string_view value) {
+  if (setenv(text(name).c_str(), text(value).c_str(), 1) != 0 && errno == ENOMEM) {
+    fatal("unable to malloc %zu bytes", name.size() + value.size() + 2);
+  }
+}
+
+void open_standard_streams() {
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    // The system gives the lowest number that is free.
+    if (fcntl(stream, F_GETFD) < 0 && open("/dev/null", O_RDWR) < 0) std::_Exit(exit_fatal);
+  }
 }
 
 int run_shell(std::string_view command) {

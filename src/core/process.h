@@ -1,4 +1,4 @@
-// Child processes.
+// Child processes, and what the process hands down to them.
 #pragma once
 
 #include <sys/types.h>
@@ -21,6 +21,14 @@ namespace quillet {
 
 // Waits for the child: its exit status, -2 when a signal ended it, -1 when the wait itself fails.
 int wait_child(pid_t pid);
+
+// Sets an environment variable; a name that the system does not take, an empty one, sets none. Without memory the
+// process ends.
+void set_environment(std::string_view name, std::string_view value);
+
+// Gives the standard input, output and error that nobody opened to /dev/null, so that no file of the site gets one
+// of their numbers and with it what is meant for them.
+void open_standard_streams();
 
 // Runs the command in the system shell, a backslash put before every ";" and "|"; gives the shell's
 // status as system(3) does.

@@ -41,7 +41,7 @@ class environment_scope {
     if (value.empty()) {
       unsetenv(name);
     } else {
-      setenv(name, text(value).c_str(), 1);
+      set_environment(name, value);
     }
   }
   environment_scope(const environment_scope &) = delete;
@@ -50,7 +50,7 @@ class environment_scope {
     if (saved_.is_null()) {
       unsetenv(name_);
     } else {
-      setenv(name_, saved_.c_str(), 1);
+      set_environment(name_, saved_);
     }
   }
 

@@ -9,6 +9,7 @@
 #include "cgi/response.h"
 #include "core/end.h"
 #include "core/file.h"
+#include "core/process.h"
 #include "macro/macro_files.h"
 #include "main/modules.h"
 
@@ -23,7 +24,7 @@ void load_profile() {
     if (rest.data() == nullptr) return;
     std::string_view name = line;
     const std::string_view value = cut_at_char(name, '=');
-    if (value.data() != nullptr) setenv(text(name).c_str(), text(value).c_str(), 1);
+    if (value.data() != nullptr) set_environment(name, value);
   }
 }
 

@@ -10,6 +10,7 @@
 #include "cgi/log.h"
 #include "cgi/request.h"
 #include "core/end.h"
+#include "core/process.h"
 #include "main/driver.h"
 
 namespace quillet {
@@ -17,6 +18,7 @@ namespace quillet {
 namespace {
 
 int answer_request() {
+  open_standard_streams();
   log_last_message();
   umask(2);  // new files: writable for the group, not for the world
   // A file that grows beyond the process's limit is an error of the write. Programs that are run get the
