@@ -21,6 +21,7 @@ class Pages(ServedSite):
         "www/environment.html": "^optimize[no]" + "".join(f"{name}=^env[{name}]\n" for name in ENVIRONMENT),
         "www/site.html": "^env[SITE_NAME]",
         "www/headers.html": "^header[X-One;1]^header[X-Two;a^form[x]b]body",
+        "www/redirect.html": "^header[Location;^form[to]]",
         "www/plain.html": "^header[Content-Type;text/plain]<plain>",
         "www/empty.html": "^rem[nothing]",
         "www/query.html": "^optimize[no]^query[]|^form[x]",
@@ -189,6 +190,22 @@ class Pages(ServedSite):
     def test_a_client_cannot_pretend_a_redirection(self):
         reply = self.ask_raw("/cgi-bin/%71uillet/hello.html", ["REDIRECT_STATUS: 200", "Redirect-Status: 200"])
         self.assertEqual(reply.status, 403)
+
+    def test_a_page_can_redirect_to_another_page_inside_the_server(self):
+        self.assertEqual(self.ask("/redirect.html?to=/hello.html%3Fname=Ann").text(), "<p>Hello, Ann!</p>")
+
+    def test_no_redirect_inside_the_server_reaches_the_program_past_its_rules(self):
+        for target in ("/cgi-bin/quillet/hello.html", "/cgi-bin/%2571uillet/hello.html", "/cgi-bin/quillet",
+                       "//cgi-bin//quillet/hello.html", "/x/../cgi-bin/quillet/hello.html"):
+            reply = self.ask("/redirect.html?to=" + target)
+            self.assertEqual((reply.status, reply.text()), (403, "403 Forbidden\n"), target)
+
+    def test_a_body_beyond_the_limit_is_refused(self):
+        head = (b"POST /form.html HTTP/1.0\r\nContent-Type: application/x-www-form-urlencoded\r\n"
+                b"Content-Length: %d\r\n\r\n")
+        with socket.create_connection(("127.0.0.1", self.demo.port)) as stream:
+            stream.sendall(head % (64 * 1024 * 1024 + 1))
+            self.assertIn(b" 413 ", stream.makefile("rb").readline())
 
     def test_the_directory_of_the_program_is_not_a_url(self):
         for target in ("/cgi-bin", "/cgi-bin/", "/cgi-bin/other"):

@@ -57,7 +57,8 @@ def program_under_test(folder):
     copy, script = folder / "program", folder / "program.sh"
     shutil.copy(PROGRAM, copy)
     shutil.copy(DATABASE_PROGRAM, folder)
-    script.write_text(f"#!/bin/sh\nASAN_OPTIONS=detect_leaks=1 exec '{copy}'\n")
+    # The sanitizers reserve more address space than a request may use.
+    script.write_text(f"#!/bin/sh\nulimit -S -v unlimited\nASAN_OPTIONS=detect_leaks=1 exec '{copy}'\n")
     script.chmod(0o755)
     return script
 

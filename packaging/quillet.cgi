@@ -1,0 +1,42 @@
+#!/bin/sh
+# shellcheck disable=SC2154,SC3045  # the server sets variables; today's shells know the limits, another sets none
+work=/srv/example/run
+program=/usr/local/bin/quillet
+
+# The CGI program that the web server runs. Copy it to `cgi-bin/quillet` and say above where the site's working
+# directory and the program are.
+
+# What one request may use: seconds of processor time, and KiB of memory, of a body, and of each file it writes.
+# A request that uses more ends: with status 413 when its body is too large, otherwise with the server's status 500
+# and a line in the server's log or in the working directory's error_log. Limits of the server that are lower count.
+processor_time=20
+memory=524288
+body=65536
+file=262144
+
+refuse() {
+  printf 'Status: %s\nContent-type: text/plain\n\n%s\n' "$1" "$1"
+  exit
+}
+
+# A page may name an address of this server in its header "Location" and leave the rest to the server. Such a
+# redirect straight to this program would get any page past the rules that protect it.
+case $REDIRECT_URL in
+  "$SCRIPT_NAME" | "$SCRIPT_NAME"/*) refuse '403 Forbidden' ;;
+esac
+
+case $CONTENT_LENGTH in
+  *[!0-9]* | ??????????????*) refuse '400 Bad Request' ;;
+esac
+[ "${CONTENT_LENGTH:-0}" -le $((body * 1024)) ] || refuse '413 Request Entity Too Large'
+
+{
+  ulimit -t "$processor_time"
+  ulimit -S -v "$memory"
+  ulimit -f $((file * 2)) # in blocks of 512 bytes
+} 2>/dev/null
+
+cd "$work" || exit 1
+# Pages reach the program by a redirect, which renames the visitor's name.
+export REMOTE_USER="$REDIRECT_REMOTE_USER"
+exec "$program"

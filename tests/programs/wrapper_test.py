@@ -1,0 +1,96 @@
+"""packaging/quillet.cgi: what it does to the request before the program starts, and the limits under which it runs."""
+
+import signal
+import subprocess
+import sys
+import tempfile
+import unittest
+from pathlib import Path
+
+sys.path.insert(0, str(Path(__file__).resolve().parent.parent))
+from case_run import is_sanitized  # noqa: E402
+from program import PROGRAM, ROOT, TIMEOUT, cgi_environment  # noqa: E402
+
+WRAPPER = ROOT / "packaging/quillet.cgi"
+LOOP_WITHOUT_OUTPUT = "^for[i;1;2000000000;^rem[x]]"
+LOOP_WITH_OUTPUT = "^for[i;1;2000000000;xxxxxxxxxxxxxxxx]"
+
+
+class Wrapper(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory(prefix="quillet wrapper ")
+        self.addCleanup(folder.cleanup)
+        self.root = Path(folder.name)
+        (self.root / "run").mkdir()
+        (self.root / "www").mkdir()
+
+    def ask(self, page, settings=None, environment=None, body=b""):
+        """The request for the page through the wrapper; `settings` in place of its own."""
+        (self.root / "www/page.html").write_text(page)
+        values = {"work": f"'{self.root}/run'", "program": f"'{PROGRAM}'", **(settings or {})}
+        if is_sanitized(str(PROGRAM)):  # the sanitizers reserve the address space whole
+            values["memory"] = "unlimited"
+        lines = WRAPPER.read_text().splitlines()
+        for name, value in values.items():
+            at, = [i for i, line in enumerate(lines) if line.startswith(name + "=")]
+            lines[at] = f"{name}={value}"
+        wrapper = self.root / "quillet"
+        wrapper.write_text("\n".join(lines) + "\n")
+        wrapper.chmod(0o755)
+        return subprocess.run([wrapper], env=cgi_environment(str(self.root)) | (environment or {}), input=body,
+                              cwd=self.root, capture_output=True, timeout=TIMEOUT)
+
+    def test_the_page_is_made_in_the_working_directory(self):
+        (self.root / "run/_macro.cfg").write_text("@where[]\nhere\n")
+        answer = self.ask("^macro[where]^env[REMOTE_USER]", environment={"REDIRECT_REMOTE_USER": "ann"})
+        self.assertEqual(answer.returncode, 0, answer.stderr)
+        self.assertRegex(answer.stdout, rb"\n\nhere\s*ann$")
+
+    def test_a_visitor_cannot_bring_a_name_along(self):
+        answer = self.ask("[^env[REMOTE_USER]]", environment={"REMOTE_USER": "ann"})
+        self.assertTrue(answer.stdout.endswith(b"[]"), answer.stdout)
+
+    def test_a_redirect_to_the_program_itself_is_refused(self):
+        for address in ("/cgi-bin/quillet", "/cgi-bin/quillet/page.html"):
+            answer = self.ask("secret", environment={"REDIRECT_URL": address})
+            self.assertTrue(answer.stdout.startswith(b"Status: 403 Forbidden\n"), answer.stdout)
+            self.assertNotIn(b"secret", answer.stdout)
+
+    def test_a_redirect_to_a_page_is_not_refused(self):
+        for address in ("/page.html", "/cgi-bin/quillets/page.html", "/a/cgi-bin/quillet/page.html", ""):
+            answer = self.ask("open", environment={"REDIRECT_URL": address})
+            self.assertTrue(answer.stdout.endswith(b"open"), address)
+
+    def test_a_body_that_is_too_large_is_refused(self):
+        for length, status in (("1025", b"413 "), ("1024", None), ("", None), ("9" * 40, b"400 "), ("-1", b"400 "),
+                               ("1 -o 1", b"400 ")):
+            environment = {"REQUEST_METHOD": "POST", "CONTENT_TYPE": "application/x-www-form-urlencoded",
+                           "CONTENT_LENGTH": length}
+            answer = self.ask("^form[a]", {"body": "1"}, environment, b"a=" + b"x" * 1022)
+            self.assertEqual(answer.stdout.startswith(b"Status: " + status) if status else
+                             answer.stdout.startswith(b"Content-type: text/html"), True, (length, answer.stdout[:80]))
+
+    def test_a_page_without_an_end_runs_out_of_its_time(self):
+        answer = self.ask(LOOP_WITHOUT_OUTPUT, {"processor_time": "1"})
+        self.assertIn(answer.returncode, (-signal.SIGXCPU, -signal.SIGKILL))
+        self.assertEqual(answer.stdout, b"")
+
+    @unittest.skipIf(is_sanitized(str(PROGRAM)), "the sanitizers reserve the address space whole")
+    def test_a_page_without_an_end_runs_out_of_its_memory(self):
+        for page in (LOOP_WITH_OUTPUT, "^config[a]^menu[^config[insert;999999;b	b]x]"):
+            answer = self.ask(page, {"memory": "65536"})
+            self.assertEqual((answer.returncode, answer.stdout), (254, b""))
+            self.assertRegex((self.root / "run/error_log").read_text(), r"unable to (malloc|realloc) \d+ bytes\n$")
+
+    def test_an_expression_with_back_references_ends_by_itself(self):
+        answer = self.ask(r"^match[(x?)(x?)(x?)(x?)(x?)(x?)(x?)(x?)(x?)(x?)(x?)(x?)\1\2\3\4\5\6\7\8\9y;" + "x" * 400 + "]")
+        self.assertEqual(answer.returncode, 0, answer.stderr)
+
+    def test_a_file_ends_at_its_limit(self):
+        answer = self.ask("^save[note;^for[i;1;20000;xxxxxxxxxxxxxxxx]]", {"file": "100"})
+        self.assertEqual(answer.returncode, 0, answer.stderr)
+        self.assertIn(b"File too large", answer.stdout)
+
+
+if __name__ == "__main__":
+    unittest.main()
