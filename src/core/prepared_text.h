@@ -28,16 +28,16 @@ class prepared_call {
   prepared_call &operator=(const prepared_call &) = delete;
   virtual ~prepared_call() = default;
 
-  // Makes the call, which counts as under way, like the operator's handler. Gives
-  //   `complete`   when it is done;
-  //   `not_now`    when only the handler can make it; then nothing has changed;
-  //   a text       whose expansion completes the result; when that is done, or left by an exception, `leave` is
-  //                called with what `make` put into `kept`, if it did.
-  virtual const prepared_text *make(text &out, void *&kept) = 0;
-  virtual void leave(void *) {}
+  // What a call has come to. Two pointers, which are given back in registers.
+  struct outcome {
+    const prepared_text *rest;  // the text whose expansion completes the result
+    int *held;                  // a count that was raised for the time of that; null for none
+  };
+  static constexpr outcome complete = {nullptr, nullptr};
+  static const outcome not_now;  // only the operator's handler can make it; nothing has changed
 
-  static constexpr const prepared_text *complete = nullptr;
-  static const prepared_text *const not_now;
+  // Makes the call, which counts as under way, like the operator's handler.
+  virtual outcome make(text &out) = 0;
 };
 
 // A parameter of a prepared call.
@@ -73,21 +73,29 @@ class prepared_text {
   void call(std::string_view name, const parameters &parameters);
 
  private:
-  struct instruction {
-    enum : std::uint8_t { is_literal, is_call, is_end } what;
-    std::uint8_t parameter_count;
-    std::uint32_t first_parameter;
-    std::string_view bytes;  // of a call, the operator's name
-    const operator_entry *entry;
-    prepared_call *prepared;  // null: the operator's handler makes the call
-  };
   struct parameter {
     std::string_view bytes;
     bool plain;  // without markup
   };
+  struct instruction {
+    enum kind : std::uint8_t { is_short_literal, is_literal, is_prepared_call, is_call, is_end };
+    kind what;
+    std::uint8_t size;    // of a call, in parameters; of a short literal, in bytes
+    bool counts;          // as one that may change something
+    std::uint32_t first;  // parameter
+    union {
+      std::string_view bytes;  // of a call, the operator's name
+      char short_bytes[text::padded_size];
+    };
+    const operator_entry *entry;
+    prepared_call *prepared;
+    const parameter *parameters;
+  };
   struct open_calls;
 
-  void call_handler(const instruction &call, text &out) const;
+  instruction &add(instruction::kind what);
+  static prepared_call::outcome make_call(const instruction &call, text &out);
+  static void call_handler(const instruction &call, text &out);
 
   repeated_text *keeper_ = nullptr;
   std::vector<instruction> instructions_;

@@ -53,6 +53,15 @@ class text {
     size_ += bytes.size();
     start[size_] = '\0';
   }
+  // The first `size` of so many bytes, without a call where there is room for all of them.
+  static constexpr std::size_t padded_size = 16;
+  void append_padded(const char (&bytes)[padded_size], std::size_t size) {
+    if (capacity_ - size_ < padded_size) return append({bytes, size});
+    char *const end = data() + size_;
+    __builtin_memcpy(end, bytes, padded_size);
+    end[size] = '\0';
+    size_ += size;
+  }
   void append(char byte) {
     if (size_ == capacity_) grow(size_ + 1);
     char *const start = data();

@@ -13,6 +13,11 @@ namespace quillet {
   return value > -2147483649.0 && value < 2147483648.0 ? static_cast<int>(value) : INT_MIN;
 }
 
+[[nodiscard]] inline int truncate_to_int(long long value) {
+  const int narrow = static_cast<int>(value);
+  return narrow == value ? narrow : INT_MIN;
+}
+
 inline constexpr double whole_numbers_from = 4503599627370496.0;  // 2^52; no double from here on has a fraction
 
 [[nodiscard]] inline double round_down(double x) {

@@ -24,8 +24,8 @@ class compared_part {
     return storage;
   }
   // For a call that it completes.
-  [[nodiscard]] const prepared_text *finish(text &out) {
-    if (!is_plain_) return &part_.code();
+  [[nodiscard]] prepared_call::outcome finish(text &out) {
+    if (!is_plain_) return {&part_.code(), nullptr};
     out.append(part_.source());
     return prepared_call::complete;
   }
@@ -40,7 +40,7 @@ class prepared_eq : public prepared_call {
  public:
   prepared_eq(repeated_text &keeper, const parameters &call)
       : a_(keeper, call[0]), b_(keeper, call[1]), then_(keeper, call[2]), otherwise_(keeper, call[3]) {}
-  const prepared_text *make(text &out, void *&) override {
+  outcome make(text &out) override {
     text storage_a;
     text storage_b;
     const std::string_view a = a_.value(storage_a);
@@ -82,7 +82,7 @@ class prepared_switch : public prepared_call {
       : value_(keeper, call[0]) {
     for (const prepared_case &each : cases) cases_.push_back({each, {keeper, each.branch}});
   }
-  const prepared_text *make(text &out, void *&) override {
+  outcome make(text &out) override {
     if (calls.depth >= max_call_depth) return not_now;  // its cases would be refused
     const switch_scope scope;
     text storage;

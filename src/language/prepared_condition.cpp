@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <optional>
 
-#include "core/calls.h"
-#include "core/evaluator.h"
 #include "core/quoting.h"
 #include "core/scanner.h"
 #include "language/expression.h"
@@ -66,23 +64,24 @@ prepared_condition::prepared_condition(repeated_text &keeper, std::string_view s
   scanner(source, found).run();
   literals_ = std::move(found.literals);
   text expression;
-  std::vector<std::size_t> offsets;
+  std::vector<expression_hole> holes;
   for (std::size_t i = 0; i < found.calls.size(); ++i) {
     text stripped = copy_text(literals_[i]);
     remove_white_space(stripped);
     expression.append(stripped);
-    offsets.push_back(expression.size());
-    expression.append(hole_number);
     const call_finder::found_call &call = found.calls[i];
-    holes_.push_back({{keeper, call.source}, call.shown.data() == nullptr ? nullptr : &variable_named(call.shown)});
+    variable *const shown = call.shown.data() == nullptr ? nullptr : &variable_named(call.shown);
+    holes.push_back({expression.size(), shown});
+    holes_.push_back({{keeper, call.source}, shown});
+    expression.append(hole_number);
   }
   text stripped = copy_text(literals_.back());
   remove_white_space(stripped);
   expression.append(stripped);
-  has_form_ = offsets.size() <= most_holes && std::all_of(offsets.begin(), offsets.end(), [&](std::size_t offset) {
-                return is_apart(expression, offset);
+  has_form_ = holes.size() <= most_holes && std::all_of(holes.begin(), holes.end(), [&](const expression_hole &each) {
+                return is_apart(expression, each.offset);
               });
-  if (has_form_) expression_ = prepared_expression(expression, offsets);
+  if (has_form_) expression_ = prepared_expression(expression, holes);
 }
 
 bool prepared_condition::compute_shown(double &value) const {

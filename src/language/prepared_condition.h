@@ -4,6 +4,8 @@
 #include <string_view>
 #include <vector>
 
+#include "core/calls.h"
+#include "core/evaluator.h"
 #include "core/prepared_text.h"
 #include "core/variables.h"
 #include "language/prepared_expression.h"
@@ -20,6 +22,11 @@ class prepared_condition {
 
   // As `compute_expression` of the expanded text. `is_empty` says whether that is empty.
   [[nodiscard]] bool compute(std::string_view operator_name, double &value, text &out, bool &is_empty);
+  // The same where all that it needs are integers; `integer_program::none` when they are not, or it is empty.
+  [[nodiscard]] long long compute_integer() const {
+    if (calls.depth >= max_call_depth) return integer_program::none;  // a call in it would be refused
+    return expression_.compute_integer();
+  }
 
  private:
   static constexpr std::size_t most_holes = 4;

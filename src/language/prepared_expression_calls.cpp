@@ -26,7 +26,7 @@ namespace {
 class prepared_reading : public prepared_call {
  public:
   explicit prepared_reading(std::string_view name) : read_(variable_named(name)) {}
-  const prepared_text *make(text &out, void *&) override {
+  outcome make(text &out) override {
     quote(read_.value(), false, out);
     return complete;
   }
@@ -40,7 +40,7 @@ class prepared_assignment : public prepared_call {
  public:
   prepared_assignment(repeated_text &keeper, const parameters &call)
       : set_(variable_named(call[0])), value_(keeper, call[1]), is_plain_(!has_markup(call[1])) {}
-  const prepared_text *make(text &, void *&) override {
+  outcome make(text &) override {
     if (is_plain_) {
       set_.assign(value_.source());
       return complete;
@@ -67,7 +67,7 @@ class prepared_change : public prepared_call {
         operand_(keeper, call[2]),
         plain_operand_(parse_int(call[2])),
         is_plain_(!has_markup(call[2])) {}
-  const prepared_text *make(text &, void *&) override {
+  outcome make(text &) override {
     if (is_plain_ && operation_ != '.') {
       calculate(plain_operand_);
       return complete;
@@ -104,12 +104,24 @@ class prepared_computation : public prepared_call {
         format_(call[1]),
         is_integer_(format_ == "%d"),
         operand_(keeper, call[2], true) {}
-  const prepared_text *make(text &, void *&) override {
+  outcome make(text &) override {
+    const long long integer = is_integer_ ? operand_.compute_integer() : integer_program::none;
+    if (integer != integer_program::none) {
+      set_.assign_integer(truncate_to_int(integer));
+    } else {
+      compute();
+    }
+    return complete;
+  }
+
+ private:
+  // Apart, so that integers need no frame for it.
+  [[gnu::noinline]] void compute() {
     double value = 0;
     bool is_empty = false;
     text result;
     const bool computed = operand_.compute("var", value, result, is_empty);
-    if (is_empty) return complete;
+    if (is_empty) return;
     if (!computed) {
       set_.set(std::move(result));
     } else if (is_integer_) {
@@ -118,10 +130,8 @@ class prepared_computation : public prepared_call {
       append_number(value, format_, result);
       set_.set(std::move(result));
     }
-    return complete;
   }
 
- private:
   variable &set_;
   std::string_view format_;
   bool is_integer_;
@@ -132,7 +142,7 @@ class prepared_computation : public prepared_call {
 class prepared_eval : public prepared_call {
  public:
   prepared_eval(repeated_text &keeper, const parameters &call) : format_(call[1]), expression_(keeper, call[0]) {}
-  const prepared_text *make(text &out, void *&) override {
+  outcome make(text &out) override {
     double value = 0;
     bool is_empty = false;
     if (expression_.compute("eval", value, out, is_empty) && !is_empty) append_number(value, format_, out);
@@ -150,17 +160,9 @@ class prepared_if : public prepared_call {
   prepared_if(repeated_text &keeper, const parameters &call) : condition_(keeper, call[0]), count_(call.count()) {
     for (int i = 1; i < count_; ++i) branches_.push_back({{keeper, call[i]}, !has_markup(call[i])});
   }
-  const prepared_text *make(text &out, void *&) override {
-    double value = 0;
-    bool is_empty = false;
-    if (!condition_.compute("if", value, out, is_empty)) return complete;
-    int branch = value == 0 ? 2 : 1;
-    if (count_ == 4 && branch == 1 && !(value < 0)) branch = 3;
-    if (branch >= count_) return complete;
-    auto &[taken, is_plain] = branches_[static_cast<std::size_t>(branch - 1)];
-    if (!is_plain) return &taken.code();
-    out.append(taken.source());
-    return complete;
+  outcome make(text &out) override {
+    const long long integer = condition_.compute_integer();
+    return integer != integer_program::none ? choose(integer, out) : compute(out);
   }
 
  private:
@@ -168,6 +170,23 @@ class prepared_if : public prepared_call {
     prepared_part taken;
     bool is_plain;
   };
+
+  [[gnu::noinline]] outcome compute(text &out) {
+    double value = 0;
+    bool is_empty = false;
+    return condition_.compute("if", value, out, is_empty) ? choose(value, out) : complete;
+  }
+
+  template <class number>
+  outcome choose(number value, text &out) {
+    int branch = value == 0 ? 2 : 1;
+    if (count_ == 4 && branch == 1 && !(value < 0)) branch = 3;
+    if (branch >= count_) return complete;
+    auto &[taken, is_plain] = branches_[static_cast<std::size_t>(branch - 1)];
+    if (!is_plain) return {&taken.code(), nullptr};
+    out.append(taken.source());
+    return complete;
+  }
 
   prepared_condition condition_;
   int count_;

@@ -17,17 +17,15 @@ class prepared_macro_call : public prepared_call {
     for (int i = 1; i < call.count(); ++i) arguments_.push_back(call[i]);
   }
 
-  const prepared_text *make(text &, void *&kept) override {
+  outcome make(text &) override {
     if (generation_ != macro_generation()) look_up();
     // A body that is expanded once is read as it is.
     if (called_ == nullptr || !std::exchange(called_before_, true)) return not_now;
     if (body_ == nullptr) body_ = called_->body_for(arguments_);
     if (body_ == nullptr) return not_now;
     ++called_->running;
-    kept = called_;
-    return &body_->code();
+    return {&body_->code(), &called_->running};
   }
-  void leave(void *kept) override { --static_cast<macro *>(kept)->running; }
 
  private:
   void look_up() {

@@ -19,7 +19,7 @@ class prepared_item : public prepared_call {
     if (call.count() > 1) table_name_ = call[0];
   }
 
-  const prepared_text *make(text &out, void *&) override {
+  outcome make(text &out) override {
     table *const source = table_name_ ? find_table(*table_name_) : current_table();
     if (source == nullptr) return complete;
     if (source->numbering() != numbering_) {

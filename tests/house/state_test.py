@@ -19,9 +19,11 @@ ANSWERED_FOR = {
     "restored by a scope": [
         "has_connection", "current_list_user", "current_mode", "current_switch", "bracket_scope::current",
         "parameters::stack_top", "parameters::slot_stack::memory", "prepared_text::open_calls::frames",
+        "prepared_text::open_calls::top",
         # a text that is kept leaves its places when it ends
         "places", "used_places",
     ],
+    "written before it is read": ["integer_program::compute() const::stack"],
     "constant after the start": [
         "registry", "write_last_message", "preparation_door::open",
         "keyed_hash(std::basic_string_view<char, std::char_traits<char> >)::secret",
