@@ -17,31 +17,30 @@ std::unordered_map<std::string_view, std::unique_ptr<variable>, keyed_hasher> va
 void variable::set(text value) {
   if (value.is_null()) return remove();
   value_ = std::move(value);
-  text_changed();
+  holds_ = holding::text;
 }
 
 void variable::assign(std::string_view bytes) {
   if (bytes.empty()) return remove();
   value_.assign(bytes);
-  text_changed();
+  holds_ = holding::text;
 }
 
 void variable::append(std::string_view bytes) {
-  if (!exists_) return assign(bytes);
-  if (text_is_stale_) print_integer();
+  if (!exists()) return assign(bytes);
+  if (holds_ == holding::integer) print_integer();
   value_.append(bytes);
-  text_changed();
+  holds_ = holding::text;
 }
 
 void variable::remove() {
   value_.clear();
-  text_changed();
-  exists_ = false;
+  holds_ = holding::nothing;
 }
 
 void variable::print_integer() {
   value_.assign(decimal_digits(integer_));
-  text_is_stale_ = false;
+  holds_ = holding::integer_and_text;
 }
 
 variable *find_variable(std::string_view name) {

@@ -1,6 +1,7 @@
 // The variable store: the page's variables, from the start of the run to its end.
 #pragma once
 
+#include <cstdint>
 #include <string_view>
 
 #include "core/text.h"
@@ -14,11 +15,11 @@ class variable {
   explicit variable(std::string_view name) : name_(name) {}
 
   [[nodiscard]] std::string_view name() const { return name_; }
-  [[nodiscard]] bool exists() const { return exists_; }
+  [[nodiscard]] bool exists() const { return holds_ != holding::nothing; }
   // Its text; a view without data when it does not exist. It lives until the variable is set again.
   [[nodiscard]] std::string_view value() {
-    if (text_is_stale_) print_integer();
-    return exists_ ? value_.view() : std::string_view();
+    if (holds_ == holding::integer) print_integer();
+    return exists() ? value_.view() : std::string_view();
   }
 
   // Null removes the variable.
@@ -27,39 +28,36 @@ class variable {
   void assign(std::string_view bytes);
   // The decimal digits of the number.
   void assign_integer(int number) {
-    number_ = integer_ = number;
-    exists_ = knows_number_ = is_integer_ = text_is_stale_ = true;
+    integer_ = number;
+    holds_ = holding::integer;
   }
   // In place; a variable that does not exist is made, unless there is nothing to append.
   void append(std::string_view bytes);
   void remove();
 
   // Whether the text was set as an integer, and which one.
-  [[nodiscard]] bool is_integer() const { return is_integer_; }
+  [[nodiscard]] bool is_integer() const { return holds_ >= holding::integer; }
   [[nodiscard]] const int &integer() const { return integer_; }
   // The number that the text reads as, if `keep_number` has said it of this text, or it is an integer.
-  [[nodiscard]] bool knows_number() const { return knows_number_; }
-  [[nodiscard]] double number() const { return number_; }
+  [[nodiscard]] bool knows_number() const { return holds_ >= holding::text_and_number; }
+  [[nodiscard]] double number() const { return is_integer() ? integer_ : number_; }
   void keep_number(double number) {
+    if (is_integer()) return;
     number_ = number;
-    knows_number_ = true;
+    holds_ = holding::text_and_number;
   }
 
  private:
+  // In one byte, so that a loop that counts writes little.
+  enum class holding : std::uint8_t { nothing, text, text_and_number, integer, integer_and_text };
+
   void print_integer();
-  void text_changed() {
-    exists_ = true;
-    knows_number_ = is_integer_ = text_is_stale_ = false;
-  }
 
   text name_;
   text value_;
   double number_ = 0;
   int integer_ = 0;
-  bool exists_ = false;
-  bool knows_number_ = false;
-  bool is_integer_ = false;
-  bool text_is_stale_ = false;
+  holding holds_ = holding::nothing;
 };
 
 // The variable of that name, case-sensitive; null when it was never set.

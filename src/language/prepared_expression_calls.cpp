@@ -183,8 +183,10 @@ class prepared_if : public prepared_call {
     if (count_ == 4 && branch == 1 && !(value < 0)) branch = 3;
     if (branch >= count_) return complete;
     auto &[taken, is_plain] = branches_[static_cast<std::size_t>(branch - 1)];
-    if (!is_plain) return {&taken.code(), nullptr};
-    out.append(taken.source());
+    return is_plain ? append(taken.source(), out) : outcome{&taken.code(), nullptr};
+  }
+  [[gnu::noinline]] static outcome append(std::string_view branch, text &out) {
+    out.append(branch);
     return complete;
   }
 
