@@ -1,5 +1,6 @@
 #include "core/variables.h"
 
+#include <climits>
 #include <memory>
 #include <unordered_map>
 #include <utility>
@@ -36,6 +37,17 @@ void variable::append(std::string_view bytes) {
 void variable::remove() {
   value_.clear();
   holds_ = holding::nothing;
+}
+
+void variable::keep_number(double number) {
+  if (holds_ != holding::text) return;
+  number_ = number;
+  holds_ = holding::text_and_number;
+  if (!(number >= INT_MIN && number <= INT_MAX)) return;
+  const int whole = static_cast<int>(number);
+  if (value_.view() != decimal_digits(whole)) return;
+  integer_ = whole;
+  holds_ = holding::integer_and_text;
 }
 
 void variable::print_integer() {

@@ -35,17 +35,14 @@ class variable {
   void append(std::string_view bytes);
   void remove();
 
-  // Whether the text was set as an integer, and which one.
+  // Whether the text is known to have the digits of an integer, and which one.
   [[nodiscard]] bool is_integer() const { return holds_ >= holding::integer; }
   [[nodiscard]] const int &integer() const { return integer_; }
   // The number that the text reads as, if `keep_number` has said it of this text, or it is an integer.
   [[nodiscard]] bool knows_number() const { return holds_ >= holding::text_and_number; }
   [[nodiscard]] double number() const { return is_integer() ? integer_ : number_; }
-  void keep_number(double number) {
-    if (is_integer()) return;
-    number_ = number;
-    holds_ = holding::text_and_number;
-  }
+  // Also says that the text is an integer, when it has the digits of one.
+  void keep_number(double number);
 
  private:
   // In one byte, so that a loop that counts writes little.
