@@ -11,8 +11,11 @@
 #include "database/page_channel.h"
 #include "database/session.h"
 
-int main() {
-  using namespace quillet;
+namespace quillet {
+
+namespace {
+
+[[noreturn]] void answer_page() {
   if (std::getenv("GATEWAY_INTERFACE") != nullptr) refuse();
   // However the page's process ends, this one ends with it, in the middle of a statement, too.
   prctl(PR_SET_PDEATHSIG, SIGKILL);
@@ -36,3 +39,9 @@ int main() {
     }
   }
 }
+
+}  // namespace
+
+}  // namespace quillet
+
+int main() { quillet::answer_page(); }
