@@ -48,8 +48,9 @@ TEST(sort, reads_decimal_fractions_as_the_c_library_does) {
 
 TEST(sort, by_kept_keys_gives_the_same_as_by_fresh_ones) {
   quillet_tests::random_texts random(62);
-  constexpr std::string_view pieces[] = {"|", "|", "a", "B", "10", "9", "-3", "2.5", "\xE1", " ", "word"};
-  constexpr std::string_view orders[] = {"N", "-D|A", "A|-N", "A|D|N", "-A|X|D", "D|", "", "+D|-A", "DA", "a|n"};
+  constexpr std::string_view pieces[] = {"|", "|", "a", "B", "10", "9", "-3", "2.5", "\xE1", " ", "word", "nan"};
+  constexpr std::string_view orders[] = {"N",  "-D|A", "A|-N", "A|D|N", "-A|X|D", "D|", "",   "+D|-A",
+                                         "DA", "a|n",  "-N",   "D",     "-d",     "A",  "-A", "X"};
   for (int i = 0; i < 500; ++i) {
     std::string rows;
     for (std::size_t n = random.number(60); n > 0; --n)
