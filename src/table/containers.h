@@ -152,6 +152,8 @@ class object_array : public tobject {
   }
 
  protected:
+  // Sets memory aside for so many elements.
+  void reserve(std::size_t elements) { items_.reserve(elements); }
   [[nodiscard]] static std::size_t slot(int index) { return static_cast<std::size_t>(index); }
   [[nodiscard]] std::span<element> items() { return std::span(items_).subspan(front_); }
   [[nodiscard]] std::span<const element> items() const { return std::span(items_).subspan(front_); }

@@ -28,6 +28,14 @@ void for_each_line(std::string_view source, const use &use_line) {
   if (start < source.size()) use_line(source.substr(start));
 }
 
+// About how many lines a long text has, by the lines at its front; 0 for a short one.
+std::size_t estimated_lines(std::string_view source) {
+  constexpr std::size_t sample_size = 4096;
+  if (source.size() <= sample_size) return 0;
+  const auto lines = std::count(source.begin(), source.begin() + sample_size, '\n');
+  return static_cast<std::size_t>(lines) * (source.size() / sample_size + 1);
+}
+
 text padded(text &&bytes) {
   if (!bytes.is_null()) bytes.pad();
   return std::move(bytes);
@@ -69,7 +77,9 @@ std::string_view byte_store::keep(std::string_view bytes) {
 
 table::table(text &&bytes, std::size_t rows_start)
     : object_array(first_limit, limit_step), source_(padded(std::move(bytes))) {
-  for_each_line(source().substr(rows_start), [this](std::string_view line) { append(line); });
+  const std::string_view rows = source().substr(rows_start);
+  reserve(estimated_lines(rows));
+  for_each_line(rows, [this](std::string_view line) { append(line); });
 }
 
 table::table(text &&bytes) : table(std::move(bytes), 0) {}
@@ -115,10 +125,12 @@ bool table::locate(std::string_view column, std::string_view value) {
 void table::select_by_prefix(int column, std::string_view wanted) {
   int best = 0;
   std::size_t longest = 0;
-  for (current_ = 0; current_ < count(); ++current_) {
-    const std::string_view cell = cell_of(items()[slot(current_)], column);
+  for (int i = 0; i < count() && !wanted.empty(); ++i) {
+    const std::string_view row = items()[slot(i)];
+    if (column == 0 && !row.starts_with(wanted.front())) continue;  // most rows, without a search for their first tab
+    const std::string_view cell = cell_of(row, column);
     if (cell.size() <= longest || !wanted.starts_with(cell)) continue;
-    best = current_;
+    best = i;
     longest = cell.size();
   }
   current_ = best;
