@@ -31,7 +31,6 @@ void *reallocate(void *block, std::size_t size) {
 }
 
 void *try_allocate_filled(std::size_t size) {
-  constexpr std::size_t huge_page = 2 * 1024 * 1024;
   if (size < huge_page / 2) return try_allocate(size);
   void *block = nullptr;
   // The last page is a huge one when at least half of it is used.
@@ -39,6 +38,13 @@ void *try_allocate_filled(std::size_t size) {
   if (posix_memalign(&block, huge_page, std::max(size, huge)) != 0) return nullptr;
   madvise(block, huge, MADV_HUGEPAGE);
   if (size > huge) populate(static_cast<char *>(block) + huge, size - huge);
+  return block;
+}
+
+void *try_allocate_growing(std::size_t size) {
+  void *block = nullptr;
+  if (posix_memalign(&block, huge_page, std::max(size, huge_page)) != 0) return nullptr;
+  madvise(block, huge_page, MADV_HUGEPAGE);
   return block;
 }
 

@@ -18,9 +18,14 @@ namespace quillet {
 // and whose refusal has an answer of its own.
 [[nodiscard]] void *try_allocate(std::size_t size);
 
+constexpr std::size_t huge_page = 2 * 1024 * 1024;
+
 // The same for a block that will be filled from its start to its end. From 1 MB on it has huge pages where the
 // system gives them: an upload of 10 MB is read in a fifth less time than into 2,500 small pages.
 [[nodiscard]] void *try_allocate_filled(std::size_t size);
+
+// The same for a block that may be filled in part only: its first 2 MB have a huge page.
+[[nodiscard]] void *try_allocate_growing(std::size_t size);
 
 // Has the pages of a large block that is about to be filled made at once, which costs less than one
 // fault for each of them; only a hint.

@@ -97,6 +97,7 @@ class text {
  private:
   [[nodiscard]] bool on_heap() const noexcept { return capacity_ > inline_capacity; }
   void grow(std::size_t needed);
+  void grow_large(std::size_t capacity);
   void reserve_growing(std::size_t size);
   void append_growing(std::string_view bytes);
 

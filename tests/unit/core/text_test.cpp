@@ -121,6 +121,15 @@ TEST(text, keeps_its_bytes_when_the_room_for_a_large_page_is_made) {
   EXPECT_STREQ(t.c_str(), "front");
 }
 
+TEST(text, keeps_its_bytes_while_it_grows_to_a_large_page) {
+  constexpr std::string_view line = "a line of twenty-one\n";
+  constexpr std::size_t lines = 1'200'000;  // 25 MB
+  text t;
+  for (std::size_t i = 0; i < lines; ++i) t.append(line);
+  ASSERT_EQ(t.size(), lines * line.size());
+  for (std::size_t i = 0; i < lines; ++i) ASSERT_EQ(t.view().substr(i * line.size(), line.size()), line) << i;
+}
+
 // --- copies and pieces ---
 
 TEST(copy_text, of_null_is_null) { EXPECT_TRUE(copy_text(text()).is_null()); }
