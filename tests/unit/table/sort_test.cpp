@@ -64,5 +64,26 @@ TEST(sort, by_kept_keys_gives_the_same_as_by_fresh_ones) {
   }
 }
 
+// A call that is refused stays counted, so that it matters how often a key is
+// evaluated.
+TEST(sort, keeps_no_keys_near_the_depth_limit) {
+  register_all_operators();
+  const auto depth_after = [](int levels, bool prepared) {
+    enable_preparation(prepared);
+    put_table(std::make_unique<table>("3\n1\n2\n5\n4\n"));
+    std::string page = "^sort[^item[^item[^item[0]]];N]";
+    for (int i = 0; i < levels; ++i) page = "^eq[;;" + page + "]";
+    static_cast<void>(evaluate_copy(page));
+    const int depth = call_depth();
+    forget_calls();
+    enable_preparation(true);
+    return depth;
+  };
+  for (const int levels : {975, 983, 994, 995, 996, 997, 998}) {
+    EXPECT_EQ(depth_after(levels, true), depth_after(levels, false)) << levels;
+  }
+  EXPECT_GT(depth_after(max_call_depth - 3, true), 0);
+}
+
 }  // namespace
 }  // namespace quillet
