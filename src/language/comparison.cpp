@@ -7,6 +7,12 @@ namespace quillet {
 
 namespace {
 
+// Apart from `op_eq`, whose frame is on the stack once for each level of nesting.
+[[gnu::noinline]] bool have_equal_values(std::string_view a, std::string_view b) {
+  const expansion value = evaluate(a);
+  return value.view() == evaluate(b).view();
+}
+
 // ^eq[a;b;then]
 // ^eq[a;b;then;else]
 //
@@ -15,9 +21,7 @@ namespace {
 // [eq: wrong params number]
 void op_eq(parameters &parameters, text &out) {
   if (parameters.count() < 3 || parameters.count() > 4) return append_error(out, "eq", "wrong params number");
-  const expansion a = evaluate(parameters[0]);
-  const bool equal = a.view() == evaluate(parameters[1]).view();
-  evaluate(parameters[equal ? 2 : 3], out);
+  evaluate(parameters[have_equal_values(parameters[0], parameters[1]) ? 2 : 3], out);
 }
 
 // ^ifdef[value;then]
