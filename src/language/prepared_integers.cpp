@@ -52,7 +52,8 @@ integer_program::action integer_program::action_of(const expression_step &of) {
 }
 
 bool integer_program::add(const expression_step &added, std::span<const variable *const> shown) {
-  step made{action_of(added), added.from == step_source::stack, 0, 0, nullptr, 0};
+  const action what = action_of(added);
+  step made{what, what == action::load || added.from == step_source::stack, 0, 0, nullptr, 0};
   if (made.what == action::none) return false;
   if (added.from == step_source::constant) {
     made.constant = truncate_to_int(added.constant);
@@ -157,13 +158,13 @@ long long integer_program::compute() const {
   long long *top = stack;
   long long result = *steps_.front().operand;
   for (const step *at = steps_.data() + 1; at != steps_.data() + steps_.size(); ++at) {
-    if (at->what == action::load) {
-      *top++ = result;
-      result = *at->operand;
-      continue;
-    }
     long long right = *at->operand;
-    if (at->from_stack) {
+    if (at->uses_stack) {
+      if (at->what == action::load) {
+        *top++ = result;
+        result = right;
+        continue;
+      }
       right = result;
       result = *--top;
     }

@@ -46,7 +46,7 @@ class integer_program {
   };
   struct step {
     action what;
-    bool from_stack;
+    bool uses_stack;
     std::uint8_t shift;  // of `remainder_by_constant`
     int constant;        // unless it comes from somewhere else
     const int *operand;
