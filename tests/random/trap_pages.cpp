@@ -19,7 +19,8 @@ class trap_page : trap_probes {
 
   std::string page() {
     const std::size_t pass = one_of_numbers({1, 2, 2, 3, 5, 5, 40});
-    std::string main = beginning() + leaks(pass) + passes(body(pass), pass + 1 + random_.below(2));
+    std::string main = beginning() + leaks(pass);
+    main += passes(body(pass), pass + 1 + random_.below(2));
     if (random_.one_in(3)) main += "|" + any_probe();
     if (!random_.one_in(5)) return macros(false) + main;
     return macros(true) + "@main\n" + main + "\n";
@@ -59,10 +60,10 @@ class trap_page : trap_probes {
     return made;
   }
 
-  // Calls that stay counted, so that the limit of their depth is reached in the loop.
+  // Calls that stay counted, so that the limit of their depth is reached in the loop, where each pass adds one.
   std::string leaks(std::size_t pass) {
-    if (!random_.one_in(10)) return "";
-    return "^for[k;1;" + std::to_string(999 - pass - random_.below(14)) + ";^`[]]";
+    is_leaking_ = random_.one_in(10);
+    return is_leaking_ ? "^for[k;1;" + std::to_string(999 - random_.below(pass + 14)) + ";^`[]]" : "";
   }
 
   // What is looked at, and the change that comes at the pass.
@@ -77,6 +78,7 @@ class trap_page : trap_probes {
       }
       if (piece < pieces) made += any_probe() + one_of({"", ",", " ", ";"});
     }
+    if (is_leaking_) made += "^`[]";
     if (random_.one_in(12)) return "^level[" + one_of({"sql", "none", "^var[s]", "config"}) + ";" + made + "]";
     if (random_.one_in(12)) return "^for[" + one_of({"j", "k", "n"}) + ";1;2;" + made + "]";
     if (random_.one_in(12)) return "^if[" + hole_condition() + ";" + made + ";" + any_probe() + "]";
@@ -145,6 +147,7 @@ class trap_page : trap_probes {
   }
 
   trap_subject subject_;
+  bool is_leaking_ = false;
 };
 
 }  // namespace

@@ -23,9 +23,16 @@ std::string trap_probes::integer_probe() {
   };
   const auto pair = [&] { return side() + meaning() + side(); };
   std::string expression;
-  switch (random_.below(6)) {
+  switch (random_.below(8)) {
     case 0:
       expression = side() + meaning() + "(" + pair() + ")";
+      break;
+    case 3:
+      expression = one_of({"(n*46341*46341)%7", "(a*65536*65536+i)%1000", "(n*65536*65536)%a", "-0", "-0*n", "(-0)*a",
+                           "n*(-0)", "-0-0", "n*n+1", "n*n-i", "a*0", "i%n", "(0-2147483647-1)%(0-1)"});
+      if (random_.one_in(4)) {
+        for (std::size_t n = 12 + random_.below(12); n > 0; --n) expression = side() + "-(" + expression + ")";
+      }
       break;
     case 1:
       expression = "(" + pair() + ")" + meaning() + "(" + pair() + ")";
@@ -129,7 +136,20 @@ std::string trap_probes::holed_condition() {
   return made;
 }
 
+// Values whose bytes matter: quoting, readings as a number, signs.
+std::string trap_probes::value_probe() {
+  const std::string value = one_of({"<5", "\"q\"", "O'N", "\a", "a\tb", "1e3", "2.7", "0x1F", "-5", " 7", "1e", "\\"});
+  std::string made = "^var[n;" + value + "]";
+  if (random_.one_in(3)) made = "^var[n;%d;" + one_of({"-5", "i-3", "0", "7"}) + "]";
+  return made +
+         one_of({"^var[b;^var[n]]", "^eval[n]^var[n;+;1]", "^eval[n+0]^var[n;*;2]", "^var[b;%d items;n+1]",
+                 "^var[b;%d;^var[n]]", "^var[b;%dx;n]", "^eval[3-^var[n]]", "^if[^var[n]>-9;y;n]", "^if[^var[n]<3;y;n]",
+                 "^var[b;x]^var[b;.;^var[n]]", "^eval[^var[n]*2;%.0f]", "^eval[n]^var[n;.;5]"}) +
+         "<^var[b]|^var[n]|^eval[n]>";
+}
+
 std::string trap_probes::hole_probe() {
+  if (random_.one_in(5)) return value_probe();
   const std::string made = random_.one_in(2) ? hole() + infix() + edge_expression(random_.below(2)) : holed_condition();
   switch (random_.below(6)) {
     case 0:
@@ -245,7 +265,8 @@ std::string trap_probes::change_macro() {
     case 2:
       return "^var[s;" + one_of({"m", "two", "list", "n"}) + "]";
     case 3:
-      return "^macro_new[" + macro_name() + ";" + one_of({"plain", "^var[n]", "^unknown[]", "^macro[two]", "^"}) + "]";
+      return "^macro_new[" + macro_name() + ";" +
+             one_of({"plain", "^var[n]", "^unknown[]", "^macro[two]", "^", "a$$b", "$"}) + "]";
     default:
       return "^macro_new[" + macro_name() + one_of({"", "[who;what]", "[what;who]", "[w;who]", "[a]", "[1]", "[who]"}) +
              ";" +
@@ -399,7 +420,8 @@ std::string trap_probes::text_probe() {
 // --- choices ---
 
 std::string trap_probes::choice_probe() {
-  const std::string value = random_.one_in(3) ? argument() : "^var[" + variable() + "]";
+  const std::string variable_value = random_.one_in(3) ? argument() : "^var[" + variable() + "]";
+  const std::string value = random_.one_in(2) ? variable_value : one_of({"5", "2", "a", "0", "7"});
   switch (random_.below(4)) {
     case 0:
       return "^eq[" + value + ";" + one_of({"5", "2", "a", "", "^var[n]", "^var[i]", "-0", "5 "}) + ";same;" +

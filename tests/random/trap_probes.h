@@ -26,6 +26,7 @@ class trap_probes : protected page_texts {
  private:
   std::string integer_probe();
   std::string expression_probe();
+  std::string value_probe();
   std::string hole_probe();
   std::string holed_condition();
   std::string hole();
