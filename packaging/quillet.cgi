@@ -11,7 +11,7 @@ program=/usr/local/bin/quillet
 # and a line in the server's log or in the working directory's error_log. Limits of the server that are lower count.
 processor_time=20
 memory=524288
-body=65536
+body=131072
 file=262144
 
 refuse() {

@@ -204,7 +204,7 @@ class Pages(ServedSite):
         head = (b"POST /form.html HTTP/1.0\r\nContent-Type: application/x-www-form-urlencoded\r\n"
                 b"Content-Length: %d\r\n\r\n")
         with socket.create_connection(("127.0.0.1", self.demo.port)) as stream:
-            stream.sendall(head % (64 * 1024 * 1024 + 1))
+            stream.sendall(head % (128 * 1024 * 1024 + 1))
             self.assertIn(b" 413 ", stream.makefile("rb").readline())
 
     def test_the_directory_of_the_program_is_not_a_url(self):

@@ -18,6 +18,8 @@ LARGE = 100_000_000
 # Runs the program and notes its largest resident memory, in bytes.
 MEASURED = """#!/usr/bin/python3
 import os, resource, subprocess, sys
+_, most = resource.getrlimit(resource.RLIMIT_AS)  # the sanitizers reserve more than a request may use
+resource.setrlimit(resource.RLIMIT_AS, (most, most))
 status = subprocess.run([{program!r}], env={{**os.environ, "ASAN_OPTIONS": "detect_leaks=0"}}).returncode
 with open({notes!r}, "a") as notes:
     print(resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss * 1024, file=notes)
