@@ -33,9 +33,9 @@ def plain_pair(chance):
             return first.decode("latin-1"), second.decode("latin-1")
 
 
-def words(count):
-    """So many words with one hash; each is as long as the others."""
+def words(count, most=1 << 17):
+    """So many words with one hash. Words are equally long for every `count` up to `most`."""
     chance = random.Random(1)
-    steps = [(plain_pair(chance), plain_pair(chance)) for _ in range(max(1, (count - 1).bit_length()))]
+    steps = [(plain_pair(chance), plain_pair(chance)) for _ in range((most - 1).bit_length())]
     return ["".join(pair[number >> place & 1] for place, step in enumerate(steps) for pair in step)
             for number in range(count)]

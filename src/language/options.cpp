@@ -20,6 +20,9 @@ class word_set {
   explicit word_set(std::string_view set) { add(set); }
 
   void add(std::string_view set) {
+    // An index that grows hashes all its words again and again.
+    const auto separators = static_cast<std::size_t>(std::count(set.begin(), set.end(), '|'));
+    if (separators >= largest_without_index) index_.reserve(words_.size() + separators + 1);
     while (!set.empty()) add_word(next_token(set, '|'));
   }
   [[nodiscard]] bool contains(std::string_view word) const {
