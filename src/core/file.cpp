@@ -7,10 +7,8 @@
 #include <unistd.h>
 #include <utime.h>
 
-#include <bit>
 #include <cerrno>
 #include <climits>
-#include <cstdint>
 #include <cstdio>
 #include <cstring>
 
@@ -86,25 +84,19 @@ text read_text_file(std::string_view path, bool drop_empty_lines, bool lock) {
 
 namespace {
 
-// The start of the first line that the filter changes; the size of the source when it changes none. By blocks: a data
-// file of 20,000 lines is filtered in a third of the instructions that a look at each line takes.
+// The start of the first line that the filter changes; the size of the source when it changes none.
 std::size_t first_changed_line(std::string_view source, bool drop_empty_lines) {
-  std::uint32_t begins_line = 1;  // bit 0: the first byte of the block does
-  for (std::size_t i = 0; i < source.size(); i += block_size) {
-    const bool is_whole = source.size() - i >= block_size;
-    const byte_block bytes =
-        is_whole ? load_block(source.data() + i) : load_short_block(source.data() + i, source.size() - i);
-    const std::uint32_t ends = mask_in<'\n'>(bytes);
-    begins_line |= ends << 1;
-    const std::uint32_t dropped = drop_empty_lines ? mask_in<'#', '\n'>(bytes) : mask_in<'#'>(bytes);
-    const std::uint32_t changed = (dropped & begins_line) | mask_in<'\r'>(bytes);
-    if (changed != 0) {
-      const std::size_t position = i + static_cast<std::size_t>(std::countr_zero(changed));
-      return source.substr(0, position).rfind('\n') + 1;  // none gives 0
-    }
-    begins_line = begins_line >> block_size;
+  std::size_t changed = source.find('\r');
+  for (std::size_t hash = 0; (hash = source.find('#', hash)) < changed; ++hash) {
+    if (hash == 0 || source[hash - 1] == '\n') changed = hash;
   }
-  return source.size();
+  if (drop_empty_lines) {
+    if (source.starts_with('\n')) return 0;
+    const std::size_t end_of_line = source.substr(0, changed).find("\n\n");
+    if (end_of_line != std::string_view::npos) changed = end_of_line + 1;
+  }
+  if (changed == std::string_view::npos) return source.size();
+  return source.substr(0, changed).rfind('\n') + 1;  // none gives 0
 }
 
 }  // namespace
