@@ -125,6 +125,10 @@ void quote_padded(std::string_view value, text &out) {
 
 int current_quoting_mode() { return current_mode; }
 
+std::string_view quoting_mode_name(int number) {
+  return number < quoting_none || number > quoting_javascript ? std::string_view() : modes[number - 1].name;
+}
+
 int set_quoting_mode(int &saved, int number) {
   saved = current_mode;
   if (number != 0) current_mode = number;

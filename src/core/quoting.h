@@ -30,6 +30,9 @@ void quote_padded(std::string_view value, text &out);
 
 [[nodiscard]] int current_quoting_mode();
 
+// The name of the mode of that number, 1 to 5; empty for any other number.
+[[nodiscard]] std::string_view quoting_mode_name(int number);
+
 // Stores the current mode in `saved` and makes `number` current, unless it is 0. Gives the mode in force.
 int set_quoting_mode(int &saved, int number);
 

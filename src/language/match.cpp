@@ -1,3 +1,5 @@
+#include "language/match.h"
+
 #include <algorithm>
 #include <memory>
 #include <optional>
@@ -7,7 +9,6 @@
 #include "core/evaluator.h"
 #include "core/operators.h"
 #include "core/quoting.h"
-#include "core/regular_expression.h"
 #include "table/registry.h"
 
 namespace quillet {
@@ -125,11 +126,6 @@ text rewrite_escapes(std::string_view source) {
   return expression;
 }
 
-shared_expression compile(std::string_view expression, std::string_view options) {
-  const int flags = (has_option(options, 'i') ? REG_ICASE : 0) | (has_option(options, 'n') ? REG_NEWLINE : 0);
-  return compile_expression(rewrite_escapes(expression), flags);
-}
-
 // Whether the text has a match, or what its groups are, as a table.
 void test(const shared_expression &expression, std::string_view source, text &out) {
   const bool has_groups = expression->group_count() > 0;
@@ -198,7 +194,7 @@ void op_match(parameters &parameters, text &out) {
   if (parameters.count() != 4) {
     evaluate_parameters_quoted(quoting_none, parameters);
     if (parameters.count() < 2 || parameters.last().empty()) return;
-    const shared_expression expression = compile(parameters[0], parameters.count() > 2 ? parameters[1] : "");
+    const shared_expression expression = compile_match(parameters[0], parameters.count() > 2 ? parameters[1] : "");
     if (expression->error() != 0) return expression->append_error(expression->error(), out);
     return test(expression, parameters.last(), out);
   }
@@ -209,7 +205,7 @@ void op_match(parameters &parameters, text &out) {
   }
   text source = evaluate_copy(parameters[3]);
   if (source.is_empty()) return;
-  shared_expression expression = compile(parameters[0], parameters[1]);
+  shared_expression expression = compile_match(parameters[0], parameters[1]);
   if (expression->error() != 0) return expression->append_error(expression->error(), out);
   const auto subject = std::make_shared<match_subject>(std::move(expression), std::move(source));
   replace(subject, parameters[2], has_option(parameters[1], 'g'), out);
@@ -222,6 +218,11 @@ constexpr operator_definition definitions[] = {
 };
 
 }  // namespace
+
+std::shared_ptr<const regular_expression> compile_match(std::string_view expression, std::string_view options) {
+  const int flags = (has_option(options, 'i') ? REG_ICASE : 0) | (has_option(options, 'n') ? REG_NEWLINE : 0);
+  return compile_expression(rewrite_escapes(expression), flags);
+}
 
 extern const operator_module match_operators{"language/match.cpp", definitions};
 

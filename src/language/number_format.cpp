@@ -24,8 +24,10 @@ struct conversion {
   std::size_t size = 0;  // of the conversion in the format; 0: there is none
 };
 
+constexpr std::string_view integer_letters = "diouxX";
+
 bool is_flag(char c) { return std::string_view("-+ #0'").find(c) != std::string_view::npos; }
-bool is_integer_letter(char c) { return std::string_view("diouxX").find(c) != std::string_view::npos; }
+bool is_integer_letter(char c) { return integer_letters.find(c) != std::string_view::npos; }
 bool is_real_letter(char c) { return std::string_view("eEfFgGaA").find(c) != std::string_view::npos; }
 
 template <typename predicate>
@@ -87,7 +89,7 @@ void append_converted(double value, std::string_view format, const conversion &w
   const text library = library_format(wanted);
   // Deliberate: the letters of the whole format decide whether the value becomes an integer, so that
   // `Total %f` shows a whole number.
-  const bool integer = format.find_first_of("diouxX") != std::string_view::npos;
+  const bool integer = format.find_first_of(integer_letters) != std::string_view::npos;
   int size = 0;
   if (is_integer_letter(wanted.letter)) {
     size = std::snprintf(converted, sizeof converted, library.c_str(), integer_for(value, format));
@@ -123,6 +125,20 @@ void append_formatted(double value, std::string_view format, text &out) {
 }
 
 }  // namespace
+
+char conversion_letter(std::string_view format) {
+  for (std::size_t percent; (percent = format.find('%')) != std::string_view::npos;) {
+    format.remove_prefix(percent);
+    const conversion found = read_conversion(format);
+    if (found.size > 0) return found.letter;
+    format.remove_prefix(format.starts_with("%%") ? 2 : 1);
+  }
+  return '\0';
+}
+
+std::size_t find_integer_letter(std::string_view format) {
+  return is_real_letter(conversion_letter(format)) ? format.find_first_of(integer_letters) : std::string_view::npos;
+}
 
 void append_number(double value, std::string_view format, text &out) {
   if (format.empty()) {

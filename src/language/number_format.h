@@ -1,6 +1,7 @@
 // Formatting the numbers of expressions.
 #pragma once
 
+#include <cstddef>
 #include <string_view>
 
 #include "core/text.h"
@@ -16,5 +17,12 @@ namespace quillet {
 void append_number(double value, std::string_view format, text &out);
 
 constexpr int longest_formatted = 1023;
+
+// The letter of a format's conversion; 0 when it has none.
+[[nodiscard]] char conversion_letter(std::string_view format);
+
+// Where a format whose conversion is one for fractions has the first letter that makes the number an integer;
+// npos when it has none, and for every other format.
+[[nodiscard]] std::size_t find_integer_letter(std::string_view format);
 
 }  // namespace quillet

@@ -80,19 +80,6 @@ std::size_t take_number(std::string_view &rest) {
   return number;
 }
 
-// The number of the first name in the list that `source` begins with, and its length; 0 when none does.
-int matching_name(std::string_view names, std::string_view source, std::size_t &length) {
-  for (int number = 1; names.data() != nullptr; ++number) {
-    const std::string_view name = next_token(names, ';');
-    // Deliberate: a name matches as a prefix, so with the names "a;ab" the reference "$ab" is "$1b".
-    if (!name.empty() && source.starts_with(name)) {
-      length = name.size();
-      return number;
-    }
-  }
-  return 0;
-}
-
 // The rest of `source` after its first line feed that is followed by "@"; nothing when there is none.
 std::string_view after_next_header_mark(std::string_view source) {
   const std::size_t mark = source.find("\n@");
@@ -183,6 +170,18 @@ void define_macro(std::string_view header, text body) {
   put_macro(name, numbered.is_null() ? nullptr : std::make_unique<macro>(std::move(numbered)));
 }
 
+int find_parameter_name(std::string_view names, std::string_view reference, std::size_t &length) {
+  for (int number = 1; names.data() != nullptr; ++number) {
+    const std::string_view name = next_token(names, ';');
+    // Deliberate: a name matches as a prefix, so with the names "a;ab" the reference "$ab" is "$1b".
+    if (!name.empty() && reference.starts_with(name)) {
+      length = name.size();
+      return number;
+    }
+  }
+  return 0;
+}
+
 text name_parameters(std::string_view names, text body) {
   if (names.empty() || body.is_empty()) return body;
   text named;
@@ -195,7 +194,7 @@ text name_parameters(std::string_view names, text body) {
       rest.remove_prefix(1);
     } else if (rest.empty() || !is_digit(rest.front())) {
       std::size_t length = 0;
-      if (const int number = matching_name(names, rest, length); number != 0) {
+      if (const int number = find_parameter_name(names, rest, length); number != 0) {
         named.append(decimal_digits(number));
         rest.remove_prefix(length);
       } else {

@@ -9,6 +9,7 @@
 // argument reference is "$" and its number in decimal, "$$" a literal "$".
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <span>
 #include <string>
@@ -61,6 +62,11 @@ void define_macro(std::string_view header, text body);
 // name is matched as a prefix of what follows "$", the first in the list first. A reference that no
 // name matches gets "[macro param name not found]" after its "$". Without names nothing changes.
 [[nodiscard]] text name_parameters(std::string_view parameter_names, text body);
+
+// The number of the name in the list that matches a reference, given without its "$", and the length of that name;
+// 0 when none does.
+[[nodiscard]] int find_parameter_name(std::string_view parameter_names, std::string_view reference,
+                                      std::size_t &length);
 
 // Defines the macros of a text and runs its `autoexec`; with an `output` also its `main`, whose output
 // is appended. Neither stays defined: what had these names before gets them back. Gives the number of

@@ -1,3 +1,5 @@
+#include "table/sort.h"
+
 #include <algorithm>
 #include <cstdlib>
 #include <memory>
@@ -22,8 +24,8 @@ struct order_item {
   bool descending;
 };
 
-// The items up to the first one that has something other than "|" after its letter.
-std::vector<order_item> parse_order(std::string_view order) {
+// Takes the items off the front of an order, up to the first one that has something other than "|" after its letter.
+std::vector<order_item> take_order(std::string_view &order) {
   std::vector<order_item> items;
   while (!order.empty()) {
     const bool descending = order.front() == '-';
@@ -273,7 +275,8 @@ void op_sort(parameters &parameters, text &) {
   if (sorted == nullptr || sorted->count() == 0) return;
   const loop_scope loop(parameters[0]);
   const int count = sorted->count();
-  const std::vector<order_item> items = parse_order(order);
+  std::string_view rest = order;
+  const std::vector<order_item> items = take_order(rest);
   const std::vector<int> rows = may_be_kept(parameters[0]) ? kept_keys(*sorted, parameters[0], items).sort()
                                                            : sort_by_fresh_keys(*sorted, parameters[0], items);
   if (sorted->count() == count) sorted->reorder(rows);
@@ -285,6 +288,13 @@ constexpr operator_definition definitions[] = {
 };
 
 }  // namespace
+
+bool is_sort_order(std::string_view order) {
+  const std::vector<order_item> items = take_order(order);
+  return order.empty() && std::all_of(items.begin(), items.end(), [](const order_item &item) {
+           return item.type == 'D' || item.type == 'N' || item.type == 'A';
+         });
+}
 
 extern const operator_module sort_operators{"table/sort.cpp", definitions};
 

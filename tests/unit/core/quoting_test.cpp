@@ -255,5 +255,12 @@ TEST(evaluate_parameters_quoted, evaluates_every_parameter_in_order_under_the_mo
   EXPECT_EQ(current_quoting_mode(), quoting_html);
 }
 
+TEST(quoting_mode_name, names_the_modes_only) {
+  EXPECT_EQ(quoting_mode_name(quoting_none), "none");
+  EXPECT_EQ(quoting_mode_name(quoting_javascript), "javascript");
+  EXPECT_EQ(quoting_mode_name(0), "");
+  EXPECT_EQ(quoting_mode_name(6), "");
+}
+
 }  // namespace
 }  // namespace quillet

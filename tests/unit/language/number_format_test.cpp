@@ -158,5 +158,20 @@ TEST(append_number, survives_formats_of_any_bytes) {
   }
 }
 
+TEST(conversion_letter, is_that_of_the_first_conversion) {
+  EXPECT_EQ(conversion_letter("%.2f"), 'f');
+  EXPECT_EQ(conversion_letter("100%% of %03ld, %f"), 'd');
+  EXPECT_EQ(conversion_letter("%s %*d"), '\0');
+  EXPECT_EQ(conversion_letter("%"), '\0');
+}
+
+TEST(find_integer_letter, looks_at_the_whole_format_of_a_fraction) {
+  EXPECT_EQ(find_integer_letter("Preis: %.2f"), 3U);
+  EXPECT_EQ(find_integer_letter("%.2f o"), 5U);
+  EXPECT_EQ(find_integer_letter("%.2f EUR"), std::string_view::npos);
+  EXPECT_EQ(find_integer_letter("Preis: %d"), std::string_view::npos);
+  EXPECT_EQ(find_integer_letter("nothing to convert"), std::string_view::npos);
+}
+
 }  // namespace
 }  // namespace quillet

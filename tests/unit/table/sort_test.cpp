@@ -1,3 +1,5 @@
+#include "table/sort.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -83,6 +85,13 @@ TEST(sort, keeps_no_keys_near_the_depth_limit) {
     EXPECT_EQ(depth_after(levels, true), depth_after(levels, false)) << levels;
   }
   EXPECT_GT(depth_after(max_call_depth - 3, true), 0);
+}
+
+TEST(is_sort_order, wants_every_letter_to_mean_something) {
+  for (const std::string_view order : {"A", "+A", "-n|d", "D|", ""}) EXPECT_TRUE(is_sort_order(order)) << order;
+  for (const std::string_view order : {"X", "AB", "A;D", "-", "A|x", "name", " A"}) {
+    EXPECT_FALSE(is_sort_order(order)) << order;
+  }
 }
 
 }  // namespace
