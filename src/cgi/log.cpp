@@ -13,6 +13,7 @@
 #include "cgi/response.h"
 #include "core/end.h"
 #include "core/file.h"
+#include "core/onlooker.h"
 
 namespace quillet {
 
@@ -99,18 +100,23 @@ void error_page(const char *format, ...) {
   va_end(again);
   write_output("Content-type: text/html\n\n");
   write_output("<html><head><title>Error!</title></head><body bgcolor=white><h2>\n");
-  if (size > 0) write_output({message, static_cast<std::size_t>(size)});
+  if (size > 0) {
+    write_output({message, static_cast<std::size_t>(size)});
+    tell_message({message, static_cast<std::size_t>(size)});
+  }
   write_output("</h2></body></html>");
-  std::_Exit(exit_error_page);
+  end_process(exit_error_page);
 }
 
 void report_error(std::initializer_list<std::string_view> parts, text &out) {
   text message;
   for (const std::string_view part : parts) message.append(part);
   log_message(error_log, "%s", message.c_str());
+  const std::size_t start = out.size();
   out.append('[');
   out.append(message);
   out.append(']');
+  tell_message(out.view().substr(start));
 }
 
 }  // namespace quillet

@@ -1,4 +1,5 @@
 #include "core/end.h"
+#include "core/onlooker.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -21,7 +22,12 @@ void fatal(const char *format, ...) {
   va_start(arguments, format);
   write_last_message(format, arguments);
   va_end(arguments);
-  std::_Exit(exit_fatal);
+  end_process(exit_fatal);
+}
+
+void end_process(exit_status status) {
+  if (is_watched()) current_onlooker->request_ends();
+  std::_Exit(status);
 }
 
 void set_last_message_writer(last_message_writer writer) { write_last_message = writer; }

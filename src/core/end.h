@@ -16,6 +16,9 @@ enum exit_status : int {
 // Ends the process with `exit_fatal` after handing the message over; the client gets nothing.
 [[noreturn, gnu::format(printf, 1, 2)]] void fatal(const char *format, ...);
 
+// Ends the process at once: nothing registered for its end is called.
+[[noreturn]] void end_process(exit_status status);
+
 // Whom `fatal` hands its message to. Set once, at the start; until then it goes to standard error.
 using last_message_writer = void (*)(const char *format, std::va_list arguments);
 void set_last_message_writer(last_message_writer writer);

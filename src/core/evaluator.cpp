@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "core/calls.h"
+#include "core/onlooker.h"
 #include "core/scan.h"
 #include "core/scanner.h"
 
@@ -23,6 +24,33 @@ struct expanding_sink {
   void call(std::string_view name, parameters &parameters) { invoke_operator(name, parameters, out); }
 };
 
+// The same, with an onlooker told of all of it.
+struct watched_sink {
+  text &out;
+  void literal(std::string_view bytes) {
+    current_onlooker->literal(bytes, out);
+    out.append(bytes);
+  }
+  void call(std::string_view name, parameters &parameters) {
+    const call_scope scope(name, parameters, out);
+    invoke_operator(name, parameters, out);
+  }
+
+ private:
+  class call_scope {
+   public:
+    call_scope(std::string_view name, const parameters &parameters, const text &out) : out_(out) {
+      current_onlooker->call_begins(name, parameters, out);
+    }
+    call_scope(const call_scope &) = delete;
+    call_scope &operator=(const call_scope &) = delete;
+    ~call_scope() { current_onlooker->call_ends(out_); }
+
+   private:
+    const text &out_;
+  };
+};
+
 // Counts a call of a known operator while it runs, however it ends.
 class depth_scope {
  public:
@@ -32,10 +60,18 @@ class depth_scope {
   ~depth_scope() { --calls.depth; }
 };
 
-// Apart from `call_operator`, whose frame is on the stack once for each level of nesting. Deliberate: the message about
-// an empty name has no closing bracket.
+// Apart from `call_operator`, whose frame is on the stack once for each level of nesting.
+[[gnu::noinline]] void append_refusal(text &out) {
+  constexpr std::string_view message = "[infinite operator recursion detected]";
+  out.append(message);
+  tell_message(message);
+}
+
+// Deliberate: the message about an empty name has no closing bracket.
 [[gnu::noinline]] void append_message(std::string_view message, std::string_view name, text &out) {
-  out.append(concat({message, name, "]"}));
+  const text whole = concat({message, name, "]"});
+  out.append(whole);
+  tell_message(whole);
 }
 
 }  // namespace
@@ -108,7 +144,7 @@ void call_operator(const operator_entry *entry, std::string_view name, parameter
   // Deliberate: a refused call and a call of an unknown name stay counted for the rest of the process.
   const bool refused = ++calls.depth > max_call_depth;
   if (refused || entry == nullptr || !entry->is_pure) ++calls.effects;
-  if (refused) return out.append("[infinite operator recursion detected]");
+  if (refused) return append_refusal(out);
   if (entry == nullptr) return append_message("[invalid operator ", name, out);
 
   const depth_scope scope;
@@ -131,8 +167,20 @@ text evaluate_copy(std::string_view source) {
 
 namespace {
 
+[[gnu::noinline]] void watch_and_expand(std::string_view source, text &out) {
+  struct text_scope {
+    const text &out;
+    ~text_scope() { current_onlooker->text_ends(out); }
+  };
+  current_onlooker->text_begins(source, out);
+  const text_scope scope{out};
+  watched_sink sink{out};
+  scanner(source, sink).run();
+}
+
 // Apart from `evaluate`, whose frame is on the stack once for each level of nesting.
 [[gnu::noinline]] void scan_and_expand(std::string_view source, text &out) {
+  if (is_watched()) return watch_and_expand(source, out);
   expanding_sink sink{out};
   scanner(source, sink).run();
 }

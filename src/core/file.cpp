@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "core/onlooker.h"
 #include "core/scan.h"
 
 namespace quillet {
@@ -72,13 +73,33 @@ void lock_file(int descriptor) {
 
 // --- reading and writing whole files ---
 
+namespace {
+
+// Filters the bytes of a file for an onlooker. They do not move any more.
+[[gnu::cold, gnu::noinline]] void filter_watched(std::string_view path, text &bytes, bool drop_empty_lines) {
+  const text all = copy_text(bytes);
+  if (all.is_null()) return;
+  filter_lines(bytes, drop_empty_lines);
+  bytes.reserve(text::inline_capacity + 1);
+  current_onlooker->file_read(path, all, bytes);
+}
+
+}  // namespace
+
 text read_text_file(std::string_view path, bool drop_empty_lines, bool lock) {
   if (path.empty()) return {};
   const open_file file(path, O_RDONLY);
-  if (file < 0) return {};
+  if (file < 0) {
+    tell_not_opened(path);
+    return {};
+  }
   if (lock) lock_file(file);
   text bytes = file.read_all();
-  filter_lines(bytes, drop_empty_lines);
+  if (is_watched()) {
+    filter_watched(path, bytes, drop_empty_lines);
+  } else {
+    filter_lines(bytes, drop_empty_lines);
+  }
   return bytes;
 }
 

@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "core/end.h"
+#include "core/onlooker.h"
 
 namespace quillet {
 
@@ -68,11 +69,13 @@ const operator_entry *find_operator(std::string_view name) {
 std::span<const operator_entry> registered_operators() { return {registry.entries, registry.entry_count}; }
 
 void append_error(text &out, std::string_view operator_name, std::string_view message) {
+  const std::size_t start = out.size();
   out.append('[');
   out.append(operator_name);
   out.append(": ");
   out.append(message);
   out.append(']');
+  tell_message(out.view().substr(start));
 }
 
 }  // namespace quillet

@@ -9,6 +9,7 @@
 #include "core/end.h"
 #include "core/expression_cost.h"
 #include "core/needed_byte.h"
+#include "core/onlooker.h"
 #include "core/preparation.h"
 #include "core/trial.h"
 
@@ -93,9 +94,11 @@ int regular_expression::match(std::string_view subject, std::span<regmatch_t> pi
 void regular_expression::append_error(int error, text &out) const {
   char message[1024];
   regerror(error, &compiled_, message, sizeof message);
+  const std::size_t start = out.size();
   out.append("[regex error: ");
   out.append(message);
   out.append(']');
+  tell_message(out.view().substr(start));
 }
 
 int match_search::find(std::size_t offset, std::span<regmatch_t> pieces) {

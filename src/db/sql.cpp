@@ -5,6 +5,7 @@
 #include "cgi/charset.h"
 #include "cgi/log.h"
 #include "core/evaluator.h"
+#include "core/onlooker.h"
 #include "core/operators.h"
 #include "core/quoting.h"
 #include "db/connection_string.h"
@@ -133,6 +134,7 @@ void op_server(parameters &parameters, text &out) {
   if (error.is_null()) {
     evaluate(parameters[1], out);
   } else {
+    tell_message(error);
     call_server_error(error, out);
   }
 }
@@ -203,11 +205,13 @@ void op_sql(parameters &parameters, text &out) {
   const text error = execute(statement, made);
   if (!error.is_null()) {
     remove_current_table();
+    const std::size_t start = out.size();
     out.append("[query \"");
     out.append(statement);
     out.append("\" ");
     out.append(error);
     out.append(']');
+    tell_message(out.view().substr(start));
   } else if (made != nullptr) {
     put_table(std::move(made));
   }

@@ -5,6 +5,7 @@
 
 #include "cgi/file_names.h"
 #include "core/file.h"
+#include "core/onlooker.h"
 #include "core/operators.h"
 
 namespace quillet {
@@ -26,11 +27,13 @@ const char *count_one_more(const open_file &file, int &count) {
 }
 
 void append_failure(const text &path, std::string_view missing, text &out) {
+  const std::size_t start = out.size();
   // Deliberate: the word is spelled like this.
   for (const std::string_view part : {std::string_view("[counter: count file \""), path.view(),
                                       std::string_view("\" not "), missing, std::string_view(" or non-existant.]")}) {
     out.append(part);
   }
+  tell_message(out.view().substr(start));
 }
 
 // ^counter[name]

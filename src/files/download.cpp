@@ -9,6 +9,7 @@
 #include "cgi/request.h"
 #include "cgi/response.h"
 #include "core/file.h"
+#include "core/onlooker.h"
 #include "core/operators.h"
 #include "files/attachment.h"
 #include "macro/macro_library.h"
@@ -101,9 +102,11 @@ void op_download(parameters &parameters, text &out) {
     request.print_response = false;
     return;
   }
+  const std::size_t start = out.size();
   out.append("[download error: ");
   out.append(failure);
   out.append(']');
+  tell_message(out.view().substr(start));
 }
 
 constexpr operator_definition definitions[] = {

@@ -6,6 +6,7 @@
 
 #include "cgi/file_names.h"
 #include "core/file.h"
+#include "core/onlooker.h"
 #include "core/operators.h"
 #include "table/registry.h"
 
@@ -95,7 +96,9 @@ picture_size jpeg_size(byte_source &source) {
 // Both numbers are 0 for a file that cannot be read or is not a picture of the kind that its name says.
 picture_size measure(std::string_view name) {
   if (name.empty()) return {};
-  const open_file file(resolve_file(name), O_RDONLY);
+  const text path = resolve_file(name);
+  const open_file file(path, O_RDONLY);
+  if (file < 0) tell_not_opened(path);
   if (file < 0 || file.size() < 0) return {};
   byte_source source(file);
   const std::string_view extension = cut_at_last_char(name, '.');

@@ -7,6 +7,7 @@
 #include "cgi/log.h"
 #include "core/evaluator.h"
 #include "core/file.h"
+#include "core/onlooker.h"
 #include "core/operators.h"
 #include "core/process.h"
 #include "core/quoting.h"
@@ -92,14 +93,17 @@ void op_sendmail(parameters &parameters, text &out) {
   const mail_outcome outcome = submit(program, message);
   if (!outcome.started) {
     log_message(error_log, "sendmail: %s pipe error", program);
-    return out.append("[sendmail pipe error]");
+    out.append("[sendmail pipe error]");
+    return tell_message("[sendmail pipe error]");
   }
   if (outcome.status == 0 && outcome.said.is_null()) return;
+  const std::size_t start = out.size();
   out.append("[sendmail reported error: ");
   out.append(outcome.said.is_null() ? "UNKNOWN" : outcome.said.view());
   out.append(", #");
   out.append(format_signed(outcome.status));
   out.append(']');
+  tell_message(out.view().substr(start));
 }
 
 constexpr operator_definition definitions[] = {

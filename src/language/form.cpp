@@ -2,6 +2,7 @@
 #include <optional>
 
 #include "cgi/form.h"
+#include "core/onlooker.h"
 #include "core/operators.h"
 #include "core/quoting.h"
 
@@ -19,7 +20,11 @@ void op_form(parameters &parameters, text &out) {
   const std::string_view name = parameters[0];
   const std::optional<form_entry> entry = find_form_entry(name);
   if (!entry) return;
-  if (is_oversized(*entry)) return out.append(concat({"[form element ", name, " exceeds maxlength]"}));
+  if (is_oversized(*entry)) {
+    const text message = concat({"[form element ", name, " exceeds maxlength]"});
+    out.append(message);
+    return tell_message(message);
+  }
   text value;
   append_form_text(*entry, value);
   quote(value, false, out);

@@ -9,6 +9,7 @@
 
 #include "core/evaluator.h"
 #include "core/keyed_hash.h"
+#include "core/onlooker.h"
 
 namespace quillet {
 
@@ -80,6 +81,51 @@ std::size_t take_number(std::string_view &rest) {
   return number;
 }
 
+// Appends the body with its references replaced by the arguments to a text or a text of copies.
+template <class text_type>
+void put_arguments(std::string_view rest, std::span<const std::string_view> arguments, text_type &expanded) {
+  std::size_t size = rest.size();
+  for (const std::string_view argument : arguments) size += argument.size();
+  expanded.reserve(size);  // enough when each argument is used once
+  for (std::size_t dollar; (dollar = rest.find('$')) != std::string_view::npos;) {
+    expanded.append(rest.substr(0, dollar));
+    const std::string_view sign = rest.substr(dollar, 1);
+    rest.remove_prefix(dollar + 1);
+    if (!rest.empty() && is_digit(rest.front())) {
+      const std::size_t number = take_number(rest);
+      if (number >= 1 && number <= arguments.size()) expanded.append(arguments[number - 1]);
+    } else {
+      expanded.append(sign);
+      if (rest.starts_with('$')) rest.remove_prefix(1);
+    }
+  }
+  expanded.append(rest);
+}
+
+// Appends the body with its references by name turned into numbers, the same way.
+template <class text_type>
+void put_numbers(std::string_view names, std::string_view rest, text_type &named) {
+  for (std::size_t dollar; (dollar = rest.find('$')) != std::string_view::npos;) {
+    named.append(rest.substr(0, dollar + 1));
+    rest.remove_prefix(dollar + 1);
+    if (rest.starts_with('$')) {
+      named.append(rest.substr(0, 1));
+      rest.remove_prefix(1);
+    } else if (rest.empty() || !is_digit(rest.front())) {
+      std::size_t length = 0;
+      if (const int number = find_parameter_name(names, rest, length); number != 0) {
+        named.append(decimal_digits(number));
+        rest.remove_prefix(length);
+      } else {
+        constexpr std::string_view message = "[macro param name not found]";
+        named.append(message);
+        tell_message(message, rest);
+      }
+    }
+  }
+  named.append(rest);
+}
+
 // The rest of `source` after its first line feed that is followed by "@"; nothing when there is none.
 std::string_view after_next_header_mark(std::string_view source) {
   const std::size_t mark = source.find("\n@");
@@ -89,7 +135,13 @@ std::string_view after_next_header_mark(std::string_view source) {
 // Reads the definition blocks of a text; gives their number.
 int read_definitions(std::string_view rest) {
   int count = 0;
-  if (!rest.starts_with('@')) rest = after_next_header_mark(rest);
+  if (!rest.starts_with('@')) {
+    const std::string_view before = rest;
+    rest = after_next_header_mark(rest);
+    if (!rest.empty()) {
+      tell_dropped("the text before the first definition", before.substr(0, before.size() - rest.size()), before);
+    }
+  }
   while (!rest.empty()) {
     std::string_view body = rest;
     const std::string_view header = next_token(body, '\n');
@@ -106,7 +158,9 @@ int read_definitions(std::string_view rest) {
     } else if (body.ends_with('\n')) {
       body.remove_suffix(1);
     }
-    define_macro(header.substr(1), text(body));
+    text copy(body);
+    tell_copy(copy, body);
+    define_macro(header.substr(1), std::move(copy));
     ++count;
   }
   return count;
@@ -120,23 +174,14 @@ macro::macro(text &&numbered_body)
       repeated(body) {}
 
 text macro::with_arguments(std::span<const std::string_view> arguments) const {
-  std::string_view rest = body;
-  std::size_t size = rest.size();
-  for (const std::string_view argument : arguments) size += argument.size();
   text expanded;
-  expanded.reserve(size);  // enough when each argument is used once
-  for (std::size_t dollar; (dollar = rest.find('$')) != std::string_view::npos;) {
-    expanded.append(rest.substr(0, dollar));
-    rest.remove_prefix(dollar + 1);
-    if (!rest.empty() && is_digit(rest.front())) {
-      const std::size_t number = take_number(rest);
-      if (number >= 1 && number <= arguments.size()) expanded.append(arguments[number - 1]);
-    } else {
-      expanded.append('$');
-      if (rest.starts_with('$')) rest.remove_prefix(1);
-    }
+  if (is_watched()) {
+    text_of_copies copies;
+    put_arguments(body, arguments, copies);
+    expanded = copies.take();
+  } else {
+    put_arguments(body, arguments, expanded);
   }
-  expanded.append(rest);
   return expanded;
 }
 
@@ -185,32 +230,42 @@ int find_parameter_name(std::string_view names, std::string_view reference, std:
 text name_parameters(std::string_view names, text body) {
   if (names.empty() || body.is_empty()) return body;
   text named;
-  std::string_view rest = body;
-  for (std::size_t dollar; (dollar = rest.find('$')) != std::string_view::npos;) {
-    named.append(rest.substr(0, dollar + 1));
-    rest.remove_prefix(dollar + 1);
-    if (rest.starts_with('$')) {
-      named.append('$');
-      rest.remove_prefix(1);
-    } else if (rest.empty() || !is_digit(rest.front())) {
-      std::size_t length = 0;
-      if (const int number = find_parameter_name(names, rest, length); number != 0) {
-        named.append(decimal_digits(number));
-        rest.remove_prefix(length);
-      } else {
-        named.append("[macro param name not found]");
-      }
-    }
+  if (is_watched()) {
+    text_of_copies copies;
+    put_numbers(names, body, copies);
+    named = copies.take();
+  } else {
+    put_numbers(names, body, named);
   }
-  named.append(rest);
   return named;
 }
 
+namespace {
+
+// Deliberate: the message about a macro without a name has no closing bracket.
+void append_undefined(std::string_view name, text &out) {
+  const text message = concat({"[undefined macro ", name, "]"});
+  out.append(message);
+  tell_message(message);
+}
+
+// Runs the `autoexec` that a file defines, whose output nobody gets.
+void run_autoexec() {
+  const macro *const called = find_macro("autoexec");
+  if (called == nullptr) return;
+  const std::string_view body = called->body;
+  text discarded;
+  call_macro("autoexec", {}, discarded);
+  if (!discarded.is_empty()) tell_dropped("the output of autoexec", discarded, body);
+}
+
+}  // namespace
+
 void call_macro(std::string_view name, std::span<const std::string_view> arguments, text &out) {
   macro *const called = find_macro(name);
-  // Deliberate: the message about a macro without a name has no closing bracket.
-  if (called == nullptr) return out.append(concat({"[undefined macro ", name, "]"}));
+  if (called == nullptr) return append_undefined(name, out);
   const macro_call_scope call(*called);
+  const macro_body_scope body(name);
   if (called->refers_to_arguments) return evaluate(called->with_arguments(arguments).view(), out);
   if (!std::exchange(called->was_called, true)) return evaluate(called->body, out);
   called->repeated.evaluate(out);
@@ -221,8 +276,7 @@ int define_macros(std::string_view source, text *output) {
   const macro_set_aside autoexec("autoexec");
   const macro_set_aside main("main");
   const int count = read_definitions(source);
-  text discarded;
-  call_macro("autoexec", {}, discarded);
+  run_autoexec();
   if (output != nullptr && find_macro("main") != nullptr) call_macro("main", {}, *output);
   return count;
 }

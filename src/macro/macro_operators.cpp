@@ -1,3 +1,6 @@
+#include <utility>
+
+#include "core/onlooker.h"
 #include "core/operators.h"
 #include "macro/macro_files.h"
 #include "macro/macro_library.h"
@@ -24,7 +27,11 @@ void op_macro(parameters &parameters, text &out) {
 // ^macro_new[name[parameter;...];body]
 //
 // Defines a macro, in place of an earlier one of that name. An empty body removes it. Result: empty.
-void op_macro_new(parameters &parameters, text &) { define_macro(parameters[0], text_or_null(parameters[1])); }
+void op_macro_new(parameters &parameters, text &) {
+  text body = text_or_null(parameters[1]);
+  tell_copy(body, parameters[1]);
+  define_macro(parameters[0], std::move(body));
+}
 
 // ^macro_use[file]
 //

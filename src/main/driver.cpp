@@ -1,8 +1,13 @@
 #include "main/driver.h"
 
+#include <sys/stat.h>
+
+#include <csignal>
 #include <cstdlib>
 
 #include "apps/chat_settings.h"
+#include "cgi/charset.h"
+#include "cgi/form.h"
 #include "cgi/log.h"
 #include "cgi/optimizer.h"
 #include "cgi/request.h"
@@ -60,6 +65,20 @@ int run_request() {
   if (page.is_empty()) error_page("unable to print %s", request.page_path.c_str());
   if (request.print_response) write_response(request.response_content_type, page);
   return exit_answered;
+}
+
+int answer_request() {
+  open_standard_streams();
+  log_last_message();
+  umask(2);  // new files: writable for the group, not for the world
+  // A file that grows beyond the process's limit is an error of the write. Programs that are run get the
+  // default back, which ignoring the signal would not give them.
+  std::signal(SIGXFSZ, [](int) {});
+  capture_environment();
+  read_charsets();
+  const int status = decode_form_input() ? run_request() : exit_undecodable;
+  free_form_entries();
+  return status;
 }
 
 }  // namespace quillet

@@ -3,8 +3,11 @@
 
 namespace quillet {
 
-// Answers the request of the request record; gives the process's exit status. Does not return when
-// the request ends with the error page.
+// Answers the request that the environment describes and standard input completes: all that the program does. Gives
+// the process's exit status. Does not return when the request ends with the error page.
+int answer_request();
+
+// The same once the request record is filled and the form decoded.
 int run_request();
 
 // Sets environment variables from the lines "name=value" of `.profile` in the working directory.

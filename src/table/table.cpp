@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "core/end.h"
+#include "core/onlooker.h"
 #include "core/preparation.h"
 #include "core/scan.h"
 
@@ -104,6 +105,7 @@ std::optional<int> table::column_number(std::string_view column) { return parse_
 std::string_view table::item(std::string_view column) {
   if (const std::optional<int> number = column_number(column)) return item(*number);
   message_ = concat({"[invalid item name ", column.empty() ? "(null)" : column, "]"});
+  tell_message(message_);
   return message_;
 }
 

@@ -4,6 +4,7 @@
 
 #include "core/end.h"
 #include "core/evaluator.h"
+#include "core/onlooker.h"
 #include "core/operators.h"
 #include "table/registry.h"
 
@@ -25,6 +26,7 @@ void walk(table &walked, std::string_view operator_name, text &out, const functi
     out.append("[table lock violation in ");
     out.append(operator_name);
     out.append(" macro]");
+    tell_message(out.view().substr(complete));
   }
 }
 

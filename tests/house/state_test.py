@@ -25,7 +25,7 @@ ANSWERED_FOR = {
     ],
     "written before it is read": ["integer_program::compute() const::stack"],
     "constant after the start": [
-        "registry", "write_last_message", "preparation_door::open",
+        "registry", "write_last_message", "preparation_door::open", "current_onlooker",
         "keyed_hash(std::basic_string_view<char, std::char_traits<char> >)::secret",
     ],
     "kept for later requests, which it does not change": [
