@@ -29,6 +29,14 @@ text underscore_path(std::string_view path) {
   return result;
 }
 
+text next_data_file(std::string_view &directory, std::string_view name) {
+  if (cut_at_last_char(directory, '/').data() == nullptr) return {};
+  text candidate(directory);
+  candidate.append('/');
+  candidate.append(name);
+  return underscore_path(candidate);
+}
+
 text cache_entry_path(std::string_view key) {
   constexpr char hexadecimal[] = "0123456789ABCDEF";
   text path("./cache/");

@@ -19,6 +19,11 @@ namespace quillet {
 // serve them then: "lists/menu" gives "lists/_menu".
 [[nodiscard]] text underscore_path(std::string_view path);
 
+// The data file of that name in the page's directory when `directory` is the page's path, then, called again, in the
+// directory above, up to the root: "/home/www/news/page.html" gives "/home/www/news/_list" and becomes
+// "/home/www/news". Null when there is none left.
+[[nodiscard]] text next_data_file(std::string_view &directory, std::string_view name);
+
 // The file of a cache entry, in the working directory: "news/today 1" gives "./cache/news/today~1_".
 // ASCII letters, digits, "_" and "/" of the key stay, a space becomes "~" and every other byte "-" and
 // two upper-case hexadecimal digits. The "_" at the end keeps the entry of one key from taking the name

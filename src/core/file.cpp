@@ -11,6 +11,7 @@
 #include <climits>
 #include <cstdio>
 #include <cstring>
+#include <utility>
 
 #include "core/onlooker.h"
 #include "core/scan.h"
@@ -106,7 +107,7 @@ text read_text_file(std::string_view path, bool drop_empty_lines, bool lock) {
 namespace {
 
 // The start of the first line that the filter changes; the size of the source when it changes none.
-std::size_t first_changed_line(std::string_view source, bool drop_empty_lines) {
+[[gnu::always_inline]] inline std::size_t first_changed_line(std::string_view source, bool drop_empty_lines) {
   std::size_t changed = source.find('\r');
   for (std::size_t hash = 0; (hash = source.find('#', hash)) < changed; ++hash) {
     if (hash == 0 || source[hash - 1] == '\n') changed = hash;
@@ -120,9 +121,33 @@ std::size_t first_changed_line(std::string_view source, bool drop_empty_lines) {
   return source.substr(0, changed).rfind('\n') + 1;  // none gives 0
 }
 
-}  // namespace
+// What filtering tells while it works: a line that is about to be moved from `source` to `at`, and that the one
+// told last is dropped.
+struct no_recorder {
+  static void line(std::size_t /*at*/, std::size_t /*source*/, std::string_view /*bytes*/) {}
+  static void dropped() {}
+};
 
-void filter_lines(text &bytes, bool drop_empty_lines) {
+struct piece_recorder {
+  void line(std::size_t at, std::size_t source, std::string_view bytes) {
+    before_line = pieces.size();
+    for (std::size_t start = 0; start < bytes.size();) {
+      std::size_t end = bytes.find('\r', start);
+      if (end == std::string_view::npos) end = bytes.size();
+      if (end > start && source + start - at != shift()) pieces.push_back({at, source + start});
+      at += end - start;
+      start = end + 1;
+    }
+  }
+  void dropped() { pieces.resize(before_line); }
+  [[nodiscard]] std::size_t shift() const { return pieces.back().source - pieces.back().at; }
+
+  std::vector<kept_piece> pieces{{0, 0}};
+  std::size_t before_line = 0;
+};
+
+template <class recorder>
+[[gnu::always_inline]] inline void filter_lines_telling(recorder &to, text &bytes, bool drop_empty_lines) {
   std::string_view rest = until_nul(bytes);
   const std::size_t unchanged = first_changed_line(rest, drop_empty_lines);
   char *kept = bytes.data() + unchanged;
@@ -133,6 +158,7 @@ void filter_lines(text &bytes, bool drop_empty_lines) {
     const std::string_view line = rest.substr(0, length);
     rest.remove_prefix(length);
     char *const start = kept;
+    to.line(static_cast<std::size_t>(start - bytes.data()), static_cast<std::size_t>(line.data() - bytes.data()), line);
     if (line.find('\r') == std::string_view::npos) {
       if (kept != line.data()) std::memmove(kept, line.data(), length);
       kept += length;
@@ -144,7 +170,10 @@ void filter_lines(text &bytes, bool drop_empty_lines) {
     // Deliberate: a line that begins with "#" is dropped from every file that is read so, a page too.
     const bool comment = kept > start && *start == '#';
     const bool empty = kept == start || *start == '\n';
-    if (comment || (empty && drop_empty_lines)) kept = start;
+    if (comment || (empty && drop_empty_lines)) {
+      kept = start;
+      to.dropped();
+    }
   }
   const auto size = static_cast<std::size_t>(kept - bytes.data());
   if (size > 0) {
@@ -152,6 +181,19 @@ void filter_lines(text &bytes, bool drop_empty_lines) {
   } else if (!bytes.is_null()) {
     bytes = text("");  // a file that is there is never absent text
   }
+}
+
+}  // namespace
+
+void filter_lines(text &bytes, bool drop_empty_lines) {
+  no_recorder nobody;
+  filter_lines_telling(nobody, bytes, drop_empty_lines);
+}
+
+std::vector<kept_piece> filter_lines_with_pieces(text &bytes, bool drop_empty_lines) {
+  piece_recorder recorder;
+  filter_lines_telling(recorder, bytes, drop_empty_lines);
+  return std::move(recorder.pieces);
 }
 
 text file_error() {

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <ctime>
 #include <string_view>
+#include <vector>
 
 #include "core/text.h"
 
@@ -20,6 +21,15 @@ namespace quillet {
 // Removes every carriage return and every line that begins with "#", its line feed too; with
 // `drop_empty_lines` also the empty lines. The bytes are cut at their first NUL.
 void filter_lines(text &bytes, bool drop_empty_lines);
+
+// Of bytes that were filtered: those from `at` on, up to the next piece, were at `source` on.
+struct kept_piece {
+  std::size_t at;
+  std::size_t source;
+};
+
+// The same, which also says what was where, in the order of the bytes.
+[[nodiscard]] std::vector<kept_piece> filter_lines_with_pieces(text &bytes, bool drop_empty_lines);
 
 // Writes the bytes to the file, which is made when it is missing (mode 0666 less the process mask) and
 // cut to their number afterwards, under an exclusive lock if `lock`. Null on success, otherwise the

@@ -52,6 +52,12 @@ const bracket_index::mark *bracket_index::find(std::size_t position) const {
   return &*found;
 }
 
+std::size_t bracket_index::end_of(std::string_view list) const {
+  const auto offset = static_cast<std::size_t>(list.data() - source_.data());
+  const mark *const bracket = find(offset);
+  return bracket->end == none || bracket->end - offset >= list.size() ? 0 : bracket->end - offset;
+}
+
 std::size_t bracket_index::split(std::string_view call, parameters &parameters) const {
   const auto offset = static_cast<std::size_t>(call.data() - source_.data());
   const mark *const bracket = find(offset);

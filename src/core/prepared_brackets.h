@@ -19,6 +19,8 @@ class bracket_index {
   [[nodiscard]] bool holds(std::string_view part) const;
   // As `split_parameters`, for a part of the source.
   [[nodiscard]] std::size_t split(std::string_view call, parameters &parameters) const;
+  // The offset of the "]" that closes the list at the front of a part of the source; 0 when none does.
+  [[nodiscard]] std::size_t end_of(std::string_view list) const;
 
  private:
   static constexpr std::uint32_t none = UINT32_MAX;

@@ -142,26 +142,10 @@ int read_definitions(std::string_view rest) {
       tell_dropped("the text before the first definition", before.substr(0, before.size() - rest.size()), before);
     }
   }
-  while (!rest.empty()) {
-    std::string_view body = rest;
-    const std::string_view header = next_token(body, '\n');
-    // Deliberate: a header without a body line defines nothing.
-    if (body.starts_with('@')) {
-      rest = body;
-      continue;
-    }
-    if (body.data() == nullptr) break;
-    rest = after_next_header_mark(body);
-    if (!rest.empty()) {
-      body = body.substr(0, body.size() - rest.size() - 1);
-      if (body.ends_with('\n')) body.remove_suffix(1);
-    } else if (body.ends_with('\n')) {
-      body.remove_suffix(1);
-    }
-    text copy(body);
-    tell_copy(copy, body);
-    define_macro(header.substr(1), std::move(copy));
-    ++count;
+  for (macro_definition next; take_definition(rest, next); ++count) {
+    text copy(next.body);
+    tell_copy(copy, next.body);
+    define_macro(next.header, std::move(copy));
   }
   return count;
 }
@@ -201,6 +185,33 @@ repeated_text *macro::body_for(std::span<const std::string_view> arguments) {
   return &kept->repeated;
 }
 
+bool take_definition(std::string_view &rest, macro_definition &taken) {
+  if (!rest.starts_with('@')) rest = after_next_header_mark(rest);
+  while (!rest.empty()) {
+    std::string_view body = rest;
+    const std::string_view header = next_token(body, '\n');
+    // Deliberate: a header without a body line defines nothing.
+    if (body.starts_with('@')) {
+      rest = body;
+      continue;
+    }
+    if (body.data() == nullptr) break;
+    rest = after_next_header_mark(body);
+    if (!rest.empty()) body = body.substr(0, body.size() - rest.size() - 1);
+    if (body.ends_with('\n')) body.remove_suffix(1);
+    taken = {header.substr(1), body};
+    return true;
+  }
+  return false;
+}
+
+macro_header split_header(std::string_view header) {
+  macro_header parts{header, {}};
+  parts.parameter_names = cut_at_char(parts.name, '[');
+  cut_at_char(parts.parameter_names, ']');
+  return parts;
+}
+
 macro *find_macro(std::string_view name) {
   if (name.empty()) return nullptr;
   const auto found = library.macros.find(name);
@@ -208,11 +219,9 @@ macro *find_macro(std::string_view name) {
 }
 
 void define_macro(std::string_view header, text body) {
-  std::string_view name = header;
-  std::string_view parameter_names = cut_at_char(name, '[');
-  cut_at_char(parameter_names, ']');
-  text numbered = name_parameters(parameter_names, std::move(body));
-  put_macro(name, numbered.is_null() ? nullptr : std::make_unique<macro>(std::move(numbered)));
+  const macro_header parts = split_header(header);
+  text numbered = name_parameters(parts.parameter_names, std::move(body));
+  put_macro(parts.name, numbered.is_null() ? nullptr : std::make_unique<macro>(std::move(numbered)));
 }
 
 int find_parameter_name(std::string_view names, std::string_view reference, std::size_t &length) {

@@ -46,6 +46,24 @@ struct macro {
   std::unordered_map<std::string, std::unique_ptr<kept_body>, keyed_hasher> kept_bodies_;  // by the arguments
 };
 
+// A definition block of a macro text, both parts of it: the header, without its "@", up to the end of its line,
+// and the body.
+struct macro_definition {
+  std::string_view header;
+  std::string_view body;
+};
+
+// Takes the first definition off the front of a macro text; false when there is none. Text before its header
+// is left out, and so are headers without a body.
+[[nodiscard]] bool take_definition(std::string_view &rest, macro_definition &taken);
+
+// A header in its parts: "greet[who;why]" has the parameter names "who;why".
+struct macro_header {
+  std::string_view name;
+  std::string_view parameter_names;
+};
+[[nodiscard]] macro_header split_header(std::string_view header);
+
 // The macro of that name, null when there is none. It lives until it is defined again or, when it is
 // running then, as long as the process.
 [[nodiscard]] macro *find_macro(std::string_view name);

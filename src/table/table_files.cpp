@@ -26,11 +26,7 @@ std::unique_ptr<table> make_table(text &&bytes, bool named) {
 text read_nearest(std::string_view name) {
   text bytes;
   std::string_view directory = request.page_path;
-  while (bytes.is_null() && cut_at_last_char(directory, '/').data() != nullptr) {
-    text candidate(directory);
-    candidate.append('/');
-    candidate.append(name);
-    const text path = underscore_path(candidate);
+  for (text path; bytes.is_null() && !(path = next_data_file(directory, name)).is_null();) {
     bytes = read_text_file(path, true, false);
     if (bytes.is_null() && errno != ENOENT && errno != ENOTDIR) {
       log_message(error_log, "load from '%s' failed: %s", path.c_str(), file_error().c_str());
