@@ -80,7 +80,7 @@ def add_section(sections, name, argument, modifiers, raw):
         section.mode = int(modifiers["mode"], 8)
 
 
-def parse_case(data):
+def parse_sections(data):
     sections = []
     parts = re.split(rb"^== (.*)\n", data, flags=re.MULTILINE)
     if any(line and not line.startswith(b"#") for line in parts[0].split(b"\n")):
@@ -88,6 +88,11 @@ def parse_case(data):
     for heading, raw in zip(parts[1::2], parts[2::2]):
         name, argument, modifiers = parse_heading(heading)
         add_section(sections, name, argument, modifiers, raw.removesuffix(b"\n"))
+    return sections
+
+
+def parse_case(data):
+    sections = parse_sections(data)
     if not any(section.name in ("expect", "response") for section in sections):
         raise CaseError('neither "expect" nor "response"')
     return sections

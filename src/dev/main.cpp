@@ -2,10 +2,18 @@
 
 #include <CLI/CLI.hpp>
 
+#include "dev/check/check_command.h"
+
 int main(int argc, char **argv) {
   CLI::App app("Checks and runs pages while you write them.");
   app.set_version_flag("--version", "quillet-dev 1.0");
   app.require_subcommand(1);
-  CLI11_PARSE(app, argc, argv);
+  quillet::dev::add_check_command(app);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError &error) {
+    constexpr int wrong_usage = 2;
+    return app.exit(error) == 0 ? 0 : wrong_usage;
+  }
   return 0;
 }

@@ -1,0 +1,31 @@
+#include "dev/check/rules.h"
+
+#include <algorithm>
+#include <cassert>
+
+namespace quillet::dev {
+
+file_rule check_call_names;
+file_rule check_call_counts;
+page_rule check_page_main;
+
+namespace {
+
+constexpr rule rules[] = {
+    {"call-unknown", severity::error, "The operator does not exist.", check_call_names},
+    {"call-count", severity::error, "The call has a wrong number of parameters.", check_call_counts},
+    {"page-main", severity::error, "A page with definitions has no macro main.", nullptr, check_page_main},
+};
+
+}  // namespace
+
+std::span<const rule> all_rules() { return rules; }
+
+const rule &find_rule(std::string_view name) {
+  const rule *const found =
+      std::find_if(std::begin(rules), std::end(rules), [&](const rule &each) { return each.name == name; });
+  assert(found != std::end(rules) && "a rule that has no row");
+  return *found;
+}
+
+}  // namespace quillet::dev
