@@ -85,6 +85,7 @@ void drop_silenced(site &files, std::vector<finding> &found) {
 
 document_kind kind_by_name(const std::string &path) {
   const std::string name = file_name(path);
+  if (name == ".profile") return document_kind::data;
   if (!name.starts_with('_')) return document_kind::page;
   return name.ends_with(".cfg") ? document_kind::macros : document_kind::data;
 }
@@ -148,6 +149,8 @@ std::vector<finding> checker::check(const std::vector<std::string> &paths, std::
       add_named(each, to);
     }
   }
+  const std::string &work = site_.folders().work;
+  if (!pages.empty() && !work.empty()) to.add(site_.find(work + "/.profile", document_kind::data));
   // Files that no page uses.
   for (const std::string &each : paths) {
     if (is_folder(each)) {

@@ -9,12 +9,23 @@ file_rule check_call_names;
 file_rule check_call_counts;
 page_rule check_page_main;
 
+file_rule check_references;
+file_rule check_words;
+file_rule check_expression_order;
+file_rule check_formats;
+
 namespace {
 
 constexpr rule rules[] = {
     {"call-unknown", severity::error, "The operator does not exist.", check_call_names},
     {"call-count", severity::error, "The call has a wrong number of parameters.", check_call_counts},
     {"page-main", severity::error, "A page with definitions has no macro main.", nullptr, check_page_main},
+    {"name-reference", severity::error, "A reference matches no parameter of the macro, or another one.",
+     check_references},
+    {"name-word", severity::error, "A word means nothing to the operator.", check_words},
+    {"logic-order", severity::warning, "An expression is computed in another order than it reads.",
+     check_expression_order},
+    {"logic-number", severity::warning, "A number loses its fraction.", check_formats},
 };
 
 }  // namespace
