@@ -1,0 +1,4 @@
+" Written by editors/make-syntax from the operators' tables. Change that.
+
+syntax match quilletControl contained /\%(case\|cmp\|default\|empty\|eq\|for\|if\|ifdef\|menu\|start\|switch\|table\|while\)\ze\[/ nextgroup=quilletList
+syntax match quilletOperator contained /\%(-f\|auth\|browser\|cache\|calendar\|chat\|color\|combine\|config\|context\|cookie\|counter\|date\|dateoffset\|download\|env\|eval\|exec\|find\|flip\|form\|gif_template\|gifsize\|header\|hotline_cutmark_thread\|hotline_quote\|imgsize\|include\|index\|item\|jpegsize\|level\|load\|loadtimestamp\|locate\|log\|login\|lsplit\|macro\|macro_exists\|macro_new\|macro_use\|mangle\|match\|message\|name\|number\|optimize\|optionand\|optionclear\|optioncount\|optionor\|optionset\|process\|query\|random\|rsplit\|save\|sendmail\|server\|shift\|sort\|sql\|startup\|stat\|sum\|tolower\|toupper\|truncate\|unescape_br\|unlink\|upload\|uri\|user\|userlist\|uuencode\|validate\|var\)\ze\[/ nextgroup=quilletList
