@@ -3,12 +3,14 @@
 #include <CLI/CLI.hpp>
 
 #include "dev/check/check_command.h"
+#include "dev/new/new_command.h"
 
 int main(int argc, char **argv) {
   CLI::App app("Checks and runs pages while you write them.");
   app.set_version_flag("--version", "quillet-dev 1.0");
   app.require_subcommand(1);
   quillet::dev::add_check_command(app);
+  quillet::dev::add_new_command(app);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError &error) {
