@@ -1,7 +1,7 @@
 #include <fcntl.h>
-#include <unistd.h>
 
 #include <cstdio>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -97,18 +97,16 @@ bool carry_out(std::string_view instructions, bitmap_font &font, gdImage &pictur
   return true;
 }
 
-// Writes the finished picture, or the fallback picture; false when that fails.
-bool write_picture(std::string_view template_path, std::string_view instructions, std::string_view font_description,
-                   int descriptor) {
+// The bytes of the finished picture, or of the fallback picture.
+std::string draw_picture(std::string_view template_path, std::string_view instructions,
+                         std::string_view font_description) {
   bitmap_font font(font_description);
   const gif_picture picture = read_gif(resolve_file(template_path));
   std::string_view bytes(fallback_picture, sizeof fallback_picture - 1);
-  if (picture == nullptr || !carry_out(instructions, font, *picture)) {
-    return write_all(descriptor, bytes) == bytes.size();
-  }
+  if (picture == nullptr || !carry_out(instructions, font, *picture)) return std::string(bytes);
   const gif_file finished(*picture);
   if (!finished.view().empty()) bytes = finished.view();
-  return write_all(descriptor, bytes) == bytes.size();
+  return std::string(bytes);
 }
 
 // ^gif_template[template;instructions]
@@ -129,13 +127,14 @@ void op_gif_template(parameters &parameters, text &out) {
   call_macro("font", {}, font_description);
   if (parameters.count() < 3) {
     write_output("Content-type: image/gif\n\n");
-    write_picture(parameters[0], parameters[1], font_description, STDOUT_FILENO);
+    write_output(draw_picture(parameters[0], parameters[1], font_description));
     request.print_response = false;
     return;
   }
   // Deliberate: the file is emptied before the template is read, so a template cannot be its own output.
   const open_file file(resolve_file(parameters[2]), O_WRONLY | O_CREAT | O_TRUNC);
-  if (file < 0 || !write_picture(parameters[0], parameters[1], font_description, file)) {
+  const std::string picture = file < 0 ? std::string() : draw_picture(parameters[0], parameters[1], font_description);
+  if (picture.empty() || write_all(file, picture) != picture.size()) {
     append_error(out, "gif_template", "write error");
   }
 }

@@ -1,15 +1,13 @@
 #include "cgi/form.h"
 
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <memory>
 #include <utility>
 
 #include "cgi/form_list.h"
 #include "cgi/log.h"
 #include "cgi/request.h"
+#include "cgi/streams.h"
 #include "core/memory.h"
 
 namespace quillet {
@@ -17,7 +15,6 @@ namespace quillet {
 namespace {
 
 constexpr std::string_view file_mark = "(file)";
-constexpr std::size_t longest_read = 1048576;
 constexpr std::size_t longest_value = 524286;
 
 // What the entries are views of.
@@ -38,19 +35,6 @@ char *copy_bytes(std::string_view source) {
   auto *copy = static_cast<char *>(try_allocate(source.size() + 1));
   if (copy != nullptr) std::copy(source.begin(), source.end(), copy);
   return copy;
-}
-
-std::size_t read_input(char *buffer, std::size_t length) {
-  std::size_t total = 0;
-  while (total < length) {
-    const ssize_t n = read(STDIN_FILENO, buffer + total, std::min(length - total, longest_read));
-    if (n > 0) {
-      total += static_cast<std::size_t>(n);
-    } else if (n == 0 || errno != EINTR) {
-      break;
-    }
-  }
-  return total;
 }
 
 }  // namespace

@@ -41,7 +41,7 @@ decode_result decode_urlencoded(char *data, std::size_t length);
 // request's content type. Text fields are recoded from the page's charset to the source charset.
 decode_result decode_multipart(char *data, std::size_t length);
 
-// Reads CONTENT_LENGTH bytes from standard input and decodes them.
+// Reads CONTENT_LENGTH bytes of the body and decodes them.
 decode_result read_post_body(bool multipart);
 
 // Appends an entry to the list; false when memory runs out.

@@ -1,16 +1,10 @@
 #include "cgi/response.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 
-#include "core/file.h"
-
 namespace quillet {
-
-std::size_t write_output(std::string_view bytes) { return write_all(STDOUT_FILENO, bytes); }
 
 namespace {
 

@@ -1,17 +1,15 @@
-// The response: everything the program sends to the client goes through here, to standard output, at
-// the moment it is produced. Header lines that operators write therefore come before the closing
+// The response: everything the program sends to the client goes through `write_output`, at the moment
+// it is produced. Header lines that operators write therefore come before the closing
 // header, which is written when the page is finished.
 #pragma once
 
 #include <cstddef>
 #include <string_view>
 
+#include "cgi/streams.h"
 #include "core/text.h"
 
 namespace quillet {
-
-// Writes all the bytes to the client; returns how many were written, fewer when the client has gone.
-std::size_t write_output(std::string_view bytes);
 
 // Formats into at most 1,023 bytes (a longer result is cut) and writes that; returns the bytes written.
 [[gnu::format(printf, 1, 2)]] std::size_t write_formatted(const char *format, ...);

@@ -14,6 +14,7 @@ void write_to_standard_error(const char *format, std::va_list arguments) {
 }
 
 last_message_writer write_last_message = write_to_standard_error;
+void (*before_end)(int status) = nullptr;
 
 }  // namespace
 
@@ -25,10 +26,13 @@ void fatal(const char *format, ...) {
   end_process(exit_fatal);
 }
 
-void end_process(exit_status status) {
+void end_process(int status) {
   if (is_watched()) current_onlooker->request_ends();
+  if (before_end != nullptr) before_end(status);
   std::_Exit(status);
 }
+
+void set_before_end(void (*function)(int status)) { before_end = function; }
 
 void set_last_message_writer(last_message_writer writer) { write_last_message = writer; }
 

@@ -16,8 +16,11 @@ enum exit_status : int {
 // Ends the process with `exit_fatal` after handing the message over; the client gets nothing.
 [[noreturn, gnu::format(printf, 1, 2)]] void fatal(const char *format, ...);
 
-// Ends the process at once: nothing registered for its end is called.
-[[noreturn]] void end_process(exit_status status);
+// Ends the process at once.
+[[noreturn]] void end_process(int status);
+
+// What `end_process` does first; nothing unless it was set. A server of its own tells its client that way.
+void set_before_end(void (*before_end)(int status));
 
 // Whom `fatal` hands its message to. Set once, at the start; until then it goes to standard error.
 using last_message_writer = void (*)(const char *format, std::va_list arguments);

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <ctime>
 
 #include "core/end.h"
 
@@ -103,6 +104,8 @@ void set_environment(std::string_view name, std::string_view value) {
   if (setenv(text(name).c_str(), text(value).c_str(), 1) != 0 && errno == ENOMEM) {
     fatal("unable to malloc %zu bytes", name.size() + value.size() + 2);
   }
+  // Times that were told before may have another zone: in a process that answered a request before this one.
+  if (name == "TZ") tzset();
 }
 
 void open_standard_streams() {

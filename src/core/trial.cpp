@@ -10,6 +10,8 @@
 #include <csignal>
 #include <cstdlib>
 
+#include "core/end.h"
+
 namespace quillet {
 
 namespace {
@@ -47,6 +49,7 @@ pid_t start_trial() {
   const itimerval time = {{0, 0}, {0, most_microseconds}};
   setitimer(ITIMER_PROF, &time, nullptr);
   close(STDERR_FILENO);
+  set_before_end(nullptr);  // the client is not the trial's
   return 0;
 }
 

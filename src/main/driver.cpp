@@ -53,6 +53,27 @@ void check_call() {
 
 }  // namespace
 
+void prepare_process() {
+  open_standard_streams();
+  log_last_message();
+  umask(2);
+  // A file that grows beyond the process's limit is an error of the write. Programs that are run get the
+  // default back, which ignoring the signal would not give them.
+  std::signal(SIGXFSZ, [](int) {});
+}
+
+int answer_request(void (*form_is_read)()) {
+  capture_environment();
+  read_charsets();
+  int status = exit_undecodable;
+  if (decode_form_input()) {
+    if (form_is_read != nullptr) form_is_read();
+    status = run_request();
+  }
+  free_form_entries();
+  return status;
+}
+
 int run_request() {
   load_profile();
   take_page_path();
@@ -65,20 +86,6 @@ int run_request() {
   if (page.is_empty()) error_page("unable to print %s", request.page_path.c_str());
   if (request.print_response) write_response(request.response_content_type, page);
   return exit_answered;
-}
-
-int answer_request() {
-  open_standard_streams();
-  log_last_message();
-  umask(2);  // new files: writable for the group, not for the world
-  // A file that grows beyond the process's limit is an error of the write. Programs that are run get the
-  // default back, which ignoring the signal would not give them.
-  std::signal(SIGXFSZ, [](int) {});
-  capture_environment();
-  read_charsets();
-  const int status = decode_form_input() ? run_request() : exit_undecodable;
-  free_form_entries();
-  return status;
 }
 
 }  // namespace quillet

@@ -3,4 +3,7 @@
 
 #include "main/driver.h"
 
-int main() { return quillet::answer_request(); }
+int main() {
+  quillet::prepare_process();
+  return quillet::answer_request();
+}

@@ -1,5 +1,7 @@
 #include "main/modules.h"
 
+#include <utility>
+
 #include "cgi/charset.h"
 #include "cgi/cookies.h"
 #include "cgi/form.h"
@@ -45,6 +47,8 @@ constexpr const operator_module *modules[] = {
 std::span<const operator_module *const> operator_modules() { return modules; }
 
 void register_all_operators() {
+  static bool registered = false;
+  if (std::exchange(registered, true)) return;
   for (const operator_module *module : modules) register_operators(module->definitions);
 }
 

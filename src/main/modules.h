@@ -11,7 +11,8 @@ namespace quillet {
 // is in force.
 [[nodiscard]] std::span<const operator_module *const> operator_modules();
 
-// Registers the operators of every module. Called once, before the configuration and the page are read.
+// Registers the operators of every module. Needed once in a process, before the configuration and the page
+// are read; later calls do nothing.
 void register_all_operators();
 
 // Gives everything that the process keeps of its request its beginning back, for whoever serves several in one

@@ -23,6 +23,8 @@ ROOMS = {
     # What quillet-database consists of.
     "database": ["db"],
     "main": ["core", "cgi", "macro", "table", "language", "files", "db", "apps"],
+    # What quillet-fcgi consists of; it calls the driver and knows no operator.
+    "fcgi": ["core", "cgi", "main"],
     # What quillet-dev consists of; nobody uses it.
     "dev": ["core", "cgi", "macro", "table", "language", "files", "db", "apps", "main"],
 }

@@ -25,7 +25,8 @@ ANSWERED_FOR = {
     ],
     "written before it is read": ["integer_program::compute() const::stack"],
     "constant after the start": [
-        "registry", "write_last_message", "preparation_door::open", "current_onlooker",
+        "registry", "register_all_operators()::registered", "write_last_message", "before_end", "streams",
+        "preparation_door::open", "current_onlooker",
         "keyed_hash(std::basic_string_view<char, std::char_traits<char> >)::secret",
     ],
     "kept for later requests, which it does not change": [
