@@ -84,7 +84,7 @@ class Run:
 
     def prepare(self):
         for folder in ("site", "www"):
-            os.mkdir(self.path(folder))
+            os.makedirs(self.path(folder), exist_ok=True)
         for section in self.all("folder"):
             os.makedirs(self.path(section.argument), exist_ok=True)
         for section in self.all("page", "file"):

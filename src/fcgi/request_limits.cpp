@@ -40,6 +40,8 @@ void set_processor_time(int seconds) {
   setrlimit(RLIMIT_CPU, &limit);
 }
 
+long long body_limit(const server_options &options) { return options.body * 1048576LL; }
+
 std::string_view refusal(const server_options &options) {
   const std::string_view own = variable("SCRIPT_NAME");
   const std::string_view redirect = variable("REDIRECT_URL");
@@ -50,9 +52,8 @@ std::string_view refusal(const server_options &options) {
   if (length.empty()) return {};
   long long bytes = 0;
   const auto [end, error] = std::from_chars(length.data(), length.data() + length.size(), bytes);
-  if (end != length.data() + length.size() || length.front() == '-') return "400 Bad Request";
-  if (error != std::errc() || bytes > options.body * 1048576LL) return "413 Request Entity Too Large";
-  return {};
+  const bool too_large = error == std::errc::result_out_of_range || bytes > body_limit(options);
+  return too_large && end != length.data() ? body_too_large : std::string_view();
 }
 
 }  // namespace quillet

@@ -13,9 +13,13 @@ void set_lasting_limits(const server_options &options);
 // From now on so much more processor time.
 void set_processor_time(int seconds);
 
+// Bytes of a body.
+[[nodiscard]] long long body_limit(const server_options &options);
+constexpr std::string_view body_too_large = "413 Request Entity Too Large";
+
 // The status line of a request that is refused, from the environment; empty for one that is not:
 // 403 for a redirect inside the web server to the program's own address, which would get a page past the rules that
-// protect it; 400 for a CONTENT_LENGTH that is no number; 413 for a body above the limit.
+// protect it; 413 for a body above the limit.
 [[nodiscard]] std::string_view refusal(const server_options &options);
 
 }  // namespace quillet

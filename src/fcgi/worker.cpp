@@ -84,26 +84,6 @@ void set_request_environment(char **request, char **own) {
   tzset();
 }
 
-void replace_standard_input(int descriptor) {
-  dup2(descriptor, STDIN_FILENO);
-  close(descriptor);
-}
-
-// What is left of the body when the form has been read becomes the standard input of the programs that a page runs.
-void keep_body_for_programs() {
-  char piece[16384];
-  std::size_t size = read_body(piece, sizeof piece);
-  if (size == 0) return;
-  const int file = memfd_create("body", MFD_CLOEXEC);
-  if (file < 0) return;
-  for (; size > 0; size = read_body(piece, sizeof piece)) {
-    if (write_all(file, {piece, size}) != size) break;
-  }
-  lseek(file, 0, SEEK_SET);
-  replace_standard_input(file);
-  current.has_body = true;
-}
-
 // What was written to standard error goes to the web server and to the service's log.
 void pass_on_errors() {
   struct stat status;
@@ -161,6 +141,30 @@ void note_address() {
   const std::size_t size = address == nullptr ? 0 : std::min(std::string_view(address).size(), address_size - 1);
   std::replace_copy_if(address, address + size, noted, is_control, ' ');
   noted[size] = '\0';
+}
+
+void replace_standard_input(int descriptor) {
+  dup2(descriptor, STDIN_FILENO);
+  close(descriptor);
+}
+
+// What is left of the body when the form has been read becomes the standard input of the programs that a page runs.
+void keep_body_for_programs() {
+  char piece[16384];
+  std::size_t size = read_body(piece, sizeof piece);
+  if (size == 0) return;
+  const int file = memfd_create("body", MFD_CLOEXEC);
+  if (file < 0) return;
+  for (long long left = body_limit(current.place->options); size > 0; size = read_body(piece, sizeof piece)) {
+    left -= static_cast<long long>(size);
+    if (left < 0 || write_all(file, {piece, size}) != size) {
+      refuse(body_too_large);
+      end_process(exit_answered);
+    }
+  }
+  lseek(file, 0, SEEK_SET);
+  replace_standard_input(file);
+  current.has_body = true;
 }
 
 int answer(char **own_environment) {

@@ -1,0 +1,116 @@
+#!/usr/bin/env python3
+"""Runs every page case through quillet-fcgi, in random order, and expects what the plain program gives.
+
+    cases_test.py REQUESTS_PER_PROCESS [--seed N] [FILE or FOLDER ...]
+
+Left out are the cases that say how a process is started: its arguments, its limits, its clock.
+"""
+
+import argparse
+import concurrent.futures
+import os
+import random
+import resource
+import shutil
+import sys
+import tempfile
+from pathlib import Path
+
+from fastcgi import Server
+
+TESTS = Path(__file__).resolve().parents[1]
+sys.path.insert(0, str(TESTS))
+from case_file import CaseError, parse_case  # noqa: E402
+from case_run import SANITIZER_WARNING, Run  # noqa: E402
+from run_cases import STACK  # noqa: E402
+
+JOBS = 2
+OF_THE_PROCESS = ("arguments", "limits", "clock")
+
+
+class WarmRun(Run):
+    """A case in a folder that stays while a server works in it."""
+
+    def __init__(self, server, root, sections):
+        super().__init__(None, sections)
+        self.server = server
+        self.root = os.fsencode(root)
+
+    def execute(self):
+        try:
+            self.prepare()
+            self.run_program()
+            self.check()
+        finally:
+            empty(Path(os.fsdecode(self.root)))
+
+    def run_program(self):
+        body_section = self.find("body")
+        body = self.with_root(body_section.content()) if body_section else b""
+        environment = self.environment(body)
+        del environment["ASAN_OPTIONS"]
+        answer = self.server.ask(environment, body)
+        self.output, self.errors = answer.output, SANITIZER_WARNING.sub(b"", answer.errors)
+        self.status = answer.status
+        if self.status is None:
+            raise CaseError("the connection ended without an answer")
+
+
+def empty(root):
+    """Leaves the working directory, which the server is in, and nothing else."""
+    for path in [*(root / "site").iterdir(), *root.iterdir()]:
+        if path.name == "site" and path.parent == root:
+            path.chmod(0o755)
+        elif path.is_dir() and not path.is_symlink():
+            shutil.rmtree(path)
+        else:
+            path.unlink()
+
+
+def run_share(paths, requests_per_process):
+    """Runs the cases one after the other by a server of their own; gives (path, failures) of each."""
+    root = Path(os.path.realpath(tempfile.mkdtemp(prefix="quillet-case-")))
+    (root / "site").mkdir()
+    results = []
+    server = Server(root / "site", "--requests-per-process", str(requests_per_process), "--spare", "1")
+    try:
+        for path in paths:
+            run = WarmRun(server, root, parse_case(path.read_bytes()))
+            try:
+                run.execute()
+            except (CaseError, OSError) as error:
+                run.failures.append(f"  {error}\n  {server.log()[-2000:]}")
+            results.append((path, run.failures))
+    finally:
+        server.stop()
+        shutil.rmtree(root, ignore_errors=True)
+    return results
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("requests_per_process", type=int)
+    parser.add_argument("--seed", type=int, default=random.randrange(1000000))
+    parser.add_argument("paths", nargs="*", type=Path)
+    options = parser.parse_args()
+    cases = [path for given in options.paths or [TESTS / "cases"]
+             for path in (sorted(given.rglob("*.case")) if given.is_dir() else [given])]
+    cases = [path for path in cases
+             if not any(section.name in OF_THE_PROCESS for section in parse_case(path.read_bytes()))]
+    random.Random(options.seed).shuffle(cases)
+    resource.setrlimit(resource.RLIMIT_STACK, (STACK, resource.getrlimit(resource.RLIMIT_STACK)[1]))
+    shares = [cases[k::JOBS] for k in range(JOBS)]
+    passed = failed = 0
+    with concurrent.futures.ThreadPoolExecutor(JOBS) as workers:
+        for results in workers.map(lambda share: run_share(share, options.requests_per_process), shares):
+            for path, failures in results:
+                passed, failed = (passed, failed + 1) if failures else (passed + 1, failed)
+                if failures:
+                    print(f"FAILED {path}", *failures, sep="\n")
+    print(f"order: --seed {options.seed}")
+    print(f"{passed} passed, {failed} failed")
+    sys.exit(1 if failed else 0)
+
+
+if __name__ == "__main__":
+    main()
