@@ -27,11 +27,22 @@ std::size_t read_standard_input(char *buffer, std::size_t size) {
 
 std::size_t write_standard_output(std::string_view bytes) { return write_all(STDOUT_FILENO, bytes); }
 
-request_streams streams = {read_standard_input, write_standard_output};
+}  // namespace
+
+const request_streams standard_streams = {read_standard_input, write_standard_output};
+
+namespace {
+
+request_streams streams = standard_streams;
 
 }  // namespace
 
 std::size_t read_input(char *buffer, std::size_t size) { return streams.read(buffer, size); }
+
+void drop_input() {
+  char piece[16384];
+  while (read_input(piece, sizeof piece) == sizeof piece) continue;
+}
 
 std::size_t write_output(std::string_view bytes) { return streams.write(bytes); }
 

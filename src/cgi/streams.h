@@ -9,6 +9,9 @@ namespace quillet {
 // Reads at most `size` bytes of the body, fewer at its end or on an error.
 std::size_t read_input(char *buffer, std::size_t size);
 
+// Reads what is left of the body to its end, however it was announced, and drops it.
+void drop_input();
+
 // Writes all the bytes to the client; returns how many were written, fewer when the client has gone.
 std::size_t write_output(std::string_view bytes);
 
@@ -17,6 +20,7 @@ struct request_streams {
   std::size_t (*read)(char *buffer, std::size_t size);
   std::size_t (*write)(std::string_view bytes);
 };
+extern const request_streams standard_streams;
 void set_streams(const request_streams &streams);
 
 }  // namespace quillet

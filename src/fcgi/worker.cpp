@@ -19,6 +19,7 @@
 #include "cgi/streams.h"
 #include "core/end.h"
 #include "core/file.h"
+#include "core/process.h"
 #include "fcgi/request_limits.h"
 #include "fcgi/sockets.h"
 #include "main/driver.h"
@@ -34,9 +35,12 @@ struct {
   FCGX_Request connection;
   std::vector<char *> environment;  // the variables, and the end of the list
   bool has_body;                    // on standard input
+  std::string head;                 // the header lines, until all of them are there
+  bool head_is_written;
 } current;
 
 std::size_t read_body(char *buffer, std::size_t size) {
+  if (current.has_body) return standard_streams.read(buffer, size);
   constexpr std::size_t longest_read = 1048576;
   std::size_t total = 0;
   while (total < size) {
@@ -49,7 +53,7 @@ std::size_t read_body(char *buffer, std::size_t size) {
   return total;
 }
 
-std::size_t write_response_bytes(std::string_view bytes) {
+std::size_t write_to_server(std::string_view bytes) {
   constexpr std::size_t longest_write = 1048576;
   std::size_t total = 0;
   while (total < bytes.size()) {
@@ -58,6 +62,45 @@ std::size_t write_response_bytes(std::string_view bytes) {
     total += static_cast<std::size_t>(size);
   }
   return total;
+}
+
+void refuse(std::string_view status) {
+  const std::string line(status);
+  current.head_is_written = true;
+  write_to_server("Status: " + line + "\r\nContent-type: text/plain\r\n\r\n" + line + "\n");
+}
+
+bool has_line(std::string_view head, std::string_view name) {
+  for (std::size_t at = 0; at < head.size(); at = std::min(head.find('\n', at), head.size() - 1) + 1) {
+    if (equal_ignoring_case(head.substr(at, name.size()), name)) return true;
+  }
+  return false;
+}
+
+// Not every web server knows that a Location alone is a redirect (RFC 3875, 6.2.3 and 6.2.4).
+void write_head(std::string_view head) {
+  if (has_line(head, "Location:") && !has_line(head, "Status:")) write_to_server("Status: 302 Found\r\n");
+  current.head_is_written = true;
+}
+
+std::size_t write_response_bytes(std::string_view bytes) {
+  if (current.head_is_written) return write_to_server(bytes);
+  current.head.append(bytes);
+  constexpr std::size_t longest_head = 65536;
+  const std::size_t end = std::min(current.head.find("\n\n"), current.head.find("\r\n\r\n"));
+  if (end == std::string::npos && current.head.size() < longest_head) return bytes.size();
+  write_head(std::string_view(current.head).substr(0, end));
+  const bool is_written = write_to_server(current.head) == current.head.size();
+  current.head.clear();
+  return is_written ? bytes.size() : 0;
+}
+
+// Completes a response without an end of its header lines. A request that ended badly without a word is an error of
+// the server; some web servers would take it for an empty page.
+void write_rest(int status) {
+  if (current.head_is_written) return;
+  if (current.head.empty() && status != exit_answered) refuse("500 Internal Server Error");
+  write_to_server(current.head);
 }
 
 // The name with its "=".
@@ -100,6 +143,7 @@ void pass_on_errors() {
 // Completes the response and says how the request ended.
 void end_request(int status) {
   if (current.connection.out == nullptr) return;
+  write_rest(status);
   pass_on_errors();
   scoreboard &board = current.place->board;
   board.served.fetch_add(1, std::memory_order_relaxed);
@@ -126,12 +170,9 @@ bool begin_request(int connection) {
   current.connection.keepConnection = 1;
   if (FCGX_Accept_r(&current.connection) < 0) return false;
   current.connection.keepConnection = 0;
+  current.head.clear();
+  current.head_is_written = false;
   return true;
-}
-
-void refuse(std::string_view status) {
-  const std::string line(status);
-  write_response_bytes("Status: " + line + "\r\nContent-type: text/plain\r\n\r\n" + line + "\n");
 }
 
 // For the status and the log.
@@ -148,16 +189,16 @@ void replace_standard_input(int descriptor) {
   close(descriptor);
 }
 
-// What is left of the body when the form has been read becomes the standard input of the programs that a page runs.
-void keep_body_for_programs() {
+// Moves what is left of the body to standard input; gives its size.
+long long keep_body() {
   char piece[16384];
   std::size_t size = read_body(piece, sizeof piece);
-  if (size == 0) return;
+  if (size == 0) return 0;
   const int file = memfd_create("body", MFD_CLOEXEC);
-  if (file < 0) return;
-  for (long long left = body_limit(current.place->options); size > 0; size = read_body(piece, sizeof piece)) {
-    left -= static_cast<long long>(size);
-    if (left < 0 || write_all(file, {piece, size}) != size) {
+  long long total = 0;
+  for (; size > 0; size = read_body(piece, sizeof piece)) {
+    total += static_cast<long long>(size);
+    if (total > body_limit(current.place->options) || write_all(file, {piece, size}) != size) {
       refuse(body_too_large);
       end_process(exit_answered);
     }
@@ -165,17 +206,43 @@ void keep_body_for_programs() {
   lseek(file, 0, SEEK_SET);
   replace_standard_input(file);
   current.has_body = true;
+  return total;
+}
+
+// When the form has been read, what is left is for the programs that a page runs.
+void keep_body_for_programs() {
+  if (!current.has_body) keep_body();
+}
+
+// The length of a body that comes in chunks is known when all of them are here.
+void find_length_of_body() {
+  const char *const length = std::getenv("CONTENT_LENGTH");
+  if ((length != nullptr && *length != '\0') || std::getenv("HTTP_TRANSFER_ENCODING") == nullptr) return;
+  set_environment("CONTENT_LENGTH", std::to_string(keep_body()));
+}
+
+// Web servers that map pages onto the socket by their names say the page as the script.
+void name_page() {
+  const char *const page = std::getenv("SCRIPT_FILENAME");
+  const char *const translated = std::getenv("PATH_TRANSLATED");
+  if (page == nullptr || (translated != nullptr && *translated != '\0')) return;
+  const char *const address = std::getenv("SCRIPT_NAME");
+  set_environment("PATH_TRANSLATED", page);
+  set_environment("PATH_INFO", address == nullptr ? "" : address);
+  set_environment("SCRIPT_NAME", "/cgi-bin/quillet");
 }
 
 int answer(char **own_environment) {
   const server_options &options = current.place->options;
   set_request_environment(current.connection.envp, own_environment);
+  name_page();
   note_address();
   set_processor_time(options.processor_time);
   if (const std::string_view status = refusal(options); !status.empty()) {
     refuse(status);
     return exit_answered;
   }
+  find_length_of_body();
   return answer_request(keep_body_for_programs);
 }
 

@@ -1,9 +1,24 @@
 // Process entry: one process answers one request. Command-line arguments are ignored: a web server
 // passes a query without "=" as arguments.
 
+#include "cgi/request.h"
+#include "cgi/streams.h"
+#include "core/end.h"
 #include "main/driver.h"
+
+namespace {
+
+// Some web servers take it for an error when the program ends before it has read the body.
+void read_rest_of_body(int) {
+  if (quillet::request.content_length > 0) quillet::drop_input();
+}
+
+}  // namespace
 
 int main() {
   quillet::prepare_process();
-  return quillet::answer_request();
+  quillet::set_before_end(read_rest_of_body);
+  const int status = quillet::answer_request();
+  read_rest_of_body(status);
+  return status;
 }

@@ -39,7 +39,7 @@ class Site(ExampleSite):
             path = waiting.pop()
             reply = self.ask(path)
             self.assertEqual(reply.status, expected.get(path, 200), path)
-            if reply.headers["Content-Type"] != "text/html":
+            if not reply.headers["Content-Type"].startswith("text/html"):
                 continue
             for link in re.findall(r'(?<!rel="nofollow" )href="([^"]*)"', reply.text()):
                 target = urllib.parse.quote(urllib.parse.urljoin(path, html.unescape(link)), safe="/?&=%+'")

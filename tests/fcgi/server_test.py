@@ -140,11 +140,24 @@ class Requests(Site):
         self.page("page.html", "^rem[nothing]")
         self.assertEqual(self.serve().ask(self.request()).status, 253)
 
-    def test_a_body_that_cannot_be_decoded_gives_nothing(self):
+    def test_a_location_alone_is_a_redirect(self):
+        self.page("page.html", "^header[Location;/x]body")
+        self.page("status.html", "^header[Location;/x]^header[Status;303 See Other]body")
+        server = self.serve()
+        self.assertTrue(server.ask(self.request()).output.startswith(b"Status: 302 Found\r\nLocation: /x\n"))
+        self.assertTrue(server.ask(self.request("status.html")).output.startswith(b"Location: /x\nStatus: 303 "))
+
+    def test_a_body_that_cannot_be_decoded_is_an_error_of_the_server(self):
         server = self.serve()
         answer = server.ask(self.request(REQUEST_METHOD="POST", CONTENT_TYPE="multipart/form-data",
                                          CONTENT_LENGTH="3"), b"a=1")
-        self.assertEqual((answer.output, answer.status), (b"", 255))
+        self.assertTrue(answer.output.startswith(b"Status: 500 Internal Server Error\r\n"), answer.output)
+        self.assertEqual(answer.status, 255)
+
+    def test_a_body_without_a_length_is_a_form_too(self):
+        request = self.request(REQUEST_METHOD="POST", CONTENT_TYPE="application/x-www-form-urlencoded",
+                               HTTP_TRANSFER_ENCODING="chunked")
+        self.assertEqual(self.body_of(self.serve().ask(request, b"name=Ann")), "hello Ann")
 
     def test_standard_error_goes_to_the_web_server_and_to_the_log(self):
         os.chmod(self.root / "run", 0o555)
@@ -195,6 +208,12 @@ class Requests(Site):
         self.assertEqual(self.body_of(server.ask(self.request())), "09")
         self.write("run/.profile", "")
         self.assertEqual(self.body_of(server.ask(self.request())), "00")
+
+    def test_a_page_that_comes_as_the_script_is_the_page(self):
+        self.page("page.html", "^env[SCRIPT_NAME] ^env[PATH_TRANSLATED] ^env[PATH_INFO]")
+        page = str(self.root / "www/page.html")
+        answer = self.serve().ask(self.request(PATH_TRANSLATED="", SCRIPT_FILENAME=page, SCRIPT_NAME="/page.html"))
+        self.assertEqual(self.body_of(answer), f"/cgi-bin/quillet {page} /page.html")
 
     def test_a_redirect_inside_the_server_to_the_program_is_refused(self):
         answer = self.serve().ask(self.request(REDIRECT_URL="/cgi-bin/quillet/page.html"))
@@ -280,7 +299,8 @@ class Limits(Site):
         self.page("greedy.html", "^var[a;x]^for[i;1;40;^var[a;^var[a]^var[a]]]")
         server = self.serve("--memory", "64")
         answer = server.ask(self.request("greedy.html"))
-        self.assertEqual((answer.output, answer.status), (b"", 254))
+        self.assertTrue(answer.output.startswith(b"Status: 500 Internal Server Error\r\n"), answer.output)
+        self.assertEqual(answer.status, 254)
         self.assertEqual(self.body_of(server.ask(self.request())), "hello ")
 
     def test_requests_beyond_those_that_may_wait_are_refused(self):

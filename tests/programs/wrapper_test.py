@@ -47,9 +47,22 @@ class Wrapper(unittest.TestCase):
         self.assertEqual(answer.returncode, 0, answer.stderr)
         self.assertRegex(answer.stdout, rb"\n\nhere\s*ann$")
 
-    def test_a_visitor_cannot_bring_a_name_along(self):
-        answer = self.ask("[^env[REMOTE_USER]]", environment={"REMOTE_USER": "ann"})
-        self.assertTrue(answer.stdout.endswith(b"[]"), answer.stdout)
+    def test_the_name_of_the_visitor_is_that_of_a_redirect_or_of_the_server(self):
+        for variables, name in (({"REMOTE_USER": "ann"}, b"[ann]"), ({}, b"[]"),
+                                ({"REMOTE_USER": "ann", "REDIRECT_REMOTE_USER": "bob"}, b"[bob]"),
+                                ({"REMOTE_USER": "ann", "REDIRECT_REMOTE_USER": ""}, b"[]")):
+            answer = self.ask("[^env[REMOTE_USER]]", environment=variables)
+            self.assertTrue(answer.stdout.endswith(name), (variables, answer.stdout))
+
+    def test_a_page_that_comes_as_the_script_is_the_page(self):
+        page = self.root / "www/page.html"
+        answer = self.ask("^env[SCRIPT_NAME] ^env[PATH_TRANSLATED] ^env[PATH_INFO]",
+                          environment={"PATH_TRANSLATED": "", "SCRIPT_FILENAME": str(page), "SCRIPT_NAME": "/page.html"})
+        self.assertTrue(answer.stdout.endswith(f"/cgi-bin/quillet {page} /page.html".encode()), answer.stdout)
+
+    def test_the_wrapper_itself_is_no_page(self):
+        answer = self.ask("secret", environment={"PATH_TRANSLATED": "", "SCRIPT_FILENAME": str(self.root / "quillet")})
+        self.assertIn(b"quillet 1.0", answer.stdout)
 
     def test_a_redirect_to_the_program_itself_is_refused(self):
         for address in ("/cgi-bin/quillet", "/cgi-bin/quillet/page.html"):
