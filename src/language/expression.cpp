@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "core/onlooker.h"
 #include "core/quoting.h"
 #include "core/variables.h"
 #include "language/expression_arithmetic.h"
@@ -76,6 +77,7 @@ std::string_view without_white_space(std::string_view source, text &storage) {
 }
 
 void append_expression_error(text &out, std::string_view operator_name, const expression_result &failure) {
+  const std::size_t start = out.size();
   out.append('[');
   out.append(operator_name);
   out.append(": ");
@@ -83,6 +85,7 @@ void append_expression_error(text &out, std::string_view operator_name, const ex
   out.append(" near '");
   out.append(failure.rest);
   out.append("']");
+  tell_message(out.view().substr(start));
 }
 
 bool compute_expression(std::string_view operator_name, std::string_view expression, double &value, text &out) {
