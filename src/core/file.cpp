@@ -80,9 +80,9 @@ namespace {
 [[gnu::cold, gnu::noinline]] void filter_watched(std::string_view path, text &bytes, bool drop_empty_lines) {
   const text all = copy_text(bytes);
   if (all.is_null()) return;
-  filter_lines(bytes, drop_empty_lines);
+  const std::vector<kept_piece> pieces = filter_lines_with_pieces(bytes, drop_empty_lines);
   bytes.reserve(text::inline_capacity + 1);
-  current_onlooker->file_read(path, all, bytes);
+  current_onlooker->file_read(path, all, bytes, pieces);
 }
 
 }  // namespace

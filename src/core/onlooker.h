@@ -15,6 +15,8 @@
 
 namespace quillet {
 
+struct kept_piece;
+
 class onlooker {
  public:
   onlooker() = default;
@@ -22,8 +24,9 @@ class onlooker {
   onlooker &operator=(const onlooker &) = delete;
   virtual ~onlooker() = default;
 
-  // A file was read as text: all of its bytes, and those that `filter_lines` kept.
-  virtual void file_read(std::string_view path, std::string_view bytes, std::string_view kept) = 0;
+  // A file was read as text: all of its bytes, and those that were kept, in pieces.
+  virtual void file_read(std::string_view path, std::string_view bytes, std::string_view kept,
+                         std::span<const kept_piece> pieces) = 0;
   // A file that was to be read could not be opened; errno says why, and stays.
   virtual void file_not_opened(std::string_view path) = 0;
   // A text was put together of copies of these parts, in their order. Only where a part is counts: its bytes may be
