@@ -4,6 +4,7 @@
 
 #include "dev/check/check_command.h"
 #include "dev/new/new_command.h"
+#include "dev/run/run_command.h"
 
 int main(int argc, char **argv) {
   CLI::App app("Checks and runs pages while you write them.");
@@ -11,6 +12,8 @@ int main(int argc, char **argv) {
   app.require_subcommand(1);
   quillet::dev::add_check_command(app);
   quillet::dev::add_new_command(app);
+  quillet::dev::add_run_command(app);
+  quillet::dev::add_answer_command(app);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError &error) {
