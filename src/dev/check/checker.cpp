@@ -119,7 +119,7 @@ checked_site checker::find_pages(const std::vector<std::string> &paths) {
       candidates.insert(each);
     }
   }
-  checked_site in{site_, {}, true};
+  checked_site in{.files = site_, .pages = {}, .is_whole = true};
   std::set<std::string> included;
   for (const std::string &each : candidates) {
     const document *const page = site_.find(each, document_kind::page);
@@ -138,9 +138,9 @@ checked_site checker::find_pages(const std::vector<std::string> &paths) {
 }
 
 std::vector<finding> checker::check(const std::vector<std::string> &paths, std::vector<std::string> &problems) {
-  const checked_site in = find_pages(paths);
+  checked_site in = find_pages(paths);
   targets to(paths);
-  std::vector<const page_files *> pages;
+  std::vector<const page_files *> &pages = in.checked;
   for (const page_files &each : in.pages) {
     if (to.names(each.page->path())) {
       pages.push_back(&each);

@@ -13,6 +13,7 @@ file_rule check_references;
 file_rule check_words;
 file_rule check_expression_order;
 file_rule check_formats;
+site_rule follow_pages;
 
 namespace {
 
@@ -26,6 +27,16 @@ constexpr rule rules[] = {
     {"logic-order", severity::warning, "An expression is computed in another order than it reads.",
      check_expression_order},
     {"logic-number", severity::warning, "A number loses its fraction.", check_formats},
+    {"name-macro", severity::error, "Nothing defines the macro.", nullptr, nullptr, follow_pages},
+    {"name-table", severity::error, "Nothing makes the table before it is read."},
+    {"name-column", severity::error, "The table has no column of that name."},
+    {"name-file", severity::warning, "The file is not there."},
+    {"logic-word", severity::error, "A number is compared with a word."},
+    {"logic-message", severity::warning, "A message makes the condition true."},
+    {"visitor-pattern", severity::warning, "A visitor's value is a regular expression."},
+    {"visitor-name", severity::error, "A visitor's value is a name, or evaluated."},
+    {"visitor-quoting", severity::error, "A visitor's value is inserted without the escaping of its place."},
+    {"walk-change", severity::error, "A table is changed inside its own walk."},
 };
 
 }  // namespace

@@ -13,8 +13,9 @@ namespace quillet::dev {
 // What the rules look at.
 struct checked_site {
   site &files;
-  std::vector<page_files> pages;  // all that are known, by path
-  bool is_whole;                  // these are all pages of the site
+  std::vector<page_files> pages;                 // all that are known, by path
+  std::vector<const page_files *> checked = {};  // those of them that are checked
+  bool is_whole;                                 // these are all pages of the site
 };
 
 // Called once for each file that is checked; one that is used in two ways is checked in both.

@@ -137,6 +137,28 @@ std::string site::resolve_macro_file(const document &page, std::string_view name
   return fs::path(underscore_path(resolve_file(name)).view()).lexically_normal().string();
 }
 
+std::vector<const document *> site::macro_files(const document &page, std::string_view name) {
+  std::vector<const document *> used;
+  const auto add = [&](const std::string &path) {
+    if (const document *file = find(path, document_kind::macros); file != nullptr) used.push_back(file);
+  };
+  if (name == "quillet.cfg") {
+    const std::string &path = page.path();
+    for (std::size_t slash = path.find('/'); slash != std::string::npos; slash = path.find('/', slash + 1)) {
+      add(path.substr(0, slash) + "/_quillet.cfg");
+    }
+  } else if (name.ends_with('/')) {
+    const std::string folder = resolve(page, name);
+    directory_reader reader;
+    for (bool ended = open_directory(folder, reader); !ended; ended = next_entry(reader)) {
+      if (!reader.name.view().starts_with('.')) add(folder + std::string(reader.name.view()));
+    }
+  } else if (!name.empty()) {
+    add(resolve_macro_file(page, name));
+  }
+  return used;
+}
+
 const document *site::find_data(const document &page, std::string_view name) {
   const document *found = nullptr;
   std::string_view folder = page.path();
@@ -175,33 +197,12 @@ class site::collector {
       if (!each.name) {
         if (each.operator_name != "load") files_.uses_unknown_files = true;
       } else if (each.operator_name == "macro_use") {
-        use(*each.name);
+        for (const document *used : site_.macro_files(*files_.page, *each.name)) add(used, files_.macros);
       } else if (each.operator_name == "include") {
         add(site_.find(site_.resolve(*files_.page, *each.name), document_kind::included), files_.included);
       } else {
         add(site_.find_data(*files_.page, *each.name), files_.data);
       }
-    }
-  }
-
-  void use(const std::string &name) {
-    if (name.empty()) return;
-    if (name == "quillet.cfg") return use_chain();
-    if (!name.ends_with('/')) {
-      return add(site_.find(site_.resolve_macro_file(*files_.page, name), document_kind::macros), files_.macros);
-    }
-    const std::string folder = site_.resolve(*files_.page, name);
-    directory_reader reader;
-    for (bool ended = open_directory(folder, reader); !ended; ended = next_entry(reader)) {
-      if (reader.name.view().starts_with('.')) continue;
-      add(site_.find(folder + std::string(reader.name.view()), document_kind::macros), files_.macros);
-    }
-  }
-
-  void use_chain() {
-    const std::string &path = files_.page->path();
-    for (std::size_t slash = path.find('/'); slash != std::string::npos; slash = path.find('/', slash + 1)) {
-      add(site_.find(path.substr(0, slash) + "/_quillet.cfg", document_kind::macros), files_.macros);
     }
   }
 

@@ -70,6 +70,8 @@ class site {
   // the last component. The paths are normal.
   [[nodiscard]] std::string resolve(const document &page, std::string_view name) const;
   [[nodiscard]] std::string resolve_macro_file(const document &page, std::string_view name) const;
+  // The files that `^macro_use[name]` reads for the page, in their order; those that are not there are left out.
+  [[nodiscard]] std::vector<const document *> macro_files(const document &page, std::string_view name);
   // The data file of that name nearest to the page; null when there is none.
   [[nodiscard]] const document *find_data(const document &page, std::string_view name);
 

@@ -1,0 +1,330 @@
+#include "dev/check/page_walk.h"
+
+#include <algorithm>
+
+#include "core/operators.h"
+#include "core/quoting.h"
+#include "core/text.h"
+#include "dev/check/walk_scopes.h"
+#include "macro/macro_library.h"
+
+namespace quillet::dev {
+
+namespace {
+
+constexpr int most_calls = 20000;  // of one page
+constexpr int deepest_call = 60;
+
+}  // namespace
+
+void walk_output::literal(std::string_view bytes) {
+  if (to == kind::nowhere) return;
+  if (to == kind::page) {
+    html.feed(bytes);
+    return;
+  }
+  if (to == kind::statement) sql.feed(bytes);
+  value.text += bytes;
+}
+
+void walk_output::unknown() {
+  if (to == kind::nowhere) return;
+  if (to == kind::page) {
+    html.skip();
+  } else {
+    value.add_unknown();
+  }
+}
+
+void walk_output::join(const walk_output &other, std::size_t common) {
+  if (value.text != other.value.text) {
+    value.text.resize(std::min(common, value.text.size()));
+    value.add_unknown();
+  }
+  for (std::size_t i = 0; i < other.value.visitors.size(); ++i) {
+    if (i >= value.visitors.size()) value.visitors.push_back(other.value.visitors[i]);
+  }
+  html_known = html_known && other.html_known && html == other.html;
+  sql_known = sql_known && other.sql_known && sql == other.sql;
+}
+
+void page_walk::run() {
+  quoting_ = quoting_html;
+  calls_left_ = most_calls;
+  load_configuration();
+  walk_output page(walk_output::kind::page);
+  if (define_macros(*page_.page, &page) > 0) return;
+  for (const template_text *whole : page_.page->templates()) evaluate(*whole, {page_.page}, page);
+}
+
+void page_walk::load_configuration() {
+  if (page_.macros.empty()) return;
+  const site_folders &folders = in_.files.folders();
+  const document &first = *page_.macros.front();
+  for (const std::string &folder : {folders.work, folders.root}) {
+    if (!folder.empty() && first.path() == folder + "/_macro.cfg") {
+      define_macros(first, nullptr);
+      return;
+    }
+  }
+}
+
+int page_walk::define_macros(const document &file, walk_output *out) {
+  const known_macro *const outer_autoexec = state_->macro("autoexec");
+  const known_macro *const outer_main = state_->macro("main");
+  const known_macro saved[] = {outer_autoexec == nullptr ? known_macro{} : *outer_autoexec,
+                               outer_main == nullptr ? known_macro{} : *outer_main};
+  walk_state &state = state_.change();
+  state.remove_macro("autoexec");
+  state.remove_macro("main");
+  for (const macro_block &each : file.macros()) {
+    const std::string_view names = each.parameters.empty()
+                                       ? std::string_view()
+                                       : file.text({each.parameters.front().begin, each.parameters.back().end});
+    state.define_macro({std::string(file.text(each.name)), &file, names, &each.body});
+  }
+  if (const known_macro *autoexec = state_->macro("autoexec"); autoexec != nullptr) {
+    walk_output lost(walk_output::kind::nowhere);
+    call_macro(known_macro(*autoexec), {}, {&file}, lost);
+  }
+  if (const known_macro *main = out == nullptr ? nullptr : state_->macro("main"); main != nullptr) {
+    call_macro(known_macro(*main), {}, {&file}, *out);
+  }
+  for (const known_macro &each : saved) {
+    const std::string_view name = &each == saved ? "autoexec" : "main";
+    if (each.file == nullptr) {
+      state_.change().remove_macro(name);
+    } else {
+      state_.change().define_macro(each);
+    }
+  }
+  return static_cast<int>(file.macros().size());
+}
+
+void page_walk::evaluate(const template_text &part, const frame &in, walk_output &out) {
+  auto call = part.calls.begin();
+  for (const text_range &each : part.literals) {
+    for (; call != part.calls.end() && call->range.begin < each.begin; ++call) make_call(*call, in, out);
+    literal(each, in, out);
+  }
+  for (; call != part.calls.end(); ++call) make_call(*call, in, out);
+}
+
+// Escapes become their characters, and references what their arguments are.
+void page_walk::literal(text_range range, const frame &in, walk_output &out) {
+  std::string_view rest = in.file->text(range);
+  const std::string_view special = in.called == nullptr ? "^" : "^$";
+  while (!rest.empty()) {
+    const std::size_t at = std::min(rest.find_first_of(special), rest.size());
+    if (at > 0) out.literal(rest.substr(0, at));
+    rest.remove_prefix(at);
+    if (rest.empty()) return;
+    std::size_t length = 1;
+    if (rest.front() == '$') {
+      length += reference(rest.substr(1), in, out);
+    } else if (rest.size() > 1 && (rest[1] == '^' || rest[1] == ';')) {
+      out.literal(rest.substr(1, 1));
+      length = 2;
+    } else {
+      out.literal("^");
+    }
+    rest.remove_prefix(length);
+  }
+}
+
+// Gives the length of the reference that the text after a "$" is.
+std::size_t page_walk::reference(std::string_view rest, const frame &in, walk_output &out) {
+  if (rest.starts_with('$')) {
+    out.literal("$");
+    return 1;
+  }
+  std::size_t length = 0;
+  std::size_t number = 0;
+  if (!rest.empty() && is_digit(rest.front())) {
+    while (length < 2 && length < rest.size() && is_digit(rest[length])) {
+      number = number * 10 + static_cast<std::size_t>(rest[length++] - '0');
+    }
+  } else if (!in.called->parameter_names.empty()) {
+    number = static_cast<std::size_t>(find_parameter_name(in.called->parameter_names, rest, length));
+  }
+  if (length == 0) {
+    out.literal("$");
+  } else if (number >= 1 && number <= in.arguments.size()) {
+    const argument &given = in.arguments[number - 1];
+    evaluate(*given.bytes, *given.of, out);
+  }
+  return length;
+}
+
+void page_walk::make_call(const call &each, const frame &in, walk_output &out) {
+  if (--calls_left_ < 0 || depth_ >= deepest_call) {
+    state_.change().forget_all();
+    return out.unknown();
+  }
+  const depth_scope deeper(depth_);
+  const std::string_view name = in.file->text(each.name);
+  const operator_entry *const called = find_operator(name);
+  const auto count = static_cast<int>(each.parameters.size());
+  if (called == nullptr || (called->parameter_count != 0 && called->parameter_count != count)) {
+    // The call is refused; only the calls inside it are made.
+    if (called == nullptr || (called->flags & lazy) == 0) values_of(each, in);
+    return out.unknown();
+  }
+  const std::span<const operator_row> rows = operators();
+  const auto row = std::lower_bound(rows.begin(), rows.end(), name,
+                                    [](const operator_row &a, std::string_view b) { return a.name < b; });
+  if (row != rows.end() && row->name == name) return (this->*row->function)(each, in, out);
+  values_of(each, in);
+  out.unknown();
+}
+
+void page_walk::call_macro(const known_macro &called, std::span<const template_text> arguments, const frame &in,
+                           walk_output &out) {
+  frame inner{called.file, &called};
+  for (const template_text &each : arguments) inner.arguments.push_back({&each, &in});
+  if (called.body != nullptr) evaluate(*called.body, inner, out);
+}
+
+walk_value page_walk::value_of(const template_text &part, const frame &in) {
+  walk_output kept(walk_output::kind::value);
+  evaluate(part, in, kept);
+  return std::move(kept.value);
+}
+
+walk_value page_walk::value_of(const call &each, std::size_t index, const frame &in) {
+  return index < each.parameters.size() ? value_of(each.parameters[index], in) : walk_value();
+}
+
+std::vector<walk_value> page_walk::values_of(const call &each, const frame &in) {
+  std::vector<walk_value> values;
+  for (const template_text &parameter : each.parameters) values.push_back(value_of(parameter, in));
+  return values;
+}
+
+// The value as an operator gives it.
+void page_walk::put(const walk_value &value, walk_output &out) {
+  if (out.to == walk_output::kind::nowhere) return;
+  if (out.to == walk_output::kind::value) {
+    out.value.text += value.text;
+  } else if (value.is_known() && value.visitors.empty()) {
+    out.literal(value.text);
+  } else {
+    out.unknown();
+  }
+  for (const visitor_part &part : value.visitors) {
+    check_place(part, out);
+    if (out.to != walk_output::kind::page) out.value.visitors.push_back(part);
+  }
+}
+
+void page_walk::report(walk_finding found) { findings_.push_back(std::move(found)); }
+
+void page_walk::report(std::string_view rule, const call &each, const frame &in, std::string message) {
+  report({.rule = rule, .file = in.file, .part = {each.caret(), each.name.end}, .message = std::move(message)});
+}
+
+std::vector<walk_finding> page_walk::findings() {
+  if (calls_left_ < 0) return {};
+  std::erase_if(findings_, [this](const walk_finding &each) {
+    const auto is_checked = [this](const visitor_part &part) { return checked_sources_.contains(part.source); };
+    if (!each.visitors.empty() && std::all_of(each.visitors.begin(), each.visitors.end(), is_checked)) return true;
+    if (each.table && (asks_any_table_ || asked_tables_.contains(*each.table))) return true;
+    if (!each.macro.empty() && (asks_any_macro_ || asked_macros_.contains(each.macro))) return true;
+    if (each.is_about_html && !is_html_) return true;
+    const auto is_asked = [this](const std::string &path) {
+      return std::any_of(asked_paths_.begin(), asked_paths_.end(),
+                         [&](const std::string &asked) { return may_be(asked, path); });
+    };
+    if (std::any_of(each.paths.begin(), each.paths.end(), is_asked)) return true;
+    return !each.variable.empty() && (set_variables_.contains(each.variable) || state_->variables_unknown);
+  });
+  // A word is missing once.
+  std::set<std::string> words;
+  std::erase_if(findings_, [&](const walk_finding &each) {
+    return each.rule == "logic-word" && !each.variable.empty() && !words.insert(each.variable).second;
+  });
+  return std::move(findings_);
+}
+
+std::span<const page_walk::operator_row> page_walk::operators() {
+  using walk = page_walk;
+  static constexpr operator_row rows[] = {
+      {"-f", &walk::on_readable},
+      {"cache", &walk::on_cache},
+      {"calendar", &walk::on_calendar},
+      {"case", &walk::on_case},
+      {"cmp", &walk::on_cmp},
+      {"combine", &walk::on_form},
+      {"config", &walk::on_config},
+      {"context", &walk::on_context},
+      {"cookie", &walk::on_cookie},
+      {"counter", &walk::on_counter},
+      {"dateoffset", &walk::on_date_table},
+      {"default", &walk::on_default},
+      {"download", &walk::on_file},
+      {"empty", &walk::on_empty},
+      {"env", &walk::on_env},
+      {"eq", &walk::on_eq},
+      {"eval", &walk::on_eval},
+      {"exec", &walk::on_file},
+      {"find", &walk::on_find},
+      {"flip", &walk::on_flip},
+      {"for", &walk::on_for},
+      {"form", &walk::on_form},
+      {"gif_template", &walk::on_gif_template},
+      {"gifsize", &walk::on_picture_size},
+      {"header", &walk::on_header},
+      {"hotline_cutmark_thread", &walk::on_threads},
+      {"hotline_quote", &walk::on_pass},
+      {"if", &walk::on_if},
+      {"ifdef", &walk::on_ifdef},
+      {"imgsize", &walk::on_picture_size},
+      {"include", &walk::on_include},
+      {"index", &walk::on_index},
+      {"item", &walk::on_item},
+      {"jpegsize", &walk::on_picture_size},
+      {"level", &walk::on_level},
+      {"load", &walk::on_load},
+      {"loadtimestamp", &walk::on_date_table},
+      {"locate", &walk::on_locate},
+      {"lsplit", &walk::on_split},
+      {"macro", &walk::on_macro},
+      {"macro_exists", &walk::on_macro_exists},
+      {"macro_new", &walk::on_macro_new},
+      {"macro_use", &walk::on_macro_use},
+      {"match", &walk::on_match},
+      {"menu", &walk::on_menu},
+      {"name", &walk::on_pass},
+      {"optionand", &walk::on_optionand},
+      {"optionclear", &walk::on_pass},
+      {"optionor", &walk::on_pass},
+      {"optionset", &walk::on_optionset},
+      {"process", &walk::on_process},
+      {"query", &walk::on_query},
+      {"rem", &walk::on_rem},
+      {"rsplit", &walk::on_split},
+      {"save", &walk::on_save},
+      {"sendmail", &walk::on_sendmail},
+      {"server", &walk::on_server},
+      {"shift", &walk::on_shift},
+      {"sort", &walk::on_sort},
+      {"sql", &walk::on_sql},
+      {"start", &walk::on_start},
+      {"stat", &walk::on_file},
+      {"switch", &walk::on_switch},
+      {"table", &walk::on_table},
+      {"tolower", &walk::on_pass},
+      {"toupper", &walk::on_pass},
+      {"truncate", &walk::on_pass},
+      {"unescape_br", &walk::on_pass},
+      {"unlink", &walk::on_file},
+      {"upload", &walk::on_upload},
+      {"userlist", &walk::on_userlist},
+      {"validate", &walk::on_validate},
+      {"var", &walk::on_var},
+      {"while", &walk::on_while},
+  };
+  return rows;
+}
+
+}  // namespace quillet::dev

@@ -1,0 +1,53 @@
+// The rules that follow pages: name-macro, name-table, name-column, name-file, logic-number, logic-word,
+// logic-message, visitor-pattern, visitor-name, visitor-quoting, walk-change.
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "dev/check/page_walk.h"
+#include "dev/check/rules.h"
+
+namespace quillet::dev {
+
+site_rule follow_pages;
+
+namespace {
+
+// Whether some page writes one of the files.
+bool is_written(const std::vector<std::string> &paths, const std::set<std::string> &written) {
+  return std::any_of(paths.begin(), paths.end(), [&](const std::string &path) {
+    return std::any_of(written.begin(), written.end(), [&](const std::string &each) { return may_be(each, path); });
+  });
+}
+
+}  // namespace
+
+void follow_pages(const checked_site &in, finding_list &found) {
+  walk_memory memory;
+  std::vector<walk_finding> missing_files;
+  std::set<std::string> written;
+  std::set<const page_files *> followed;
+  const auto follow = [&](const page_files &page, const auto &use) {
+    page_walk walk(page, in, memory);
+    walk.run();
+    written.insert(walk.written().begin(), walk.written().end());
+    for (walk_finding &each : walk.findings()) use(each);
+    followed.insert(&page);
+  };
+  for (const page_files *page : in.checked) {
+    follow(*page, [&](walk_finding &each) {
+      if (each.paths.empty()) return found.add(each.rule, *each.file, each.part, std::move(each.message));
+      missing_files.push_back(std::move(each));
+    });
+  }
+  if (missing_files.empty()) return;
+  // Another page may write what is missing.
+  for (const page_files &page : in.pages) {
+    if (!followed.contains(&page)) follow(page, [](const walk_finding &) {});
+  }
+  for (walk_finding &each : missing_files) {
+    if (!is_written(each.paths, written)) found.add(each.rule, *each.file, each.part, std::move(each.message));
+  }
+}
+
+}  // namespace quillet::dev
