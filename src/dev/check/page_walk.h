@@ -32,6 +32,7 @@ struct walk_finding {
   std::vector<std::string> paths = {};      // no mistake when `-f` or `find` asks for one, or the site writes it
   std::string variable = {};                // no mistake when it is set
   bool is_about_html = false;               // no mistake when the response is something else
+  const document *data = nullptr;           // no mistake when that file has other ones
   std::string macro = {};                   // no mistake when `macro_exists` asks for it
 };
 

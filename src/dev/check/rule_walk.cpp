@@ -1,6 +1,7 @@
 // The rules that follow pages: name-macro, name-table, name-column, name-file, logic-number, logic-word,
 // logic-message, visitor-pattern, visitor-name, visitor-quoting, walk-change.
 #include <algorithm>
+#include <initializer_list>
 #include <string>
 #include <vector>
 
@@ -20,6 +21,17 @@ bool is_written(const std::vector<std::string> &paths, const std::set<std::strin
   });
 }
 
+// Whether a mistake that was found before is the reason for this one.
+bool follows_from_another(const walk_finding &each, const finding_list &found) {
+  const auto has_any = [&](const document &file, std::initializer_list<std::string_view> rules) {
+    return std::any_of(rules.begin(), rules.end(), [&](std::string_view rule) { return found.has(rule, file.path()); });
+  };
+  // Blanks for tabs, or a byte order mark, change the names of columns; what is no call makes no table.
+  if (each.data != nullptr && has_any(*each.data, {"text-cells", "text-bytes"})) return true;
+  if (each.rule == "name-macro") return has_any(*each.file, {"text-bytes"});
+  return each.rule == "name-table" && has_any(*each.file, {"call-unclosed", "call-backtick"});
+}
+
 }  // namespace
 
 void follow_pages(const checked_site &in, finding_list &found) {
@@ -27,6 +39,9 @@ void follow_pages(const checked_site &in, finding_list &found) {
   std::vector<walk_finding> missing_files;
   std::set<std::string> written;
   std::set<const page_files *> followed;
+  const auto add = [&](walk_finding &each) {
+    if (!follows_from_another(each, found)) found.add(each.rule, *each.file, each.part, std::move(each.message));
+  };
   const auto follow = [&](const page_files &page, const auto &use) {
     page_walk walk(page, in, memory);
     walk.run();
@@ -36,7 +51,7 @@ void follow_pages(const checked_site &in, finding_list &found) {
   };
   for (const page_files *page : in.checked) {
     follow(*page, [&](walk_finding &each) {
-      if (each.paths.empty()) return found.add(each.rule, *each.file, each.part, std::move(each.message));
+      if (each.paths.empty()) return add(each);
       missing_files.push_back(std::move(each));
     });
   }
@@ -46,7 +61,7 @@ void follow_pages(const checked_site &in, finding_list &found) {
     if (!followed.contains(&page)) follow(page, [](const walk_finding &) {});
   }
   for (walk_finding &each : missing_files) {
-    if (!is_written(each.paths, written)) found.add(each.rule, *each.file, each.part, std::move(each.message));
+    if (!is_written(each.paths, written)) add(each);
   }
 }
 

@@ -139,6 +139,10 @@ void page_walk::on_if(const call &each, const frame &in, walk_output &out) {
   value_of(each, 0, in);
   check_message(each, each.parameters[0], in);
   check_expression(each, each.parameters[0], in);
+  // A field that is a number here is one as a whole.
+  for (const call &inner : each.parameters[0].calls) {
+    if (in.file->text(inner.name) == "number") checked_sources_.insert("form " + value_of(inner, 0, in).text);
+  }
   choose(each, 1, each.parameters.size() == 4 ? 3 : 2, in, out);
 }
 
@@ -151,11 +155,11 @@ void page_walk::on_while(const call &each, const frame &in, walk_output &out) {
 
 void page_walk::on_for(const call &each, const frame &in, walk_output &out) {
   const walk_value name = value_of(each, 0, in);
-  for (const std::size_t i : {1, 2, 4}) value_of(each, i, in);
+  for (const std::size_t i : {1UL, 2UL, 4UL}) value_of(each, i, in);
   known_variable counter;
   counter.value.add_unknown();
   set_variable(name, counter);
-  for (const std::size_t i : {1, 2}) {
+  for (const std::size_t i : {1UL, 2UL}) {
     if (i < each.parameters.size()) check_expression(each, each.parameters[i], in);
   }
   if (each.parameters.size() > 3) loop(nullptr, each.parameters[3], in, out);
@@ -196,6 +200,7 @@ void page_walk::on_validate(const call &each, const frame &in, walk_output &out)
   std::vector<const template_text *> alternatives;
   for (const template_text &parameter : each.parameters) alternatives.push_back(&parameter);
   branches(alternatives, in, out);
+  checked_sources_.insert("form login");
 }
 
 void page_walk::on_userlist(const call &each, const frame &in, walk_output &out) {

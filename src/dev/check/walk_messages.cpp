@@ -1,4 +1,6 @@
 // Following a page: conditions that a message makes true.
+#include <algorithm>
+
 #include "dev/check/page_walk.h"
 
 namespace quillet::dev {
@@ -12,6 +14,13 @@ const call *only_call(const document &file, const template_text &part) {
     if (file.text(each).find_first_not_of(" \t\n") != std::string_view::npos) return nullptr;
   }
   return &part.calls[0];
+}
+
+// Whether something is left of the text when all its calls give nothing.
+bool has_text(const document &file, const template_text &part) {
+  return std::any_of(part.literals.begin(), part.literals.end(), [&](const text_range &each) {
+    return file.text(each).find_first_not_of(" \t\n") != std::string_view::npos && file.text(each).find('$') != 0;
+  });
 }
 
 }  // namespace
@@ -35,7 +44,7 @@ void page_walk::check_message(const call &condition, const template_text &part, 
     found.message = "without a file upload gives a message, which " + shown + " takes for a value; ask ^eq[^form[" +
                     field.text + "];(file);...] first";
     found.visitors = {{"form " + field.text, in.file, found.part, 0}};
-  } else if (shown != "if" && name == "eval") {
+  } else if (shown != "if" && name == "eval" && has_text(*in.file, asked->parameters[0])) {
     found.message = "eval gives a value or a message, never nothing: " + shown + " has no choice";
   } else if (shown != "if" && name == "counter") {
     found.message = "counter gives a number or a message, never nothing: " + shown + " has no choice";

@@ -110,7 +110,8 @@ void page_walk::check_column(const known_table *from, const walk_value &column, 
   report({.rule = "name-column",
           .file = in.file,
           .part = each.parameters[index].range,
-          .message = describe_missing_column(*from, column.text)});
+          .message = describe_missing_column(*from, column.text),
+          .data = from->data});
 }
 
 void page_walk::on_context(const call &each, const frame &in, walk_output &out) {
@@ -325,7 +326,7 @@ void page_walk::on_sql(const call &each, const frame &in, walk_output &out) {
   const number_scope statements(quoting_, quoting_sql);
   walk_output statement(walk_output::kind::statement);
   if (!each.parameters.empty()) evaluate(each.parameters[0], in, statement);
-  for (const std::size_t i : {1, 2}) value_of(each, i, in);
+  for (const std::size_t i : {1UL, 2UL}) value_of(each, i, in);
   out.unknown();
   std::string_view words = statement.value.text;
   words.remove_prefix(std::min(words.find_first_not_of(" \t\r\n"), words.size()));

@@ -16,6 +16,7 @@ namespace {
 constexpr std::string_view request_variables[] = {"QUERY_STRING", "REQUEST_URI", "PATH_INFO", "CONTENT_TYPE"};
 
 bool is_from_visitor(std::string_view variable) {
+  if (variable == "HTTP_HOST") return false;  // in addresses it is right
   return variable.starts_with("HTTP_") ||
          std::find(std::begin(request_variables), std::end(request_variables), variable) != std::end(request_variables);
 }
@@ -49,6 +50,11 @@ std::string_view page_mistake(const html_place &place, int quoting) {
   }
 }
 
+// Whether the value is in the form of addresses already.
+bool is_encoded(const visitor_part &part) {
+  return part.source == "query" || part.source == "env QUERY_STRING" || part.source == "env REQUEST_URI";
+}
+
 std::string_view statement_mistake(const sql_place &place, int quoting) {
   if (place.quote() == 0 || place.quote() == '`') {
     return "in a statement a visitor's value needs quotes around it, or a check";
@@ -69,7 +75,8 @@ void page_walk::put_visitor(std::string source, const call &each, const frame &i
 void page_walk::check_place(const visitor_part &part, walk_output &out) {
   std::string_view mistake;
   const bool in_page = out.to == walk_output::kind::page;
-  if (in_page && out.html_known) mistake = page_mistake(out.html, part.quoting);
+  const bool fits = out.html.context() == html_context::url && is_encoded(part);
+  if (in_page && out.html_known && !fits) mistake = page_mistake(out.html, part.quoting);
   if (out.to == walk_output::kind::statement && out.sql_known) mistake = statement_mistake(out.sql, part.quoting);
   if (out.to == walk_output::kind::message && part.quoting != quoting_config && part.quoting != 0 &&
       out.value.text.find("\n\n") == std::string::npos) {
