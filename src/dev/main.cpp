@@ -5,6 +5,7 @@
 #include "dev/check/check_command.h"
 #include "dev/new/new_command.h"
 #include "dev/run/run_command.h"
+#include "dev/serve/serve_command.h"
 
 int main(int argc, char **argv) {
   CLI::App app("Checks and runs pages while you write them.");
@@ -14,6 +15,7 @@ int main(int argc, char **argv) {
   quillet::dev::add_new_command(app);
   quillet::dev::add_run_command(app);
   quillet::dev::add_answer_command(app);
+  quillet::dev::add_serve_command(app);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError &error) {

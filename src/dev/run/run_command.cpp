@@ -4,7 +4,9 @@
 
 #include <CLI/CLI.hpp>
 #include <cstdlib>
+#include <filesystem>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -66,8 +68,8 @@ int run(run_options &options) {
   page_request asked = make_request(options.request);
   asked.seconds = options.seconds;
   // A site without a working directory has none of its files either: it gets an empty one for this request.
-  const temporary_folder empty;
-  if (asked.working_directory.empty()) asked.working_directory = empty.path();
+  std::optional<temporary_folder> empty;
+  if (!std::filesystem::is_directory(asked.working_directory)) asked.working_directory = empty.emplace().path();
   const page_answer answered = answer(asked);
   std::string_view output = answered.output;
   if (!options.with_headers) output.remove_prefix(length_of_headers(output));
