@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 
 #include "dev/check/check_command.h"
+#include "dev/lsp/lsp_command.h"
 #include "dev/new/new_command.h"
 #include "dev/run/run_command.h"
 #include "dev/serve/serve_command.h"
@@ -12,6 +13,7 @@ int main(int argc, char **argv) {
   app.set_version_flag("--version", "quillet-dev 1.0");
   app.require_subcommand(1);
   quillet::dev::add_check_command(app);
+  quillet::dev::add_lsp_command(app);
   quillet::dev::add_new_command(app);
   quillet::dev::add_run_command(app);
   quillet::dev::add_answer_command(app);

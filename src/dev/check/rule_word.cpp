@@ -8,6 +8,7 @@
 #include "cgi/charset.h"
 #include "core/quoting.h"
 #include "core/text.h"
+#include "dev/check/known_words.h"
 #include "dev/check/near_name.h"
 #include "dev/check/rules.h"
 #include "dev/page/literal.h"
@@ -115,6 +116,13 @@ void check_profile(const document &profile, finding_list &found) {
 }
 
 }  // namespace
+
+std::span<const std::string_view> known_words(std::string_view operator_name) {
+  for (const word_use &use : uses) {
+    if (use.name == operator_name) return use.known;
+  }
+  return {};
+}
 
 void check_words(const document &file, const checked_site &, finding_list &found) {
   if (file.path().ends_with("/.profile")) check_profile(file, found);
