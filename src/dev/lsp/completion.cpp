@@ -72,8 +72,11 @@ class completer {
   }
 
   void add_operators() {
-    // With brackets already there only the name is replaced.
-    const bool has_bracket = file_.text().substr(offset_).starts_with('[');
+    // With brackets already there only the name is replaced, the rest of it, too.
+    std::size_t end = offset_;
+    while (end < file_.text().size() && is_word_byte(file_.text()[end])) ++end;
+    const bool has_bracket = file_.text().substr(end).starts_with('[');
+    if (has_bracket) offset_ = end;
     for (const operator_definition *each : known_operators()) {
       const std::vector<call_form> forms = call_forms(*each);
       items_.push_back({completion_kind::operator_name, std::string(each->name), std::string(forms.front().label),

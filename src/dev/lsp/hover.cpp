@@ -33,7 +33,10 @@ std::string describe_operator(std::string_view name) {
 // The comment lines directly above a line, without their "#".
 std::string comment_above(const source_file &file, std::size_t line) {
   std::vector<std::string_view> lines;
-  while (line > 1 && file.line(line - 1).starts_with('#')) lines.push_back(file.line(--line).substr(1));
+  while (line > 1 && file.line(line - 1).starts_with('#')) {
+    const std::string_view above = file.line(--line);
+    lines.push_back(above.substr(above.starts_with("# ") ? 2 : 1));
+  }
   std::string comment;
   for (auto each = lines.rbegin(); each != lines.rend(); ++each) comment.append(*each).append("\n");
   return comment;
