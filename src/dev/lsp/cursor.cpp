@@ -17,6 +17,7 @@ std::vector<std::string> split_open_list(std::string_view list) {
     quillet::parameters found;
     if (split_parameters(closed, found) != closed.size() - 1) continue;
     std::vector<std::string> split;
+    split.reserve(static_cast<std::size_t>(found.count()));
     for (int i = 0; i < found.count(); ++i) split.emplace_back(found[i]);
     return split;
   }
