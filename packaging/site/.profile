@@ -1,0 +1,1 @@
+# Settings, one NAME=value on a line.
