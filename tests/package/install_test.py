@@ -26,9 +26,9 @@ SERVE = """
 ip link set lo up 2>/dev/null || true
 mkdir -p /run/quillet /run/quillet-fcgi && chown www-data: /run/quillet /run/quillet-fcgi
 runuser -u www-data -- /usr/sbin/quillet-fcgi --config /etc/quillet/fcgi.conf --socket /run/quillet/fcgi.sock &
-until [ -S /run/quillet/fcgi.sock ]; do sleep .1; done
+timeout 20 bash -c 'until [ -S /run/quillet/fcgi.sock ]; do sleep .1; done'
 {server} &
-until curl -s -o /dev/null http://localhost/; do sleep .1; done
+timeout 20 bash -c 'until curl -s -o /dev/null http://localhost/; do sleep .1; done'
 {request}
 curl -s --unix-socket /run/quillet-fcgi/status.sock http://localhost/ | grep served:
 curl -s -o /dev/null -w '%{{http_code}}\\n' http://localhost/_data
@@ -66,7 +66,7 @@ class Installed(unittest.TestCase):
     def inside(self, script, *before):
         return run(*before, "chroot", self.system, "/usr/bin/env", "-i", "PATH=/usr/sbin:/usr/bin:/sbin:/bin",
                    "DEBIAN_FRONTEND=noninteractive", "APT_LISTCHANGES_FRONTEND=none", "bash", "-ec", script,
-                   capture_output=True).stdout
+                   stdout=subprocess.PIPE).stdout
 
     def serve(self, name):
         started = time.monotonic()

@@ -27,6 +27,7 @@ STATUS = {
     "extra path": {"lighttpd": 403},
     "own address": {},
     "no output": {"nginx-fcgiwrap": 502},
+    "too long": {"apache-cgi": 500, "apache-fcgi": 503, "nginx": 502},
     "TRACE": {"lighttpd": 403},
     "unknown method": {},
     "local redirect": {"nginx": 302, "lighttpd": 302, "apache-fcgi": 302},
@@ -44,6 +45,7 @@ FILES = {
     "www/redirect.html": "^header[Location;^form[to]]moved",
     "www/moved.html": "^header[Status;303 See Other]^header[Location;/hello.html]moved",
     "www/status.html": "^header[Status;410 Gone]gone",
+    "www/endless.html": "^for[i;1;2000000000;^rem[x]]",
     "www/plain.html": "^header[Content-Type;text/plain]<plain>",
     "www/empty.html": "^rem[nothing]",
     "www/query.html": "^optimize[no]^query[]|^form[x]",
@@ -196,6 +198,9 @@ class Requests(unittest.TestCase):
     def test_a_form_that_cannot_be_decoded_is_an_error_of_the_server(self):
         reply = self.post("/form.html", "a=1", "multipart/form-data")
         self.assertEqual(reply.status, self.status("no output", 500))
+
+    def test_a_page_that_computes_too_long_is_an_error_of_the_server(self):
+        self.assertEqual(self.ask("/endless.html").status, self.status("too long", 500))
 
     def test_a_large_file_up_and_down(self):
         content = os.urandom(MEBIBYTE) * (LARGE // MEBIBYTE)

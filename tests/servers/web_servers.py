@@ -20,6 +20,7 @@ from program import PROGRAM, ROOT, TIMEOUT, wait_for  # noqa: E402
 PACKAGING = ROOT / "packaging"
 PROGRAMS = ("quillet", "quillet-database", "quillet-fcgi")
 USER = "www-data" if os.geteuid() == 0 else pwd.getpwuid(os.geteuid()).pw_name
+PROCESSOR_TIME = 5  # seconds for a request
 NAME, PASSWORD = "ann", "secret"
 
 
@@ -102,6 +103,7 @@ class WebServer:
 
     def start_fcgi(self, *options):
         process = self.run(self.bin / "quillet-fcgi", "--socket", self.socket, "--directory", self.site / "run",
+                           "--processor-time", PROCESSOR_TIME,
                            *(["--memory", "1000000000"] if is_sanitized(PROGRAM) else []), *options)
         self.wait_until_it_accepts(self.socket, process)
 
@@ -110,6 +112,7 @@ class WebServer:
         text = (PACKAGING / "quillet.cgi").read_text()
         text = text.replace("work=/srv/example/run\n", f"work={self.site}/run\n")
         text = text.replace("program=/usr/local/bin/quillet\n", f"program={self.bin}/quillet\n")
+        text = text.replace("processor_time=20\n", f"processor_time={PROCESSOR_TIME}\n")
         if is_sanitized(PROGRAM):  # the sanitizers reserve the address space whole
             text = text.replace("memory=524288\n", "memory=unlimited\n")
         return self.write_file(self.folder / "cgi-bin/quillet", text)
