@@ -191,7 +191,7 @@ class Notes(DevSite):
 
     def test_text_before_the_first_definition_is_dropped(self):
         self.assertEqual(self.notes("<html>\n@main\nx"),
-                         ["www/page.html:1:1: the text before the first definition is dropped: <html>\\n"])
+                         ["www/page.html:1:1: the text before the first definition is dropped: <html>"])
 
 
 class Traces(DevSite):

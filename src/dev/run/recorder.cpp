@@ -46,8 +46,6 @@ std::string whole_path(std::string_view path) {
   return error ? std::string(path) : whole.lexically_normal().string();
 }
 
-bool is_white(std::string_view bytes) { return std::all_of(bytes.begin(), bytes.end(), is_white_space); }
-
 }  // namespace
 
 void recorder::stop_soon() { is_stopped = 1; }
@@ -262,7 +260,9 @@ void recorder::message(std::string_view message, std::string_view where) {
 
 void recorder::dropped(std::string_view what, std::string_view bytes, std::string_view where) {
   const pause paused(*this);
-  if (!is_white(bytes)) seen_.dropped.push_back({std::string(what), cut(bytes), place_of(known_.origin_of(where))});
+  while (!bytes.empty() && is_white_space(bytes.front())) bytes.remove_prefix(1);
+  while (!bytes.empty() && is_white_space(bytes.back())) bytes.remove_suffix(1);
+  if (!bytes.empty()) seen_.dropped.push_back({std::string(what), cut(bytes), place_of(known_.origin_of(where))});
 }
 
 // --- the profile ---

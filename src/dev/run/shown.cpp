@@ -52,6 +52,20 @@ std::string shown_call(const observed_call &call, std::size_t most) {
   return '^' + shown_value(call.name, call.name.size(), most) + '[' + shown_value(all, all.size(), most) + ']';
 }
 
+std::string changed_state(const observed_call &call, const observed_call &before) {
+  std::string changed;
+  if (call.table != before.table) changed += ", table " + (call.table.empty() ? "(none)" : call.table);
+  if (call.row != before.row && call.row >= 0) changed += ", row " + std::to_string(call.row);
+  if (call.mode != before.mode) changed += ", mode " + call.mode;
+  return changed.empty() ? changed : changed.substr(2);
+}
+
+observed_call call_of_no_state() {
+  observed_call none;
+  none.mode = "html";
+  return none;
+}
+
 std::string shown_time(std::int64_t nanoseconds) {
   char line[40];
   std::snprintf(line, sizeof line, "%.3f", static_cast<double>(nanoseconds) / 1e6);

@@ -22,6 +22,12 @@ namespace quillet::dev {
 // "^name[parameter;parameter]", cut to so many bytes.
 [[nodiscard]] std::string shown_call(const observed_call &call, std::size_t most);
 
+// Table, row and mode, where one of them is another than for a call before: "table goods, row 2, mode sql".
+[[nodiscard]] std::string changed_state(const observed_call &call, const observed_call &before);
+
+// What the first call is compared with: no table, the mode that a page begins with.
+[[nodiscard]] observed_call call_of_no_state();
+
 // Milliseconds with three digits after the point.
 [[nodiscard]] std::string shown_time(std::int64_t nanoseconds);
 

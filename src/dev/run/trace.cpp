@@ -39,15 +39,6 @@ struct colours {
   bool is_on;
 };
 
-// Table, row and mode, where one of them is another than for the call shown before.
-std::string changed_state(const observed_call &call, const observed_call &before) {
-  std::string changed;
-  if (call.table != before.table) changed += " table " + (call.table.empty() ? "(none)" : call.table);
-  if (call.row != before.row && call.row >= 0) changed += " row " + std::to_string(call.row);
-  if (call.mode != before.mode) changed += " mode " + call.mode;
-  return changed.empty() ? changed : " {" + changed.substr(1) + "}";
-}
-
 std::vector<int> depths(const observation &seen) {
   std::vector<int> depth;
   for (const observed_call &call : seen.calls) {
@@ -88,9 +79,7 @@ std::string shown_trace(const observation &seen, bool in_colour) {
   }
   for (const std::string &path : seen.files) lines += colour.place("read: " + shown_path(path)) + '\n';
   const std::vector<int> depth = depths(seen);
-  observed_call before;
-  before.mode = "html";
-  before.row = -1;
+  observed_call before = call_of_no_state();
   for (std::size_t i = 0; i < seen.calls.size(); ++i) {
     const observed_call &call = seen.calls[i];
     std::string where = shown_place(seen, call.where) + (call.where.is_of_evaluation ? "*" : "");
@@ -98,7 +87,10 @@ std::string shown_trace(const observation &seen, bool in_colour) {
     lines += colour.place(where) + std::string(static_cast<std::size_t>(depth[i]) * 2, ' ') +
              shown_call(call, most_of_a_value);
     if (!call.is_macro_body) lines += " = \"" + shown_value(call.result, call.result_size, most_of_a_value) + '"';
-    lines += colour.state(changed_state(call, before)) + '\n';
+    if (const std::string changed = changed_state(call, before); !changed.empty()) {
+      lines += ' ' + colour.state('{' + changed + '}');
+    }
+    lines += '\n';
     for (const std::string &message : call.messages) {
       lines += std::string(28 + static_cast<std::size_t>(depth[i]) * 2, ' ') + colour.message(message) + '\n';
     }

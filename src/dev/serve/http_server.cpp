@@ -22,12 +22,22 @@ constexpr std::size_t threads = 64;                           // an open page ta
 constexpr char type_header[] = "Quillet-Dev-Content-Type";
 
 // Only a name of this machine: a web page elsewhere whose own name leads here gets nothing.
-bool is_own_host(const httplib::Request &request) {
-  if (request.version == "HTTP/1.0") return true;  // no browser
-  std::string host = request.get_header_value("Host");
+bool is_name_of_this_machine(std::string host) {
   const std::size_t port = host.rfind(':');
   if (port != std::string::npos && host.find(']', port) == std::string::npos) host.resize(port);
   return equal_ignoring_case(host, "localhost") || host == "127.0.0.1" || host == "[::1]";
+}
+
+bool is_own_host(const httplib::Request &request) {
+  return request.version == "HTTP/1.0" || is_name_of_this_machine(request.get_header_value("Host"));  // 1.0: no browser
+}
+
+// Whether a page that sends the request, if there is one, is of this server.
+bool is_own_origin(const httplib::Request &request) {
+  const std::string origin = request.get_header_value("Origin");
+  const std::size_t host = origin.find("://");
+  return !request.has_header("Origin") ||
+         (host != std::string::npos && is_name_of_this_machine(origin.substr(host + 3)));
 }
 
 server_request to_own(const httplib::Request &request) {
@@ -110,7 +120,7 @@ class site_server {
   // Answers what has no body to be read; true when that is done.
   bool begin(const httplib::Request &request, httplib::Response &response) {
     // The library would cut a reply to what the client has not got yet, and take forms apart by itself.
-    auto &changed = const_cast<httplib::Request &>(request);  // NOLINT(cppcoreguidelines-pro-type-const-cast)
+    auto &changed = const_cast<httplib::Request &>(request);
     changed.ranges.clear();
     const auto type = changed.headers.find("Content-Type");
     if (type != changed.headers.end()) {
@@ -119,6 +129,10 @@ class site_server {
     }
     if (!is_own_host(request)) {
       put_reply(own_error_page(403, "This server answers for localhost only."), response);
+      return true;
+    }
+    if (request.path.starts_with(own_address) && !is_own_origin(request)) {
+      put_reply(own_error_page(403, "The panel is not for pages of other sites."), response);
       return true;
     }
     if (parse_long(request.get_header_value("Content-Length")) > static_cast<long long>(longest_body)) {
@@ -139,6 +153,9 @@ class site_server {
 
   void finish(const server_request &asked, httplib::Response &response) {
     if (!asked.target.starts_with(own_address)) return put_reply(site_.reply_to(asked), response);
+    // Nothing of the panel is for other sites, not even as a frame or a script.
+    response.headers.emplace("Cross-Origin-Resource-Policy", "same-origin");
+    response.headers.emplace("X-Frame-Options", "SAMEORIGIN");
     std::optional<server_reply> own = panel_reply(site_, asked);
     put_reply(own ? std::move(*own) : own_error_page(404, "The panel has no such page."), response);
   }

@@ -47,14 +47,19 @@ class request_view {
     return text.empty() ? text : "<p class=\"message\">" + html(text) + "</p>";
   }
 
+  // As the author says it: "www/index.html", "run/_macro.cfg".
+  [[nodiscard]] std::string file_name(const std::string &path) const {
+    const std::string site = options_.root.substr(0, options_.root.rfind('/') + 1);
+    return path.starts_with(site) ? path.substr(site.size()) : path;
+  }
+
   [[nodiscard]] std::string link(const place &where) const {
     if (!where.is_known()) return {};
     const std::string &path = seen_.files[static_cast<std::size_t>(where.file)];
     std::string address = replaced(options_.editor, "{path}", encode_path(path));
     address = replaced(address, "{line}", std::to_string(where.line));
     address = replaced(address, "{column}", std::to_string(where.column));
-    std::string shown =
-        path.starts_with(options_.root + '/') ? path.substr(options_.root.size() + 1) : shown_path(path);
+    std::string shown = file_name(path);
     shown += ':' + std::to_string(where.line) + ':' + std::to_string(where.column);
     return "<a class=\"place\" href=\"" + html(address) + "\">" + html(shown) + "</a>" +
            (where.is_of_evaluation ? " <small>(a value evaluated here)</small>" : "");
@@ -93,7 +98,7 @@ class request_view {
       if (each.operator_name.empty()) continue;
       ++count;
       list += "<div class=\"note\">" + link(each.where) + "<p>" + html(each.operator_name) + ": ";
-      for (const std::string &path : each.paths) list += "<code>" + html(path) + "</code> ";
+      for (const std::string &path : each.paths) list += "<code>" + html(file_name(path)) + "</code> ";
       list += "</p>" + chain(each.chain) + "</div>";
     }
     return section("Missing files", count, list);
@@ -157,23 +162,22 @@ class request_view {
       depths.push_back(depth);
       const bool is_last_inside = i + 1 == seen_.calls.size() || seen_.calls[i + 1].parent != static_cast<int>(i);
       tree += is_last_inside ? "<details class=\"leaf\">" : depth == 0 ? "<details open>" : "<details>";
-      tree += "<summary>" + line(call) + "</summary>";
+      tree += "<summary>" + line(call, i == 0 ? call_of_no_state() : seen_.calls[i - 1]) + "</summary>";
     }
     for (std::size_t left = depths.empty() ? 0 : depths.back() + 1; left > 0; --left) tree += "</details>";
     if (seen_.calls_left_out > 0) tree += "<p>and " + std::to_string(seen_.calls_left_out) + " more calls</p>";
     return section("Calls", seen_.calls.size(), "<div class=\"tree\">" + tree + "</div>");
   }
 
-  [[nodiscard]] std::string line(const observed_call &call) const {
+  [[nodiscard]] std::string line(const observed_call &call, const observed_call &before) const {
     std::string text = "<code>" + html(shown_call(call, most_of_a_value)) + "</code>";
-    if (!call.is_macro_body) {
+    const bool is_message = !call.messages.empty() && call.messages.back() == call.result;
+    if (!call.is_macro_body && !is_message) {
       text +=
           " <span class=\"result\">" + html(shown_value(call.result, call.result_size, most_of_a_value)) + "</span>";
     }
     text += "<span class=\"about\">" + link(call.where);
-    if (!call.table.empty()) text += " table " + html(call.table);
-    if (call.row > 0) text += " row " + std::to_string(call.row);
-    if (call.mode != "html") text += " mode " + html(call.mode);
+    if (const std::string changed = changed_state(call, before); !changed.empty()) text += ' ' + html(changed);
     text += ' ' + shown_time(call.nanoseconds) + " ms</span>";
     for (const std::string &message : call.messages) text += "<span class=\"message\">" + html(message) + "</span>";
     return text;

@@ -30,6 +30,7 @@ small, .about, .why { color: var(--dim); }
 .requests li { padding: .25rem 0; border-bottom: 1px solid var(--line); }
 details { margin: .2rem 0; }
 summary { cursor: pointer; }
+.tree code, .tree .result { word-break: break-all; }
 .tree details { margin: 0; padding-left: .9rem; border-left: 1px solid var(--line); }
 .tree summary { margin-left: -.6rem; padding: .1rem 0; }
 .tree .leaf > summary { list-style: none; margin-left: 0; cursor: default; }
@@ -68,15 +69,17 @@ const std::string_view panel_js = R"js(
   button.onclick = () => {
     const open = shadow.querySelector('iframe');
     button.setAttribute('aria-expanded', String(!open));
+    button.textContent = open ? label : 'close';
     if (open) return open.remove();
     const frame = document.createElement('iframe');
     frame.title = 'What quillet-dev saw of this page';
     frame.src = '/.quillet-dev/request/' + number;
     shadow.append(frame);
   };
+  let label = 'quillet';
   document.documentElement.append(host);
   fetch('/.quillet-dev/count/' + number).then(reply => reply.json()).then(seen => {
-    button.textContent = seen.notes ? seen.notes + (seen.notes === 1 ? ' note' : ' notes') : seen.time + ' ms';
+    button.textContent = label = seen.notes ? seen.notes + (seen.notes === 1 ? ' note' : ' notes') : seen.time + ' ms';
     button.classList.toggle('notes', seen.notes > 0);
   });
 })();
