@@ -12,7 +12,7 @@ namespace quillet::dev {
 
 namespace {
 
-constexpr int most_calls = 20000;  // of one page
+constexpr int most_calls = 100000;  // of one page
 constexpr int deepest_call = 60;
 
 }  // namespace
@@ -70,32 +70,32 @@ void page_walk::load_configuration() {
 }
 
 int page_walk::define_macros(const document &file, walk_output *out) {
-  const known_macro *const outer_autoexec = state_->macro("autoexec");
-  const known_macro *const outer_main = state_->macro("main");
+  const known_macro *const outer_autoexec = state_->macros.find("autoexec");
+  const known_macro *const outer_main = state_->macros.find("main");
   const known_macro saved[] = {outer_autoexec == nullptr ? known_macro{} : *outer_autoexec,
                                outer_main == nullptr ? known_macro{} : *outer_main};
   walk_state &state = state_.change();
-  state.remove_macro("autoexec");
-  state.remove_macro("main");
+  state.macros.remove("autoexec");
+  state.macros.remove("main");
   for (const macro_block &each : file.macros()) {
     const std::string_view names = each.parameters.empty()
                                        ? std::string_view()
                                        : file.text({each.parameters.front().begin, each.parameters.back().end});
-    state.define_macro({std::string(file.text(each.name)), &file, names, &each.body});
+    state.macros.put({std::string(file.text(each.name)), &file, names, &each.body});
   }
-  if (const known_macro *autoexec = state_->macro("autoexec"); autoexec != nullptr) {
+  if (const known_macro *autoexec = state_->macros.find("autoexec"); autoexec != nullptr) {
     walk_output lost(walk_output::kind::nowhere);
     call_macro(known_macro(*autoexec), {}, {&file}, lost);
   }
-  if (const known_macro *main = out == nullptr ? nullptr : state_->macro("main"); main != nullptr) {
+  if (const known_macro *main = out == nullptr ? nullptr : state_->macros.find("main"); main != nullptr) {
     call_macro(known_macro(*main), {}, {&file}, *out);
   }
   for (const known_macro &each : saved) {
     const std::string_view name = &each == saved ? "autoexec" : "main";
     if (each.file == nullptr) {
-      state_.change().remove_macro(name);
+      state_.change().macros.remove(name);
     } else {
-      state_.change().define_macro(each);
+      state_.change().macros.put(each);
     }
   }
   return static_cast<int>(file.macros().size());
@@ -244,87 +244,6 @@ std::vector<walk_finding> page_walk::findings() {
     return each.rule == "logic-word" && !each.variable.empty() && !words.insert(each.variable).second;
   });
   return std::move(findings_);
-}
-
-std::span<const page_walk::operator_row> page_walk::operators() {
-  using walk = page_walk;
-  static constexpr operator_row rows[] = {
-      {"-f", &walk::on_readable},
-      {"cache", &walk::on_cache},
-      {"calendar", &walk::on_calendar},
-      {"case", &walk::on_case},
-      {"cmp", &walk::on_cmp},
-      {"combine", &walk::on_form},
-      {"config", &walk::on_config},
-      {"context", &walk::on_context},
-      {"cookie", &walk::on_cookie},
-      {"counter", &walk::on_counter},
-      {"dateoffset", &walk::on_date_table},
-      {"default", &walk::on_default},
-      {"download", &walk::on_file},
-      {"empty", &walk::on_empty},
-      {"env", &walk::on_env},
-      {"eq", &walk::on_eq},
-      {"eval", &walk::on_eval},
-      {"exec", &walk::on_file},
-      {"find", &walk::on_find},
-      {"flip", &walk::on_flip},
-      {"for", &walk::on_for},
-      {"form", &walk::on_form},
-      {"gif_template", &walk::on_gif_template},
-      {"gifsize", &walk::on_picture_size},
-      {"header", &walk::on_header},
-      {"hotline_cutmark_thread", &walk::on_threads},
-      {"hotline_quote", &walk::on_pass},
-      {"if", &walk::on_if},
-      {"ifdef", &walk::on_ifdef},
-      {"imgsize", &walk::on_picture_size},
-      {"include", &walk::on_include},
-      {"index", &walk::on_index},
-      {"item", &walk::on_item},
-      {"jpegsize", &walk::on_picture_size},
-      {"level", &walk::on_level},
-      {"load", &walk::on_load},
-      {"loadtimestamp", &walk::on_date_table},
-      {"locate", &walk::on_locate},
-      {"lsplit", &walk::on_split},
-      {"macro", &walk::on_macro},
-      {"macro_exists", &walk::on_macro_exists},
-      {"macro_new", &walk::on_macro_new},
-      {"macro_use", &walk::on_macro_use},
-      {"match", &walk::on_match},
-      {"menu", &walk::on_menu},
-      {"name", &walk::on_pass},
-      {"optionand", &walk::on_optionand},
-      {"optionclear", &walk::on_pass},
-      {"optionor", &walk::on_pass},
-      {"optionset", &walk::on_optionset},
-      {"process", &walk::on_process},
-      {"query", &walk::on_query},
-      {"rem", &walk::on_rem},
-      {"rsplit", &walk::on_split},
-      {"save", &walk::on_save},
-      {"sendmail", &walk::on_sendmail},
-      {"server", &walk::on_server},
-      {"shift", &walk::on_shift},
-      {"sort", &walk::on_sort},
-      {"sql", &walk::on_sql},
-      {"start", &walk::on_start},
-      {"stat", &walk::on_file},
-      {"switch", &walk::on_switch},
-      {"table", &walk::on_table},
-      {"tolower", &walk::on_pass},
-      {"toupper", &walk::on_pass},
-      {"truncate", &walk::on_pass},
-      {"unescape_br", &walk::on_pass},
-      {"unlink", &walk::on_file},
-      {"upload", &walk::on_upload},
-      {"userlist", &walk::on_userlist},
-      {"validate", &walk::on_validate},
-      {"var", &walk::on_var},
-      {"while", &walk::on_while},
-  };
-  return rows;
 }
 
 }  // namespace quillet::dev

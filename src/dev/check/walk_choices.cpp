@@ -215,7 +215,7 @@ void page_walk::on_server(const call &each, const frame &in, walk_output &out) {
   evaluate(each.parameters[1], in, out);
   shared_walk_state without = before;
   std::swap(state_, without);
-  if (const known_macro *error = state_->macro("SERVER_ERROR"); error != nullptr) {
+  if (const known_macro *error = state_->macros.find("SERVER_ERROR"); error != nullptr) {
     call_macro(known_macro(*error), {}, in, out);
   }
   state_.join(without);

@@ -104,10 +104,7 @@ void page_walk::on_index(const call &each, const frame &in, walk_output &) {
   const std::vector<walk_value> values = values_of(each, in);
   check_name(values[0], "folder", each, in);
   if (values.size() > 1) check_pattern(values[1], each, in);
-  known_table made;
-  made.presence = table_presence::present;
-  made.is_shape_known = true;
-  make_table(std::move(made), each, in);
+  make_table(plain_table(), each, in);
 }
 
 void page_walk::check_picture(const walk_value &name, const call &each, const frame &in) {
@@ -120,10 +117,7 @@ void page_walk::check_picture(const walk_value &name, const call &each, const fr
 
 void page_walk::on_picture_size(const call &each, const frame &in, walk_output &) {
   check_picture(value_of(each, 0, in), each, in);
-  known_table made;
-  made.presence = table_presence::present;
-  made.is_shape_known = true;
-  make_table(std::move(made), each, in);
+  make_table(plain_table(), each, in);
 }
 
 void page_walk::on_gif_template(const call &each, const frame &in, walk_output &) {
@@ -133,7 +127,7 @@ void page_walk::on_gif_template(const call &each, const frame &in, walk_output &
     check_name(values[2], "file", each, in);
     written_.insert(path_of(values[2]));
   }
-  const known_macro *const font = state_->macro("font");
+  const known_macro *const font = state_->macros.find("font");
   if (font == nullptr || font->body == nullptr) return;
   const std::string_view description = font->file->text(font->body->range);
   walk_value path{std::string(description.substr(0, description.find('\n'))), {}};

@@ -31,13 +31,13 @@ void page_walk::on_macro(const call &each, const frame &in, walk_output &out) {
     state_.change().forget_all();
     return out.unknown();
   }
-  if (const known_macro *called = state_->macro(name.text); called != nullptr) {
+  if (const known_macro *called = state_->macros.find(name.text); called != nullptr) {
     return call_macro(known_macro(*called), std::span(each.parameters).subspan(1), in, out);
   }
   out.unknown();
   if (state_->macros_unknown || page_.uses_unknown_files) return;
   std::vector<std::string_view> names;
-  for (const known_macro &known : state_->macros()) names.push_back(known.name);
+  for (const auto &known : state_->macros) names.push_back(known->name);
   std::string message = "nothing defines the macro " + shown_name(name.text);
   if (in.file != page_.page) message += " for " + shown_page();
   report({.rule = "name-macro",
@@ -56,7 +56,7 @@ void page_walk::on_macro_new(const call &each, const frame &in, walk_output &) {
     return;
   }
   const macro_header parts = split_header(header);
-  state_.change().define_macro({std::string(parts.name), in.file, parts.parameter_names, &each.parameters[1]});
+  state_.change().macros.put({std::string(parts.name), in.file, parts.parameter_names, &each.parameters[1]});
 }
 
 void page_walk::on_macro_use(const call &each, const frame &in, walk_output &out) {

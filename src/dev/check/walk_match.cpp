@@ -23,11 +23,7 @@ known_table match_table(std::size_t groups) {
   std::vector<std::string> names{"match"};
   for (std::size_t i = 1; i <= groups; ++i) names.push_back("\\" + std::to_string(i));
   names.insert(names.end(), {"prematch", "postmatch"});
-  known_table made;
-  made.presence = table_presence::present;
-  made.is_named = made.is_shape_known = true;
-  made.columns = std::make_shared<const std::vector<std::string>>(std::move(names));
-  return made;
+  return named_table(share_columns(std::move(names)));
 }
 
 }  // namespace
@@ -69,7 +65,7 @@ void page_walk::on_match(const call &each, const frame &in, walk_output &out) {
     // Perhaps there are no groups, and what was there stays.
     if (state_->current_table) {
       made.name = *state_->current_table;
-      state_.change().put_table(std::move(made));
+      state_.change().tables.put(std::move(made));
     }
     return;
   }
@@ -88,7 +84,7 @@ void page_walk::replace_matches(const call &each, const walk_value &expression, 
   made.name = "match";
   if (compiled == nullptr) made.presence = table_presence::possible;
   if (!is_check(expression)) made.visitors = subject.visitors;
-  state.put_table(std::move(made));
+  state.tables.put(std::move(made));
   walk_output replaced(walk_output::kind::value);
   loop(nullptr, each.parameters[2], in, replaced);
   if (state_->current_table != before) state_.change().current_table = before;

@@ -7,28 +7,6 @@ namespace quillet::dev {
 
 namespace {
 
-template <class thing>
-const thing *find_named(const std::vector<thing> &things, std::string_view name) {
-  const auto found = std::find_if(things.begin(), things.end(), [&](const thing &each) { return each.name == name; });
-  return found == things.end() ? nullptr : &*found;
-}
-
-template <class thing>
-void put_named(std::vector<thing> &things, thing &&put) {
-  const auto found =
-      std::find_if(things.begin(), things.end(), [&](const thing &each) { return each.name == put.name; });
-  if (found == things.end()) {
-    things.push_back(std::move(put));
-  } else {
-    *found = std::move(put);
-  }
-}
-
-template <class thing>
-void remove_named(std::vector<thing> &things, std::string_view name) {
-  std::erase_if(things, [&](const thing &each) { return each.name == name; });
-}
-
 void join_values(walk_value &into, const walk_value &other) {
   if (into.text != other.text) into.text = std::string(1, any_bytes);
   for (const visitor_part &each : other.visitors) {
@@ -56,54 +34,59 @@ void join_tables(known_table &into, const known_table &other) {
   if (into.visitors.empty()) into.visitors = other.visitors;
 }
 
+known_variable join_variables(const known_variable *a, const known_variable *b) {
+  known_variable joined = a == nullptr ? *b : *a;
+  if (a == nullptr || b == nullptr) {
+    joined.value.text = std::string(1, any_bytes);  // or nothing
+  } else {
+    join_values(joined.value, b->value);
+    joined.has_decimals = joined.has_decimals || b->has_decimals;
+  }
+  return joined;
+}
+
 }  // namespace
 
-const known_variable *walk_state::variable(std::string_view name) const { return find_named(variables_, name); }
-const known_table *walk_state::table(std::string_view name) const { return find_named(tables_, name); }
-const known_macro *walk_state::macro(std::string_view name) const { return find_named(macros_, name); }
+column_list share_columns(std::vector<std::string> names) {
+  return std::make_shared<const std::vector<std::string>>(std::move(names));
+}
 
-void walk_state::set_variable(known_variable value) { put_named(variables_, std::move(value)); }
-void walk_state::remove_variable(std::string_view name) { remove_named(variables_, name); }
-void walk_state::put_table(known_table made) { put_named(tables_, std::move(made)); }
-void walk_state::define_macro(known_macro defined) { put_named(macros_, std::move(defined)); }
-void walk_state::remove_macro(std::string_view name) { remove_named(macros_, name); }
+known_table plain_table() {
+  known_table made;
+  made.presence = table_presence::present;
+  made.is_shape_known = true;
+  return made;
+}
+
+known_table named_table(column_list columns) {
+  known_table made = plain_table();
+  made.is_named = true;
+  made.columns = std::move(columns);
+  return made;
+}
+
+known_table possible_table() {
+  known_table made;
+  made.presence = table_presence::possible;
+  return made;
+}
 
 void walk_state::forget_all() {
-  variables_.clear();
-  tables_.clear();
+  variables.clear();
+  tables.clear();
   current_table.reset();
   variables_unknown = tables_unknown = macros_unknown = true;
 }
 
 void walk_state::join(const walk_state &other) {
-  for (known_variable &each : variables_) {
-    const known_variable *const theirs = other.variable(each.name);
-    if (theirs == nullptr) {
-      join_values(each.value, {std::string(1, any_bytes), {}});
-    } else {
-      join_values(each.value, theirs->value);
-      each.has_decimals = each.has_decimals || theirs->has_decimals;
-    }
-  }
-  for (const known_variable &each : other.variables_) {
-    if (variable(each.name) != nullptr) continue;
-    known_variable joined = each;
-    joined.value.text = std::string(1, any_bytes);
-    variables_.push_back(std::move(joined));
-  }
-  for (known_table &each : tables_) {
-    const known_table *const theirs = other.table(each.name);
-    join_tables(each, theirs == nullptr ? known_table{} : *theirs);
-  }
-  for (const known_table &each : other.tables_) {
-    if (table(each.name) != nullptr) continue;
-    known_table joined = each;
-    if (joined.presence == table_presence::present) joined.presence = table_presence::possible;
-    tables_.push_back(std::move(joined));
-  }
-  for (const known_macro &each : other.macros_) {
-    if (macro(each.name) == nullptr) macros_.push_back(each);
-  }
+  variables.join(other.variables, join_variables);
+  tables.join(other.tables, [](const known_table *a, const known_table *b) {
+    known_table joined = a == nullptr ? *b : *a;
+    join_tables(joined, a == nullptr || b == nullptr ? known_table{} : *b);
+    return joined;
+  });
+  // One that only one branch defines is taken to be there.
+  macros.join(other.macros, [](const known_macro *a, const known_macro *b) { return a == nullptr ? *b : *a; });
   if (current_table != other.current_table) current_table.reset();
   variables_unknown = variables_unknown || other.variables_unknown;
   tables_unknown = tables_unknown || other.tables_unknown;

@@ -15,30 +15,6 @@ namespace quillet::dev {
 
 namespace {
 
-std::shared_ptr<const std::vector<std::string>> share(std::vector<std::string> names) {
-  return std::make_shared<const std::vector<std::string>>(std::move(names));
-}
-
-known_table plain_table() {
-  known_table made;
-  made.presence = table_presence::present;
-  made.is_shape_known = true;
-  return made;
-}
-
-known_table table_with(std::shared_ptr<const std::vector<std::string>> columns) {
-  known_table made = plain_table();
-  made.is_named = true;
-  made.columns = std::move(columns);
-  return made;
-}
-
-known_table unknown_table() {
-  known_table made;
-  made.presence = table_presence::possible;
-  return made;
-}
-
 // As far as it matters to a table whose columns have no names; nothing is 0.
 bool is_number(std::string_view column) {
   if (column.starts_with('-')) column.remove_prefix(1);
@@ -54,20 +30,20 @@ std::string shown_table(const std::string &name) {
 // The table of that name. Where nothing can have made it, and nobody asks for that, reading it is a mistake.
 const known_table *page_walk::read_table(const std::optional<std::string> &name, const call &each, const frame &in) {
   if (!name) return nullptr;
-  const known_table *const found = state_->table(*name);
+  const known_table *const found = state_->tables.find(*name);
   if (found != nullptr && found->presence != table_presence::absent) return found;
   if (state_->tables_unknown || guards_ > 0) return nullptr;
   std::vector<std::string_view> names;
-  for (const known_table &known : state_->tables()) names.push_back(known.name);
+  for (const auto &known : state_->tables) names.push_back(known->name);
   report({.rule = "name-table",
           .file = in.file,
           .part = {each.caret(), each.name.end},
           .message = describe_missing_table(*name) + ask_for_near_name(*name, names),
           .table = *name});
   // One mistake is enough.
-  known_table missed = unknown_table();
+  known_table missed = possible_table();
   missed.name = *name;
-  state_.change().put_table(std::move(missed));
+  state_.change().tables.put(std::move(missed));
   return nullptr;
 }
 
@@ -84,7 +60,7 @@ void page_walk::make_table(known_table made, const call &each, const frame &in) 
     return;
   }
   made.name = *state_->current_table;
-  state_.change().put_table(std::move(made));
+  state_.change().tables.put(std::move(made));
 }
 
 void page_walk::change_table(const call &each, const frame &in, std::string_view how) {
@@ -139,17 +115,17 @@ void page_walk::on_load(const call &each, const frame &in, walk_output &) {
   const std::vector<walk_value> values = values_of(each, in);
   const walk_value &name = values.back();
   check_name(name, "file", each, in);
-  if (!name.is_known()) return make_table(unknown_table(), each, in);
+  if (!name.is_known()) return make_table(possible_table(), each, in);
   const document *const data = in_.files.find_data(*page_.page, name.text);
   if (data == nullptr) {
     missing_data_file(name.text, each, in);
-    return make_table(unknown_table(), each, in);
+    return make_table(possible_table(), each, in);
   }
   known_table made = plain_table();
   if (values.size() > 1) {
     auto &columns = memory_.columns[data];
-    if (columns == nullptr) columns = share(column_names(data->text()));
-    made = table_with(columns);
+    if (columns == nullptr) columns = share_columns(column_names(data->text()));
+    made = named_table(columns);
   }
   made.data = data;
   make_table(std::move(made), each, in);
@@ -172,18 +148,18 @@ void page_walk::on_config(const call &each, const frame &in, walk_output &) {
     text lines(values.back().text);
     filter_lines(lines, true);
     const std::string_view header = lines.view().substr(0, lines.view().find('\n'));
-    made = table_with(share(column_names(header)));
+    made = named_table(share_columns(column_names(header)));
     made.is_shape_known = header.find(any_bytes) == std::string_view::npos;
     return make_table(std::move(made), each, in);
   }
-  if (!values[0].is_known()) return make_table(unknown_table(), each, in);
+  if (!values[0].is_known()) return make_table(possible_table(), each, in);
   if (word == "join" && values.size() > 1) {
     check_name(values[1], "table", each, in);
     if (values[1].is_known()) static_cast<void>(read_table(values[1].text, each, in));
   }
   change_table(each, in, "changes");
   if (!state_->current_table) return;
-  const known_table *const before = state_->table(*state_->current_table);
+  const known_table *const before = state_->tables.find(*state_->current_table);
   if (before != nullptr) {
     // The rows are others than those of the file now.
     known_table changed = *before;
@@ -197,7 +173,7 @@ void page_walk::on_config(const call &each, const frame &in, walk_output &) {
   if (!is_change) made.is_shape_known = false;
   made.presence = table_presence::present;
   made.name = *state_->current_table;
-  state_.change().put_table(std::move(made));
+  state_.change().tables.put(std::move(made));
 }
 
 void page_walk::on_item(const call &each, const frame &in, walk_output &out) {
@@ -286,64 +262,6 @@ void page_walk::walk_rows(const call &each, const template_text &body, const fra
   walked_.push_back(state_->current_table ? *state_->current_table : std::string(1, any_bytes));
   loop(nullptr, body, in, out);
   walked_.pop_back();
-}
-
-void page_walk::on_split(const call &each, const frame &in, walk_output &) {
-  const number_scope cells(quoting_, quoting_config);
-  known_table made = plain_table();
-  for (const walk_value &value : values_of(each, in)) {
-    made.visitors.insert(made.visitors.end(), value.visitors.begin(), value.visitors.end());
-  }
-  make_table(std::move(made), each, in);
-}
-
-void page_walk::on_date_table(const call &each, const frame &in, walk_output &out) {
-  static const auto columns = share({"year", "month", "day", "hour", "min"});
-  values_of(each, in);
-  if (in.file->text(each.name) == "dateoffset") {
-    const known_table *const from = read_table(state_->current_table, each, in);
-    if (from == nullptr) return;
-  }
-  make_table(table_with(columns), each, in);
-  if (out.to == walk_output::kind::value) out.unknown();
-}
-
-void page_walk::on_calendar(const call &each, const frame &in, walk_output &out) {
-  static const auto columns = share({"year", "month", "day", "weekday"});
-  const walk_value mode = value_of(each, 0, in);
-  values_of(each, in);
-  if (!mode.is_known()) {
-    make_table(unknown_table(), each, in);
-  } else if (mode.text.starts_with("week")) {
-    make_table(table_with(columns), each, in);
-  } else if (mode.text.starts_with("month")) {
-    make_table(plain_table(), each, in);
-  }
-  if (out.to == walk_output::kind::value) out.unknown();
-}
-
-void page_walk::on_sql(const call &each, const frame &in, walk_output &out) {
-  const number_scope statements(quoting_, quoting_sql);
-  walk_output statement(walk_output::kind::statement);
-  if (!each.parameters.empty()) evaluate(each.parameters[0], in, statement);
-  for (const std::size_t i : {1UL, 2UL}) value_of(each, i, in);
-  out.unknown();
-  std::string_view words = statement.value.text;
-  words.remove_prefix(std::min(words.find_first_not_of(" \t\r\n"), words.size()));
-  text verb(words.substr(0, words.find_first_of(" \t\r\n(")));
-  for (std::size_t i = 0; i < verb.size(); ++i) verb.data()[i] = lower_char(verb.data()[i]);
-  for (const std::string_view silent : {"insert", "update", "delete", "replace", "set", "create", "drop"}) {
-    if (verb.view() == silent) return;
-  }
-  make_table(unknown_table(), each, in);
-}
-
-void page_walk::on_threads(const call &each, const frame &in, walk_output &) {
-  const std::vector<walk_value> values = values_of(each, in);
-  if (values.size() != 2) return;
-  check_name(values[1], "table", each, in);
-  if (values[1].is_known()) static_cast<void>(read_table(values[1].text, each, in));
-  make_table(unknown_table(), each, in);
 }
 
 }  // namespace quillet::dev

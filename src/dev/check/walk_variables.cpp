@@ -66,7 +66,7 @@ void page_walk::set_variable(const walk_value &name, known_variable value) {
   }
   set_variables_.insert(name.text);
   value.name = name.text;
-  state_.change().set_variable(std::move(value));
+  state_.change().variables.put(std::move(value));
 }
 
 void page_walk::read_variable(const call &each, const frame &in, walk_output &out) {
@@ -77,7 +77,7 @@ void page_walk::read_variable(const call &each, const frame &in, walk_output &ou
   }
   check_name(name, "variable", each, in);
   walk_value value;
-  const known_variable *const read = name.is_known() ? state_->variable(name.text) : nullptr;
+  const known_variable *const read = name.is_known() ? state_->variables.find(name.text) : nullptr;
   if (read == nullptr) {
     value.add_unknown();
     return put(value, out);
@@ -99,7 +99,7 @@ void page_walk::on_var(const call &each, const frame &in, walk_output &out) {
   if (values.size() == 2) {
     set.value = values[1];
   } else if (values[1].is(".")) {
-    const known_variable *const before = values[0].is_known() ? state_->variable(values[0].text) : nullptr;
+    const known_variable *const before = values[0].is_known() ? state_->variables.find(values[0].text) : nullptr;
     if (before != nullptr) set.value = before->value;
     if (before == nullptr && state_->variables_unknown) set.value.add_unknown();
     set.value.text += values[2].text;
@@ -135,12 +135,12 @@ void page_walk::check_whole_addition(const call &each, const walk_value &operand
     const walk_value table = is_named ? value_of(*only, 0, in) : walk_value();
     const std::optional<std::string> name = is_named ? std::optional(table.text) : state_->current_table;
     const walk_value column = value_of(*only, only->parameters.size() - 1, in);
-    const known_table *const from = name ? state_->table(*name) : nullptr;
+    const known_table *const from = name ? state_->tables.find(*name) : nullptr;
     const auto cell = from == nullptr ? std::nullopt : find_cell(*from, column.text, has_fraction);
     if (cell) fraction = "\"" + *cell + "\"";
   }
   if (fraction.empty() && only != nullptr && in.file->text(only->name) == "var" && only->parameters.size() == 1) {
-    const known_variable *const read = state_->variable(value_of(*only, 0, in).text);
+    const known_variable *const read = state_->variables.find(value_of(*only, 0, in).text);
     if (read != nullptr && read->has_decimals) fraction = read->name;
   }
   if (fraction.empty()) return;
@@ -171,7 +171,7 @@ void page_walk::check_expression(const call &, const template_text &parameter, c
   for (const std::string_view name : machine.names) {
     if (holds_stand_in(name)) continue;
     const std::string shown(name);
-    if (const known_variable *const read = state_->variable(name); read != nullptr) {
+    if (const known_variable *const read = state_->variables.find(name); read != nullptr) {
       const std::optional<std::string> taken = misread_number(read->value.text);
       if (!taken || !read->value.is_known()) continue;
       report_at(name, "logic-number",
@@ -196,7 +196,7 @@ void page_walk::check_item(std::string_view name, bool is_compared, const frame 
   std::optional<std::string> table = state_->current_table;
   if (colons != std::string_view::npos && colons > 0) table = std::string(name.substr(0, colons));
   if (!table) return;
-  const known_table *const from = state_->table(*table);
+  const known_table *const from = state_->tables.find(*table);
   const bool is_absent = from == nullptr || from->presence == table_presence::absent;
   if (from != nullptr && from->presence == table_presence::possible) return;
   const bool is_column = !is_absent && (!from->is_shape_known || !from->is_named || column_of(*from, column));
