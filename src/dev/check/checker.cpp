@@ -65,6 +65,18 @@ void add_named(const page_files &page, targets &to) {
   }
 }
 
+// The folders of the pages and those above them, up to the root.
+std::set<std::string> folders_of(const std::vector<const page_files *> &pages, const std::string &root) {
+  std::set<std::string> folders;
+  for (const page_files *page : pages) {
+    std::string folder = page->page->path();
+    do {
+      folder.resize(folder.rfind('/'));
+    } while (folders.insert(folder).second && is_below(folder, root));
+  }
+  return folders;
+}
+
 void drop_silenced(site &files, std::vector<finding> &found) {
   std::map<std::string, ignore_comments> comments;
   std::erase_if(found, [&](const finding &each) {
@@ -85,7 +97,7 @@ void drop_silenced(site &files, std::vector<finding> &found) {
 
 document_kind kind_by_name(const std::string &path) {
   const std::string name = file_name(path);
-  if (name == ".profile") return document_kind::data;
+  if (name == ".profile" || name == ".htaccess") return document_kind::data;
   if (!name.starts_with('_')) return document_kind::page;
   return name.ends_with(".cfg") ? document_kind::macros : document_kind::data;
 }
@@ -151,6 +163,9 @@ std::vector<finding> checker::check(const std::vector<std::string> &paths, std::
   }
   const std::string &work = site_.folders().work;
   if (!pages.empty() && !work.empty()) to.add(site_.find(work + "/.profile", document_kind::data));
+  for (const std::string &folder : folders_of(pages, site_.folders().root)) {
+    to.add(site_.find(folder + "/.htaccess", document_kind::data));
+  }
   // Files that no page uses.
   for (const std::string &each : paths) {
     if (is_folder(each)) {

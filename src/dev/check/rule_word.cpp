@@ -115,6 +115,30 @@ void check_profile(const document &profile, finding_list &found) {
   }
 }
 
+std::string_view take_word(std::string_view &line) {
+  constexpr std::string_view blanks = " \t";
+  line.remove_prefix(std::min(line.find_first_not_of(blanks), line.size()));
+  const std::string_view word = line.substr(0, line.find_first_of(blanks));
+  line.remove_prefix(word.size());
+  return word;
+}
+
+// SetEnv CHARSET windows-1251
+void check_access_file(const document &settings, finding_list &found) {
+  const source_file &source = settings.source();
+  for (std::size_t number = 1; number <= source.line_count(); ++number) {
+    std::string_view line = source.line(number);
+    if (take_word(line) != "SetEnv") continue;
+    const std::string_view name = take_word(line);
+    const std::string_view value = take_word(line);
+    if ((name != "CHARSET" && name != "SOURCE_CHARSET") || charset_number(value) != charset_none) continue;
+    const auto start = static_cast<std::size_t>(value.data() - source.bytes().data());
+    found.add_in_source(
+        "name-word", source, {start, start + value.size()},
+        std::string(name) + " knows Cyrillic charsets of one byte only, such as windows-1251 and koi8-r");
+  }
+}
+
 }  // namespace
 
 std::span<const std::string_view> known_words(std::string_view operator_name) {
@@ -126,6 +150,7 @@ std::span<const std::string_view> known_words(std::string_view operator_name) {
 
 void check_words(const document &file, const checked_site &, finding_list &found) {
   if (file.path().ends_with("/.profile")) check_profile(file, found);
+  if (file.path().ends_with("/.htaccess")) check_access_file(file, found);
   for (const template_text *body : file.templates()) {
     for_each_call(file.text(), *body, [&](const call &each, auto) {
       check_word(file, each, found);
