@@ -40,6 +40,10 @@ std::string describe_unknown(std::string_view rest, const std::vector<std::strin
   return "no parameter is $" + shown + ask_for_near_name(word, names);
 }
 
+std::string describe_prefix(const std::string &meant, const std::string &taken) {
+  return "$" + meant + " is read as $" + taken + ": name " + meant + " before " + taken + " in the header";
+}
+
 // The longest name that the text begins with.
 std::string_view longest_match(std::string_view rest, const std::vector<std::string_view> &names) {
   std::string_view longest;
@@ -60,10 +64,8 @@ void check_body(const document &file, std::string_view parameter_names, text_ran
     if (find_parameter_name(parameter_names, rest, length) == 0) {
       found.add("name-reference", file, {at, at + 1 + word_at(rest).size()}, describe_unknown(rest, names));
     } else if (const std::string_view longest = longest_match(rest, names); longest.size() > length) {
-      const std::string meant(longest);
-      const std::string taken(rest.substr(0, length));
       found.add("name-reference", file, {at, at + 1 + longest.size()},
-                "$" + meant + " is read as $" + taken + ": name " + meant + " before " + taken + " in the header");
+                describe_prefix(std::string(longest), std::string(rest.substr(0, length))));
     }
   }
 }

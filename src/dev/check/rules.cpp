@@ -31,7 +31,7 @@ constexpr rule rules[] = {
     {"name-table", severity::error, "Nothing makes the table before it is read."},
     {"name-column", severity::error, "The table has no column of that name."},
     {"name-file", severity::warning, "The file is not there."},
-    {"logic-word", severity::error, "A number is compared with a word."},
+    {"logic-word", severity::error, "A word where an expression needs a number."},
     {"logic-message", severity::warning, "A message makes the condition true."},
     {"visitor-pattern", severity::warning, "A visitor's value is a regular expression."},
     {"visitor-name", severity::error, "A visitor's value is a name, or evaluated."},

@@ -6,6 +6,7 @@
 #include "core/text.h"
 #include "dev/check/expression_text.h"
 #include "dev/check/expressions_of_call.h"
+#include "dev/check/near_name.h"
 #include "dev/check/page_walk.h"
 #include "dev/check/walk_cells.h"
 #include "dev/check/walk_scopes.h"
@@ -16,7 +17,7 @@ namespace quillet::dev {
 
 namespace {
 
-// Collects the names of an expression, and which of them are compared.
+// Collects the names of an expression, and which of them are asked for equality.
 struct name_reading {
   using value = std::string_view;  // of a name alone
   std::vector<std::string_view> names;
@@ -29,7 +30,7 @@ struct name_reading {
     return expression_status::ok;
   }
   value infix(operation meaning, const value &x, const value &y) {
-    if (meaning >= operation::less && meaning <= operation::not_equal) {
+    if (meaning == operation::equal || meaning == operation::not_equal) {
       for (const value &side : {x, y}) {
         if (!side.empty()) compared.push_back(side);
       }
@@ -210,16 +211,16 @@ void page_walk::check_item(std::string_view name, bool is_compared, const frame 
                          "; write " + call,
                      shown);
   }
-  if (is_compared && colons == std::string_view::npos) {
-    return report_at(
-        name, "logic-word",
-        shown + " is no variable and no column here; an expression compares numbers only, eq compares texts", shown);
+  if (!is_absent && !is_compared) return report_at(name, "name-column", describe_missing_column(*from, column), shown);
+  if (colons != std::string_view::npos) {
+    return report_at(name, is_absent ? "name-table" : "name-column",
+                     is_absent ? describe_missing_table(*table) : describe_missing_column(*from, column), shown);
   }
-  if (!is_absent) {
-    report_at(name, "name-column", describe_missing_column(*from, column), shown);
-  } else if (colons != std::string_view::npos) {
-    report_at(name, "name-table", describe_missing_table(*table), shown);
-  }
+  std::vector<std::string_view> names;
+  for (const auto &known : state_->variables) names.push_back(known->name);
+  std::string advice = ask_for_near_name(name, names);
+  if (advice.empty() && is_compared) advice = "; an expression compares numbers only, eq compares texts";
+  report_at(name, "logic-word", shown + " is no variable and no column here" + advice, shown);
 }
 
 }  // namespace quillet::dev
