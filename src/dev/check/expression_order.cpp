@@ -6,91 +6,13 @@
 #include <random>
 #include <vector>
 
-#include "language/expression_arithmetic.h"
+#include "dev/check/expression_tree.h"
 #include "language/expression_reader.h"
 #include "language/number_reading.h"
 
 namespace quillet::dev {
 
 namespace {
-
-constexpr int no_node = -1;
-
-// A number, a name, or an operator and its operands.
-struct node {
-  enum class kind : std::uint8_t { number, name, prefix, infix } what;
-  operation meaning{};
-  int left = no_node;
-  int right = no_node;  // of a prefix operator, its operand
-  double number = 0;
-  std::size_t name = 0;  // its number among the names
-  text_range range;      // in the expression
-};
-
-// What is read of an expression, in either way.
-class expression_tree {
- public:
-  explicit expression_tree(std::string_view expression) : expression_(expression) {}
-
-  int add_number(double number, std::string_view read) {
-    return add({.what = node::kind::number, .number = number, .range = range_of(read)});
-  }
-  int add_name(std::string_view name) {
-    const auto found = std::find(names_.begin(), names_.end(), name);
-    const auto number = static_cast<std::size_t>(found - names_.begin());
-    if (found == names_.end()) names_.push_back(name);
-    return add({.what = node::kind::name, .name = number, .range = range_of(name)});
-  }
-  int add_prefix(operation meaning, int operand) {
-    return add({.what = node::kind::prefix, .meaning = meaning, .right = operand, .range = nodes_[at(operand)].range});
-  }
-  int add_infix(operation meaning, int left, int right) {
-    const text_range range{nodes_[at(left)].range.begin, nodes_[at(right)].range.end};
-    return add({.what = node::kind::infix, .meaning = meaning, .left = left, .right = right, .range = range});
-  }
-
-  [[nodiscard]] const node &operator[](int index) const { return nodes_[at(index)]; }
-  [[nodiscard]] const std::vector<node> &nodes() const { return nodes_; }
-  [[nodiscard]] std::size_t name_count() const { return names_.size(); }
-
-  // The value of the node with the names' values. Operands come before their operators.
-  [[nodiscard]] double value(int root, const std::vector<double> &names) const {
-    std::vector<double> values(at(root) + 1);
-    for (std::size_t i = 0; i < values.size(); ++i) {
-      const node &each = nodes_[i];
-      switch (each.what) {
-        case node::kind::number:
-          values[i] = each.number;
-          break;
-        case node::kind::name:
-          values[i] = names[each.name];
-          break;
-        case node::kind::prefix:
-          values[i] = apply_prefix(each.meaning, values[at(each.right)]);
-          break;
-        case node::kind::infix:
-          values[i] = apply_infix(each.meaning, values[at(each.left)], values[at(each.right)]);
-      }
-    }
-    return values.back();
-  }
-
- private:
-  static std::size_t at(int index) { return static_cast<std::size_t>(index); }
-  int add(const node &added) {
-    nodes_.push_back(added);
-    return static_cast<int>(nodes_.size()) - 1;
-  }
-  [[nodiscard]] text_range range_of(std::string_view part) const {
-    if (part.empty()) return {};
-    const auto begin = static_cast<std::size_t>(part.data() - expression_.data());
-    return {begin, begin + part.size()};
-  }
-
-  std::string_view expression_;
-  std::vector<std::string_view> names_;
-  std::vector<node> nodes_;
-};
 
 // The language's own reading.
 struct own_reading {
@@ -237,8 +159,8 @@ class usual_reading {
 // Values that names are tried with: everyday ones, and those beside the numbers of the expression.
 std::vector<double> sample_values(const expression_tree &tree) {
   std::vector<double> samples = {0, 1, 2, -1, 0.5, 7};
-  for (const node &each : tree.nodes()) {
-    if (each.what != node::kind::number || samples.size() > 16) continue;
+  for (const expression_node &each : tree.nodes()) {
+    if (each.what != expression_node::kind::number || samples.size() > 16) continue;
     for (const double step : {-1.0, 0.0, 1.0}) samples.push_back(each.number + step);
   }
   return samples;
@@ -272,9 +194,9 @@ text_range with_parentheses(std::string_view expression, text_range range) {
 std::optional<order_surprise> find_operator(std::string_view expression, const expression_tree &tree, int root) {
   std::optional<order_surprise> first;
   for (int i = 0; i <= root; ++i) {
-    const node &each = tree[i];
-    if (each.what != node::kind::infix || tree[each.left].what != node::kind::infix) continue;
-    const node &left = tree[each.left];
+    const expression_node &each = tree[i];
+    if (each.what != expression_node::kind::infix || tree[each.left].what != expression_node::kind::infix) continue;
+    const expression_node &left = tree[each.left];
     if (usual_precedence(left.meaning) >= usual_precedence(each.meaning)) continue;
     const text_range taken = with_parentheses(expression, left.range);
     if (taken.end >= expression.size() || expression[taken.end] == ')') continue;

@@ -21,6 +21,15 @@ bool is_written(const std::vector<std::string> &paths, const std::set<std::strin
   });
 }
 
+// Whether the page calls an operator that writes files.
+bool can_write(const page_files &page) {
+  const std::vector<const document *> files = page.evaluated();
+  return std::any_of(files.begin(), files.end(), [](const document *file) {
+    const auto has = [&](std::string_view call) { return file->text().find(call) != std::string_view::npos; };
+    return has("^save[") || has("^upload[") || has("^counter[") || has("^gif_template[");
+  });
+}
+
 // Whether a mistake that was found before is the reason for this one.
 bool follows_from_another(const walk_finding &each, const finding_list &found) {
   const auto has_any = [&](const document &file, std::initializer_list<std::string_view> rules) {
@@ -58,7 +67,7 @@ void follow_pages(const checked_site &in, finding_list &found) {
   if (missing_files.empty()) return;
   // Another page may write what is missing.
   for (const page_files &page : in.pages) {
-    if (!followed.contains(&page)) follow(page, [](const walk_finding &) {});
+    if (!followed.contains(&page) && can_write(page)) follow(page, [](const walk_finding &) {});
   }
   for (walk_finding &each : missing_files) {
     if (!is_written(each.paths, written)) add(each);
