@@ -53,4 +53,9 @@ std::string ask_for_near_name(std::string_view word, std::span<const std::string
   return nearest.empty() ? std::string() : "; did you mean " + std::string(nearest) + "?";
 }
 
+std::vector<quick_fix> fix_near_name(const document &file, text_range part, std::string_view near) {
+  if (near.empty()) return {};
+  return {{"Change to " + std::string(near), {{file.source_range(part), std::string(near)}}}};
+}
+
 }  // namespace quillet::dev

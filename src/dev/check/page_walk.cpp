@@ -219,6 +219,16 @@ void page_walk::put(const walk_value &value, walk_output &out) {
 
 void page_walk::report(walk_finding found) { findings_.push_back(std::move(found)); }
 
+// An editor can put the right name where the call has the wrong one.
+void page_walk::replace(walk_finding &found, const call &each, std::string_view wrong, std::string_view right) {
+  for (const template_text &parameter : each.parameters) {
+    if (right.empty() || found.file->text(parameter.range) != wrong) continue;
+    found.replaced = parameter.range;
+    found.replacement = std::string(right);
+    return;
+  }
+}
+
 void page_walk::report(std::string_view rule, const call &each, const frame &in, std::string message) {
   report({.rule = rule, .file = in.file, .part = {each.caret(), each.name.end}, .message = std::move(message)});
 }

@@ -27,6 +27,8 @@ struct walk_finding {
   const document *file;
   text_range part;
   std::string message;
+  std::string replacement = {};  // of `replaced`, for editors; nothing when it is empty
+  text_range replaced = {};
   std::vector<visitor_part> visitors = {};  // no mistake when all their sources are checked
   std::optional<std::string> table = {};    // no mistake when `empty` asks for it
   std::vector<std::string> paths = {};      // no mistake when `-f` or `find` asks for one, or the site writes it
@@ -110,6 +112,7 @@ class page_walk {
   std::vector<walk_value> values_of(const call &each, const frame &in);
   void put(const walk_value &value, walk_output &out);
   void report(walk_finding found);
+  static void replace(walk_finding &found, const call &each, std::string_view wrong, std::string_view right);
   void report(std::string_view rule, const call &each, const frame &in, std::string message);
 
   // walk_choices.cpp

@@ -62,7 +62,9 @@ void check_body(const document &file, std::string_view parameter_names, text_ran
     if (rest.starts_with('$') || (!rest.empty() && is_digit(rest.front()))) continue;
     std::size_t length = 0;
     if (find_parameter_name(parameter_names, rest, length) == 0) {
-      found.add("name-reference", file, {at, at + 1 + word_at(rest).size()}, describe_unknown(rest, names));
+      const text_range part{at + 1, at + 1 + word_at(rest).size()};
+      found.add("name-reference", file, {at, part.end}, describe_unknown(rest, names),
+                fix_near_name(file, part, find_near_name(file.text(part), names)));
     } else if (const std::string_view longest = longest_match(rest, names); longest.size() > length) {
       found.add("name-reference", file, {at, at + 1 + longest.size()},
                 describe_prefix(std::string(longest), std::string(rest.substr(0, length))));

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "dev/check/near_name.h"
 #include "dev/check/page_walk.h"
 #include "dev/check/rules.h"
 
@@ -49,7 +50,9 @@ void follow_pages(const checked_site &in, finding_list &found) {
   std::set<std::string> written;
   std::set<const page_files *> followed;
   const auto add = [&](walk_finding &each) {
-    if (!follows_from_another(each, found)) found.add(each.rule, *each.file, each.part, std::move(each.message));
+    if (follows_from_another(each, found)) return;
+    found.add(each.rule, *each.file, each.part, std::move(each.message),
+              fix_near_name(*each.file, each.replaced, each.replacement));
   };
   const auto follow = [&](const page_files &page, const auto &use) {
     page_walk walk(page, in, memory);

@@ -79,7 +79,8 @@ void check_word(const document &file, const call &each, finding_list &found) {
     const std::string near(find_near_name(*word, use.known));
     found.add("name-word", file, each.parameters[0].range,
               std::string(use.effect) + " \"" + *word + "\"; " +
-                  (near.empty() ? "the words are " + list_words(use.known) : "did you mean " + near + "?"));
+                  (near.empty() ? "the words are " + list_words(use.known) : "did you mean " + near + "?"),
+              fix_near_name(file, each.parameters[0].range, near));
   }
 }
 

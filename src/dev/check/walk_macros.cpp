@@ -40,11 +40,13 @@ void page_walk::on_macro(const call &each, const frame &in, walk_output &out) {
   for (const auto &known : state_->macros) names.push_back(known->name);
   std::string message = "nothing defines the macro " + shown_name(name.text);
   if (in.file != page_.page) message += " for " + shown_page();
-  report({.rule = "name-macro",
-          .file = in.file,
-          .part = {each.caret(), each.name.end},
-          .message = message + ask_for_near_name(name.text, names),
-          .macro = name.text});
+  walk_finding missing{.rule = "name-macro",
+                       .file = in.file,
+                       .part = {each.caret(), each.name.end},
+                       .message = message + ask_for_near_name(name.text, names),
+                       .macro = name.text};
+  replace(missing, each, name.text, find_near_name(name.text, names));
+  report(std::move(missing));
 }
 
 void page_walk::on_macro_new(const call &each, const frame &in, walk_output &) {

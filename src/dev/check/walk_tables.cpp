@@ -21,6 +21,12 @@ bool is_number(std::string_view column) {
   return column.find_first_not_of("0123456789") == std::string_view::npos;
 }
 
+std::string_view near_column(const known_table &from, std::string_view column) {
+  if (from.columns == nullptr) return {};
+  const std::vector<std::string_view> names(from.columns->begin(), from.columns->end());
+  return find_near_name(column, names);
+}
+
 std::string shown_table(const std::string &name) {
   return name.empty() ? "current table" : "table " + shown_name(name);
 }
@@ -35,11 +41,13 @@ const known_table *page_walk::read_table(const std::optional<std::string> &name,
   if (state_->tables_unknown || guards_ > 0) return nullptr;
   std::vector<std::string_view> names;
   for (const auto &known : state_->tables) names.push_back(known->name);
-  report({.rule = "name-table",
-          .file = in.file,
-          .part = {each.caret(), each.name.end},
-          .message = describe_missing_table(*name) + ask_for_near_name(*name, names),
-          .table = *name});
+  walk_finding missing{.rule = "name-table",
+                       .file = in.file,
+                       .part = {each.caret(), each.name.end},
+                       .message = describe_missing_table(*name) + ask_for_near_name(*name, names),
+                       .table = *name};
+  replace(missing, each, *name, find_near_name(*name, names));
+  report(std::move(missing));
   // One mistake is enough.
   known_table missed = possible_table();
   missed.name = *name;
@@ -74,8 +82,9 @@ void page_walk::change_table(const call &each, const frame &in, std::string_view
 std::string page_walk::describe_missing_column(const known_table &from, std::string_view column) {
   if (!from.is_named)
     return "the columns of the " + shown_table(from.name) + " have no names; its cells have numbers from 0";
-  std::vector<std::string_view> names(from.columns->begin(), from.columns->end());
-  return "the " + shown_table(from.name) + " has no column " + shown_name(column) + ask_for_near_name(column, names);
+  const std::string near(near_column(from, column));
+  return "the " + shown_table(from.name) + " has no column " + shown_name(column) +
+         (near.empty() ? "" : "; did you mean " + near + "?");
 }
 
 void page_walk::check_column(const known_table *from, const walk_value &column, const call &each, std::size_t index,
@@ -83,11 +92,13 @@ void page_walk::check_column(const known_table *from, const walk_value &column, 
   if (from == nullptr || from->presence != table_presence::present || !from->is_shape_known) return;
   if (!column.is_known() || !column.visitors.empty() || column_of(*from, column.text)) return;
   if (!from->is_named && is_number(column.text)) return;
-  report({.rule = "name-column",
-          .file = in.file,
-          .part = each.parameters[index].range,
-          .message = describe_missing_column(*from, column.text),
-          .data = from->data});
+  walk_finding missing{.rule = "name-column",
+                       .file = in.file,
+                       .part = each.parameters[index].range,
+                       .message = describe_missing_column(*from, column.text),
+                       .data = from->data};
+  replace(missing, each, column.text, near_column(*from, column.text));
+  report(std::move(missing));
 }
 
 void page_walk::on_context(const call &each, const frame &in, walk_output &out) {
