@@ -17,6 +17,7 @@ import instructions  # noqa: E402
 import memory  # noqa: E402
 import pages  # noqa: E402
 import report  # noqa: E402
+import serving  # noqa: E402
 
 BINARIES = pathlib.Path(__file__).resolve().parent.parent / "build/bench/bin"
 SCENARIOS = BINARIES.parent / "scenarios"
@@ -97,6 +98,13 @@ def measure_memory(options):
     return False
 
 
+def measure_serving(options):
+    text = serving.measure(SCENARIOS, options.quillet.resolve().parent, options.names, options.seconds, options.rounds)
+    if options.keep:
+        report.keep("serving", text)
+    return False
+
+
 def main():
     parser = argparse.ArgumentParser(prog="scripts/bench")
     kinds = parser.add_subparsers(required=True)
@@ -111,6 +119,11 @@ def main():
     kind.set_defaults(run=measure_growth)
     kind = kinds.add_parser("memory", help="the most memory that a request has")
     kind.set_defaults(run=measure_memory)
+    kind = kinds.add_parser("serving", help="pages behind nginx, beside other servers")
+    kind.add_argument("names", nargs="*", metavar="W1", help="some of them")
+    kind.add_argument("--seconds", type=int, default=3)
+    kind.add_argument("--rounds", type=int, default=3)
+    kind.set_defaults(run=measure_serving)
     for kind in kinds.choices.values():
         kind.add_argument("--keep", action="store_true", help="write the result into docs/performance.md")
     kind = kinds.add_parser("instructions", help="instruction counts of the pages")

@@ -11,8 +11,8 @@ struct server_options {
   std::string directory = ".";
   std::string status;  // as `socket`; empty: nobody is told
 
-  int processes = 32;  // that answer at the same time
-  int spare = 8;       // that wait for a request, as long as there are fewer than `processes`
+  int processes = 64;  // that answer at the same time
+  int spare = 16;      // that wait for a request, as long as there are fewer than `processes`
   int requests_per_process = 1;
   int waiting = 64;  // requests that wait while all processes are busy; those beyond it get status 503
 

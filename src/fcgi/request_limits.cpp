@@ -31,9 +31,9 @@ void set_lasting_limits(const server_options &options) {
   lower_limit(RLIMIT_FSIZE, static_cast<rlim_t>(options.file) * mebibyte);
 }
 
-void set_processor_time(int seconds) {
+void set_processor_time(int seconds, bool is_new) {
   timespec used{};
-  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &used);
+  if (!is_new) clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &used);
   rlimit limit;
   if (getrlimit(RLIMIT_CPU, &limit) != 0) return;
   limit.rlim_cur = std::min(limit.rlim_max, static_cast<rlim_t>(used.tv_sec) + static_cast<rlim_t>(seconds));

@@ -10,8 +10,8 @@ namespace quillet {
 // For this process and the programs it runs: memory and the size of each file. Limits that are lower already stay.
 void set_lasting_limits(const server_options &options);
 
-// From now on so much more processor time.
-void set_processor_time(int seconds);
+// From now on so much more processor time. A new process has used none yet.
+void set_processor_time(int seconds, bool is_new);
 
 // Bytes of a body.
 [[nodiscard]] long long body_limit(const server_options &options);

@@ -3,6 +3,7 @@
 #include <fcgiapp.h>
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/epoll.h>
 #include <sys/eventfd.h>
 #include <sys/mman.h>
 #include <sys/signalfd.h>
@@ -18,9 +19,12 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <string>
 #include <vector>
 
+#include "core/keyed_hash.h"
+#include "fcgi/large_pages.h"
 #include "fcgi/request_limits.h"
 #include "fcgi/sockets.h"
 #include "fcgi/status.h"
@@ -67,6 +71,7 @@ class server {
 
   bool prepare();
   bool take_sockets();
+  bool watch_for_requests();
   void keep_processes_waiting();
   bool start_process(std::size_t number);
   void handle_signals();
@@ -87,12 +92,14 @@ class server {
   char **arguments_;
   scoreboard *board_ = nullptr;
   std::vector<child> children_;
+  int events_ = -1;
   std::vector<pid_t> helpers_;  // that answer the status
   kept_descriptors kept_;
   int stop_pipe_[2] = {-1, -1};
   int refused_[2] = {-1, -1};
   pid_t refuser_ = 0;
   int signals_ = -1;
+  int ends_ = -1;  // of processes
   int wake_ = -1;
   int service_error_ = -1;
   int first_directory_ = -1;
@@ -140,6 +147,27 @@ bool server::take_sockets() {
   return true;
 }
 
+// The processes wait at one instance, which wakes one of them for a request.
+bool server::watch_for_requests() {
+  events_ = epoll_create1(EPOLL_CLOEXEC);
+  for (const int descriptor : {kept_.listener, kept_.queue_out, stop_pipe_[0]}) {
+    epoll_event event{};
+    event.events = EPOLLIN;
+    event.data.fd = descriptor;
+    if (epoll_ctl(events_, EPOLL_CTL_ADD, descriptor, &event) != 0) return false;
+  }
+  return true;
+}
+
+// Blocks the signals; gives a descriptor that can be read from when one has come.
+int block_signals(std::initializer_list<int> signals) {
+  sigset_t handled;
+  sigemptyset(&handled);
+  for (const int signal : signals) sigaddset(&handled, signal);
+  sigprocmask(SIG_BLOCK, &handled, nullptr);
+  return signalfd(-1, &handled, SFD_CLOEXEC | SFD_NONBLOCK);
+}
+
 bool server::prepare() {
   started_ = milliseconds_now();
   if (!take_sockets()) return false;
@@ -158,20 +186,23 @@ bool server::prepare() {
   // The processes learn of a web server that has gone by their writes. Programs that they run get the default back.
   std::signal(SIGPIPE, [](int) {});
   std::signal(SIGUSR1, SIG_DFL);
-  sigset_t handled;
-  sigemptyset(&handled);
-  for (const int signal : {SIGCHLD, SIGTERM, SIGINT, SIGHUP}) sigaddset(&handled, signal);
-  sigprocmask(SIG_BLOCK, &handled, nullptr);
-  signals_ = signalfd(-1, &handled, SFD_CLOEXEC | SFD_NONBLOCK);
+  signals_ = block_signals({SIGTERM, SIGINT, SIGHUP});
+  ends_ = block_signals({SIGCHLD});
   wake_ = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
 
+  // What every process would otherwise do for itself: the operators, the time zone, the secret of the hash tables.
+  use_large_pages();
   register_all_operators();
+  tzset();
+  static_cast<void>(keyed_hash({}));
   set_lasting_limits(options_);
   board_ = make_scoreboard(options_.processes);
-  if (board_ == nullptr || signals_ < 0 || wake_ < 0 || service_error_ < 0 || pipe2(stop_pipe_, O_CLOEXEC) != 0) {
+  if (board_ == nullptr || signals_ < 0 || ends_ < 0 || wake_ < 0 || service_error_ < 0 ||
+      pipe2(stop_pipe_, O_CLOEXEC) != 0) {
     report("cannot start: %s", std::strerror(errno));
     return false;
   }
+  if (!watch_for_requests()) return false;
   board_->waiting = kept_.waiting;
   children_.resize(static_cast<std::size_t>(options_.processes));
   return true;
@@ -183,7 +214,7 @@ int server::running() const {
 }
 
 worker_place server::place(std::size_t number) {
-  return {options_,      *board_, board_->processes[number],        kept_.listener, kept_.queue_out,
+  return {options_,      *board_, board_->processes[number],        events_,       kept_.listener, kept_.queue_out,
           stop_pipe_[0], wake_,   children_[number].standard_error, service_error_};
 }
 
@@ -222,6 +253,7 @@ bool server::start_process(std::size_t number) {
 }
 
 void server::keep_processes_waiting() {
+  reap();
   constexpr std::int64_t pause = 1000;
   if (milliseconds_now() < start_no_process_before_) return;
   // When the server stops, only what it accepted already is still answered.
@@ -258,8 +290,8 @@ void server::end_of_process(std::size_t number, int status) {
     for (ssize_t n; (n = pread(ended.standard_error, piece, sizeof piece, at)) > 0; at += n) {
       std::fwrite(piece, 1, static_cast<std::size_t>(n), stderr);
     }
+    if (ftruncate(ended.standard_error, 0) != 0) report("standard error: %s", std::strerror(errno));
   }
-  if (ftruncate(ended.standard_error, 0) != 0) ended.standard_error = -1;
   ended.id = 0;
 }
 
@@ -351,17 +383,25 @@ void server::handle_signals() {
     if (signal.ssi_signo == SIGHUP && !stopping_) start_afresh();
     if (signal.ssi_signo == SIGTERM || signal.ssi_signo == SIGINT) stop();
   }
-  reap();
 }
 
+// Under load the server does not wake up for each process that ends: those that have ended are looked for when the next
+// ones are needed, and ten times a second.
 void server::wait_for_events() {
-  pollfd events[4] = {{signals_, POLLIN, 0}, {wake_, POLLIN, 0}, {kept_.status, POLLIN, 0}, {-1, POLLIN, 0}};
-  if (!stopping_ && is_saturated()) events[3].fd = kept_.listener;
-  const std::int64_t now = milliseconds_now();
-  int patience = -1;
-  if (stopping_) patience = 100;
-  if (now < start_no_process_before_) patience = static_cast<int>(start_no_process_before_ - now);
-  if (poll(events, 4, patience) <= 0) return;
+  const bool all_are_busy = is_saturated();
+  const bool is_under_load = !stopping_ && !all_are_busy && running() > board_->idle;
+  pollfd events[] = {{signals_, POLLIN, 0},
+                     {wake_, POLLIN, 0},
+                     {kept_.status, POLLIN, 0},
+                     {!stopping_ && all_are_busy ? kept_.listener : -1, POLLIN, 0},
+                     {is_under_load ? -1 : ends_, POLLIN, 0}};
+  constexpr int tenth_of_a_second = 100;
+  const bool is_pausing = milliseconds_now() < start_no_process_before_;
+  if (poll(events, std::size(events), is_under_load || stopping_ || is_pausing ? tenth_of_a_second : -1) <= 0) return;
+  if (events[4].revents != 0) {
+    signalfd_siginfo signal;
+    while (read(ends_, &signal, sizeof signal) == sizeof signal) continue;
+  }
   if (events[1].revents != 0) {
     std::uint64_t count = 0;
     if (read(wake_, &count, sizeof count) < 0) return;

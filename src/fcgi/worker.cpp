@@ -140,6 +140,16 @@ void pass_on_errors() {
   if (ftruncate(STDERR_FILENO, 0) != 0) return;
 }
 
+// Writes the end of the response and closes the connection. Bytes of a body that nobody has read would make the system
+// drop the response on the way: then the library waits until the web server has closed its end.
+void finish_request() {
+  FCGX_Request &connection = current.connection;
+  const bool is_body_read = FCGX_HasSeenEOF(connection.in) != 0;
+  connection.keepConnection = is_body_read ? 1 : 0;
+  FCGX_Finish_r(&connection);
+  if (is_body_read) close(connection.ipcFd);
+}
+
 // Completes the response and says how the request ended.
 void end_request(int status) {
   if (current.connection.out == nullptr) return;
@@ -150,8 +160,7 @@ void end_request(int status) {
   if (status != 0) board.failed.fetch_add(1, std::memory_order_relaxed);
   constexpr int seen_by_a_shell = 0xff;
   FCGX_SetExitStatus(status & seen_by_a_shell, current.connection.out);
-  FCGX_Finish_r(&current.connection);
-  alarm(0);
+  finish_request();
 }
 
 // For a request that ends the process: whatever the server counts of it is complete.
@@ -169,7 +178,6 @@ bool begin_request(int connection) {
   current.connection.ipcFd = connection;
   current.connection.keepConnection = 1;
   if (FCGX_Accept_r(&current.connection) < 0) return false;
-  current.connection.keepConnection = 0;
   current.head.clear();
   current.head_is_written = false;
   return true;
@@ -237,7 +245,7 @@ int answer(char **own_environment) {
   set_request_environment(current.connection.envp, own_environment);
   name_page();
   note_address();
-  set_processor_time(options.processor_time);
+  set_processor_time(options.processor_time, options.requests_per_process == 1);
   if (const std::string_view status = refusal(options); !status.empty()) {
     refuse(status);
     return exit_answered;
@@ -246,51 +254,27 @@ int answer(char **own_environment) {
   return answer_request(keep_body_for_programs);
 }
 
-// Waits for the next request.
-class request_source {
- public:
-  explicit request_source(const worker_place &place) : place_(place), events_(epoll_create1(EPOLL_CLOEXEC)) {
-    add(place.listener);
-    add(place.queue);
-    add(place.stop);
-  }
-  ~request_source() { close(events_); }
-  request_source(const request_source &) = delete;
-  request_source &operator=(const request_source &) = delete;
-
-  // Its connection; below 0 when the server stops. What the server accepted already is answered all the same.
-  [[nodiscard]] int next() const {
-    for (;;) {
-      epoll_event events[3];
-      const int count = epoll_wait(events_, events, 3, -1);
-      const auto is_ready = [&](int descriptor) {
-        return std::any_of(events, events + std::max(count, 0),
-                           [&](const epoll_event &event) { return event.data.fd == descriptor; });
-      };
-      if (is_ready(place_.queue)) {
-        const int connection = take_connection(place_.queue);
-        if (connection < 0) continue;
-        place_.board.waiting.fetch_sub(1, std::memory_order_relaxed);
-        return connection;
-      }
-      if (is_ready(place_.stop)) return -1;
-      if (!is_ready(place_.listener)) continue;
-      if (const int connection = accept_connection(place_.listener); connection >= 0) return connection;
+// Waits for the next request. Gives its connection; below 0 when the server stops. What the server accepted already is
+// answered all the same.
+int next_connection(const worker_place &place) {
+  for (;;) {
+    epoll_event events[3];
+    const int count = epoll_wait(place.events, events, 3, -1);
+    const auto is_ready = [&](int descriptor) {
+      return std::any_of(events, events + std::max(count, 0),
+                         [&](const epoll_event &event) { return event.data.fd == descriptor; });
+    };
+    if (is_ready(place.queue)) {
+      const int connection = take_connection(place.queue);
+      if (connection < 0) continue;
+      place.board.waiting.fetch_sub(1, std::memory_order_relaxed);
+      return connection;
     }
+    if (is_ready(place.stop)) return -1;
+    if (!is_ready(place.listener)) continue;
+    if (const int connection = accept_connection(place.listener); connection >= 0) return connection;
   }
-
- private:
-  // One process wakes up for one request, not all of them.
-  void add(int descriptor) const {
-    epoll_event event{};
-    event.events = descriptor == place_.stop ? EPOLLIN : EPOLLIN | EPOLLEXCLUSIVE;
-    event.data.fd = descriptor;
-    epoll_ctl(events_, EPOLL_CTL_ADD, descriptor, &event);
-  }
-
-  const worker_place &place_;
-  int events_;
-};
+}
 
 // The process is as if it had answered nothing.
 void forget_everything(char **own_environment) {
@@ -320,15 +304,15 @@ void run_worker(const worker_place &place) {
   dup2(place.standard_error, STDERR_FILENO);
   set_streams({read_body, write_response_bytes});
   set_before_end(end_last_request);
-  const request_source source(place);
   for (int left = place.options.requests_per_process; left > 0; --left) {
-    const int connection = source.next();
+    const int connection = next_connection(place);
     if (connection < 0) std::exit(0);
     leave_idle(place);
     if (begin_request(connection)) {
       const int status = answer(own_environment);
       end_request(status);
       if (left == 1) break;
+      alarm(0);
       forget_everything(own_environment);
       place.score.served.fetch_add(1, std::memory_order_relaxed);
     }
@@ -351,7 +335,7 @@ void run_refuser(const worker_place &place, int channel) {
     setsockopt(connection, SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);
     if (!begin_request(connection)) continue;
     refuse("503 Service Unavailable");
-    FCGX_Finish_r(&current.connection);
+    finish_request();
   }
   std::exit(0);
 }

@@ -11,6 +11,7 @@ struct worker_place {
   const server_options &options;
   scoreboard &board;
   process_score &score;
+  int events;          // an epoll instance: one of the next three can be read from
   int listener;        // where requests come in
   int queue;           // requests that the server accepted while every process was busy
   int stop;            // can be read from when the process is to end

@@ -5,7 +5,7 @@ import subprocess
 import unittest
 
 PROGRAM = os.environ["QUILLET_PROGRAM"]
-PROGRAMS = [PROGRAM, os.path.join(os.path.dirname(PROGRAM), "quillet-database")]
+PROGRAMS = [PROGRAM, *(os.path.join(os.path.dirname(PROGRAM), name) for name in ("quillet-database", "quillet-fcgi"))]
 LIBRARY = os.environ["QUILLET_LIBRARY"]
 
 
