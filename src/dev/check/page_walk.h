@@ -147,7 +147,7 @@ class page_walk {
   void on_eval(const call &each, const frame &in, walk_output &out);
   void read_variable(const call &each, const frame &in, walk_output &out);
   void set_variable(const walk_value &name, known_variable value);
-  void check_expression(const call &each, const template_text &expression, const frame &in);
+  void check_expression(const template_text &parameter, const frame &in);
   using name_reporter =
       std::function<void(std::string_view part, std::string_view rule, std::string message, std::string variable)>;
   void check_item(std::string_view name, bool is_compared, const frame &in, const name_reporter &report_at);

@@ -138,7 +138,7 @@ void page_walk::on_cmp(const call &each, const frame &in, walk_output &out) {
 void page_walk::on_if(const call &each, const frame &in, walk_output &out) {
   value_of(each, 0, in);
   check_message(each, each.parameters[0], in);
-  check_expression(each, each.parameters[0], in);
+  check_expression(each.parameters[0], in);
   // A field that is a number here is one as a whole.
   for (const call &inner : each.parameters[0].calls) {
     if (in.file->text(inner.name) == "number") checked_sources_.insert("form " + value_of(inner, 0, in).text);
@@ -150,7 +150,7 @@ void page_walk::on_while(const call &each, const frame &in, walk_output &out) {
   if (each.parameters.size() != 2) return;
   value_of(each, 0, in);
   loop(&each.parameters[0], each.parameters[1], in, out);
-  check_expression(each, each.parameters[0], in);
+  check_expression(each.parameters[0], in);
 }
 
 void page_walk::on_for(const call &each, const frame &in, walk_output &out) {
@@ -160,7 +160,7 @@ void page_walk::on_for(const call &each, const frame &in, walk_output &out) {
   counter.value.add_unknown();
   set_variable(name, counter);
   for (const std::size_t i : {1UL, 2UL}) {
-    if (i < each.parameters.size()) check_expression(each, each.parameters[i], in);
+    if (i < each.parameters.size()) check_expression(each.parameters[i], in);
   }
   if (each.parameters.size() > 3) loop(nullptr, each.parameters[3], in, out);
   set_variable(name, counter);

@@ -41,8 +41,9 @@ void page_walk::check_message(const call &condition, const template_text &part, 
     const walk_value what = value_of(*asked, 1, in);
     if (!what.is("name") && !what.is("size") && !what.is("value") && !what.is("uuencode")) return;
     const walk_value field = value_of(*asked, 0, in);
+    const std::string written(in.file->text(asked->parameters[0].range));
     found.message = "without a file upload gives a message, which " + shown + " takes for a value; ask ^eq[^form[" +
-                    field.text + "];(file);...] first";
+                    written + "];(file);...] first";
     found.visitors = {{"form " + field.text, in.file, found.part, 0}};
   } else if (shown != "if" && name == "eval" && has_text(*in.file, asked->parameters[0])) {
     found.message = "eval gives a value or a message, never nothing: " + shown + " has no choice";

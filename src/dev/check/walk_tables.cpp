@@ -89,7 +89,7 @@ std::string page_walk::describe_missing_column(const known_table &from, std::str
 
 void page_walk::check_column(const known_table *from, const walk_value &column, const call &each, std::size_t index,
                              const frame &in) {
-  if (from == nullptr || from->presence != table_presence::present || !from->is_shape_known) return;
+  if (from == nullptr || !from->is_shape_known) return;
   if (!column.is_known() || !column.visitors.empty() || column_of(*from, column.text)) return;
   if (!from->is_named && is_number(column.text)) return;
   walk_finding missing{.rule = "name-column",

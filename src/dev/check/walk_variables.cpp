@@ -54,6 +54,10 @@ std::size_t find_quoted_text(std::string_view expression) {
   return std::string_view::npos;
 }
 
+std::string describe_misread(const std::string &name, const std::string &value, const std::string &taken) {
+  return "by its name " + name + ", \"" + value + "\", is read as " + taken + "; write ^var[" + name + "]";
+}
+
 bool is_computed_operation(std::string_view operation) {
   return operation.size() == 1 && std::string_view("+-*/").find(operation.front()) != std::string_view::npos;
 }
@@ -109,7 +113,7 @@ void page_walk::on_var(const call &each, const frame &in, walk_output &out) {
     set.value.add_unknown();
     if (values[1].is("+")) check_whole_addition(each, values[2], in);
     if (values[1].is_known() && !is_computed_operation(values[1].text)) {
-      check_expression(each, each.parameters[2], in);
+      check_expression(each.parameters[2], in);
       const char letter = conversion_letter(values[1].text);
       set.has_decimals = letter != '\0' && find_integer_letter(values[1].text) == std::string::npos &&
                          std::string_view("fF").find(letter) != std::string_view::npos &&
@@ -121,7 +125,7 @@ void page_walk::on_var(const call &each, const frame &in, walk_output &out) {
 
 void page_walk::on_eval(const call &each, const frame &in, walk_output &out) {
   values_of(each, in);
-  check_expression(each, each.parameters[0], in);
+  check_expression(each.parameters[0], in);
   out.unknown();
 }
 
@@ -145,15 +149,15 @@ void page_walk::check_whole_addition(const call &each, const walk_value &operand
     if (read != nullptr && read->has_decimals) fraction = read->name;
   }
   if (fraction.empty()) return;
-  const walk_value sum = value_of(each, 0, in);
+  const std::string sum(in.file->text(each.parameters[0].range));
   report({.rule = "logic-number",
           .file = in.file,
           .part = each.parameters[1].range,
-          .message = "\"+\" adds whole numbers, and " + fraction + " loses its fraction; write ^var[" + sum.text +
-                     ";%.2f;^var[" + sum.text + "] + " + std::string(in.file->text(written.range)) + "]"});
+          .message = "\"+\" adds whole numbers, and " + fraction + " loses its fraction; write ^var[" + sum +
+                     ";%.2f;^var[" + sum + "] + " + std::string(in.file->text(written.range)) + "]"});
 }
 
-void page_walk::check_expression(const call &, const template_text &parameter, const frame &in) {
+void page_walk::check_expression(const template_text &parameter, const frame &in) {
   const expression_text expression = read_expression_text(in.file->text(), parameter);
   const auto report_at = [&](std::string_view part, std::string_view rule, std::string message, std::string variable) {
     const auto begin = static_cast<std::size_t>(part.data() - expression.bytes.data());
@@ -164,8 +168,9 @@ void page_walk::check_expression(const call &, const template_text &parameter, c
             .variable = std::move(variable)});
   };
   if (const std::size_t quoted = find_quoted_text(expression.bytes); quoted != std::string_view::npos) {
-    return report_at(std::string_view(expression.bytes).substr(quoted, 1), "logic-word",
-                     "an expression compares numbers only, eq compares texts", "");
+    const std::string_view bytes = expression.bytes;
+    return report_at(bytes.substr(quoted, 1), "logic-word", "an expression compares numbers only, eq compares texts",
+                     "");
   }
   name_reading machine;
   if (expression_reader<name_reading>(expression.bytes, machine).run().status != expression_status::ok) return;
@@ -175,10 +180,7 @@ void page_walk::check_expression(const call &, const template_text &parameter, c
     if (const known_variable *const read = state_->variables.find(name); read != nullptr) {
       const std::optional<std::string> taken = misread_number(read->value.text);
       if (!taken || !read->value.is_known()) continue;
-      report_at(name, "logic-number",
-                "by its name " + shown + ", \"" + read->value.text + "\", is read as " + *taken + "; write ^var[" +
-                    shown + "]",
-                "");
+      report_at(name, "logic-number", describe_misread(shown, read->value.text, *taken), "");
       continue;
     }
     if (state_->variables_unknown) continue;
