@@ -105,6 +105,10 @@ class Places(DevSite):
         self.assert_places({"www/page.html": "^include[a.html]\n^include[a.html]", "www/a.html": "#\nx ^nosuch[]"},
                            "www/a.html:2:3: [invalid operator nosuch]", "www/a.html:2:3: [invalid operator nosuch]")
 
+    def test_a_file_that_changes_while_the_page_runs(self):
+        self.assert_places("^save[a.html;^^one[]]^include[_a.html]^save[a.html;\n ^^two[]]^include[_a.html]",
+                           "www/_a.html:1:1: [invalid operator one]", "www/_a.html:2:2: [invalid operator two]")
+
     def test_loops(self):
         self.assert_places("^for[i;1;9;\n^for[k;1;9;\n ^nosuch[]]]",
                            "www/page.html:3:2: [invalid operator nosuch] (81 times)")

@@ -13,6 +13,8 @@ namespace {
 // Values that nobody evaluates again fill up the list; a page that makes more has lost the oldest.
 constexpr std::size_t most_values = 2000;
 constexpr std::size_t longest_value = 64 * 1024;
+// A page that evaluates ever other values is not held up by it.
+constexpr std::size_t most_searches = 5000;
 
 std::uintptr_t address_of(const char *byte) { return reinterpret_cast<std::uintptr_t>(byte); }
 
@@ -46,12 +48,18 @@ void provenance::add_text(std::string_view bytes, std::vector<piece> pieces) {
 
 int provenance::add_file(std::string_view path, std::string_view bytes, std::string_view kept,
                          std::span<const kept_piece> kept_pieces) {
-  const int number = static_cast<int>(paths_.size());
+  // A file that is included again and again is one file, as long as it stays the same.
+  const auto known = last_numbers_.find(path);
+  const bool is_known = known != last_numbers_.end() && files_[static_cast<std::size_t>(known->second)].bytes == bytes;
+  const int number = is_known ? known->second : static_cast<int>(paths_.size());
+  if (!is_known) {
+    paths_.emplace_back(path);
+    files_.push_back({std::string(bytes), find_line_starts(bytes)});
+    last_numbers_.insert_or_assign(std::string(path), number);
+  }
   std::vector<piece> pieces;
   for (const kept_piece &each : kept_pieces) pieces.push_back({each.at, {number, each.source}});
   add_text(kept, std::move(pieces));
-  paths_.emplace_back(path);
-  files_.push_back({std::string(bytes), find_line_starts(bytes)});
   return number;
 }
 
@@ -114,18 +122,14 @@ origin provenance::origin_of(std::string_view from) const {
 }
 
 // A call that only one of the files has, and only once.
-std::optional<origin> provenance::search_files(std::string_view call) const {
+std::optional<origin> provenance::search_files(std::string_view call) {
   std::optional<origin> found;
-  if (call.size() < 3) return found;
-  for (std::size_t file = 0; file < files_.size(); ++file) {
-    // Of a file that was read several times the last reading counts.
-    if (std::find(paths_.begin() + static_cast<std::ptrdiff_t>(file) + 1, paths_.end(), paths_[file]) != paths_.end()) {
-      continue;
-    }
-    const std::string_view bytes = files_[file].bytes;
+  if (call.size() < 3 || ++searches_ > most_searches) return found;
+  for (const auto &[path, file] : last_numbers_) {
+    const std::string_view bytes = files_[static_cast<std::size_t>(file)].bytes;
     for (std::size_t at = 0; (at = bytes.find(call, at)) != std::string_view::npos; ++at) {
       if (found) return std::nullopt;
-      found = origin{static_cast<int>(file), at};
+      found = origin{file, at};
     }
   }
   return found;

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <map>
 #include <optional>
 #include <span>
@@ -78,10 +79,12 @@ class provenance {
   [[nodiscard]] static std::vector<piece>::const_iterator piece_after(const known_text &in, std::size_t offset);
   [[nodiscard]] static origin origin_at(const known_text &in, std::size_t offset);
   [[nodiscard]] std::vector<caret> carets_of(std::string_view value) const;
-  [[nodiscard]] std::optional<origin> search_files(std::string_view call) const;
+  [[nodiscard]] std::optional<origin> search_files(std::string_view call);
 
   std::vector<std::string> paths_;
   std::vector<file_bytes> files_;
+  std::map<std::string, int, std::less<>> last_numbers_;  // by path
+  std::size_t searches_ = 0;
   std::map<std::uintptr_t, known_text> texts_;  // by the address of their first byte
   std::deque<made_value> values_;               // the latest last
 };
