@@ -131,6 +131,23 @@ class Places(DevSite):
                             "www/_goods": "# c\n\nname\tcode\nA\t^nosuch[1]\n"},
                            "www/_goods:4:3: [invalid operator nosuch]")
 
+    def test_equal_calls_are_told_apart(self):
+        self.assert_places("@a[x]\n$x ^nosuch[]\n@b[x]\n$x ^nosuch[]\n@main\n^macro[a;^nosuch[]]^macro[b;^nosuch[]]",
+                           "www/page.html:6:10: [invalid operator nosuch]", "www/page.html:2:4: [invalid operator nosuch]",
+                           "www/page.html:6:29: [invalid operator nosuch]", "www/page.html:4:4: [invalid operator nosuch]")
+
+    def test_a_call_that_may_be_either_of_two_is_where_it_is_evaluated(self):
+        self.assert_places({"www/page.html": "^load[named;goods]^menu[^process[^item[code]];]",
+                            "www/_goods": "code\n^nosuch[1]\n^nosuch[1]\n"},
+                           "www/page.html:1:25: in a value evaluated here: [invalid operator nosuch] (2 times)")
+
+    def test_calls_inside_each_other_are_one_link(self):
+        notes = self.notes("@down[n]\n^if[$n>0;^macro[down;^eval[$n-1]];^nosuch[]]\n@main\n^macro[down;3]")
+        self.assertEqual(notes, ["www/page.html:2:35: [invalid operator nosuch]",
+                                 "    in macro down, from www/page.html:2:10 (3 times)",
+                                 "    in macro down, from www/page.html:4:1",
+                                 "    in macro main, from www/page.html:4:1"])
+
     def test_a_value_of_a_visitor_evaluated_is_where_that_happens(self):
         notes = self.notes("x\n ^process[^form[x]]", "x=^nosuch[]")
         self.assertEqual(notes, ["www/page.html:2:2: in a value evaluated here: [invalid operator nosuch]"])
@@ -264,6 +281,11 @@ class Profiles(DevSite):
             words = line.split()
             if words and words[-1] == "for":
                 self.assertGreater(float(words[1]), float(words[2]))
+
+    def test_calls_inside_each_other_count_once_in_the_total(self):
+        lines = self.notes("@down[n]\n^if[$n>0;^macro[down;^eval[$n-1]];x]\n@main\n^macro[down;50]", "--profile")
+        total = {" ".join(line.split()[3:]): float(line.split()[1]) for line in lines if line[:9].strip().isdigit()}
+        self.assertLessEqual(total["macro down"], total["macro main"])
 
     def test_folded_stacks(self):
         lines = self.notes("@slow\n^for[i;1;20000;x]\n@main\n^macro[slow]", "--profile=folded")

@@ -21,6 +21,7 @@ class AsApache(PageRequests, ServedByDev):
 
 class Files(ServedByDev):
     files = {"www/style.css": "a{}", "www/shop/index.html": "the shop", "www/empty/x.txt": "x", "www/a.gif": b"GIF",
+             "www/odd.html/inner.txt": "x",
              "www/page.html": "^header[Status;404 Not Found]^header[X;1]none", "www/away.html": "^header[Location;http://x/]a",
             
              "www/user.html": "(^env[REMOTE_USER]|^env[HTTP_AUTHORIZATION]|^env[HTTP_PROXY]|^env[SERVER_PORT])"}
@@ -36,6 +37,9 @@ class Files(ServedByDev):
 
     def test_a_folder_without_an_index_page_is_refused(self):
         self.assertEqual(self.ask("/empty/").status, 403)
+
+    def test_nothing_is_found_in_a_folder_with_the_name_of_a_page(self):
+        self.assertEqual(self.ask("/odd.html/inner.txt").status, 404)
 
     def test_a_file_takes_no_post(self):
         self.assertEqual(self.post("/style.css", "a=1").status, 405)
