@@ -83,9 +83,10 @@ std::string describe(workspace &files, const document &file, const symbol &name)
       return describe_places(files, file, name, "table");
     case symbol_kind::argument:
       return fenced(file.text(name.macro->header)) + "\nargument `" + name.name + "`";
-    case symbol_kind::file:
-      for (const found_place &each : find_definitions(files, file, name)) return "file `" + shown_path(each.path) + "`";
-      return {};
+    case symbol_kind::file: {
+      const std::vector<found_place> found = find_definitions(files, file, name);
+      return found.empty() ? std::string() : "file `" + shown_path(found.front().path) + "`";
+    }
     case symbol_kind::column:
       return {};
   }
