@@ -23,7 +23,7 @@ namespace quillet::dev {
 
 namespace {
 
-constexpr int milliseconds_of_grace = 1000;
+constexpr int milliseconds_of_grace = 10000;  // what was seen is written meanwhile
 constexpr int status_not_started = 127;
 
 [[noreturn]] void fail(const char *what) { throw std::runtime_error(std::string(what) + ": " + std::strerror(errno)); }
