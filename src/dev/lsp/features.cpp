@@ -27,8 +27,7 @@ struct features::place {
 namespace {
 
 // The colors' names in the order of `color`.
-constexpr std::array color_names = {"comment",   "function", "macro",    "variable",
-                                    "parameter", "type",     "property", "operator"};
+constexpr std::array color_names = {"comment", "function", "macro", "variable", "parameter", "type", "property"};
 
 std::string path_of(const json &params) {
   return path_of_uri(params.at("textDocument").at("uri").get_ref<const std::string &>());
@@ -228,11 +227,12 @@ json features::symbols(const json &params) {
   const auto write = [&](const auto &self, const std::vector<outline_part> &parts) -> json {
     json list = json::array();
     for (const outline_part &each : parts) {
-      list.push_back({{"name", each.name},
-                      {"kind", symbol_number(each.what)},
-                      {"range", range(file->source(), each.range)},
-                      {"selectionRange", range(file->source(), each.name_range)},
-                      {"children", self(self, each.parts)}});
+      json part = {{"name", each.name},
+                   {"kind", symbol_number(each.what)},
+                   {"range", range(file->source(), each.range)},
+                   {"selectionRange", range(file->source(), each.name_range)}};
+      if (!each.parts.empty()) part["children"] = self(self, each.parts);
+      list.push_back(std::move(part));
     }
     return list;
   };

@@ -66,10 +66,7 @@ class painter {
   }
 
   void add_call(const call &each) {
-    if (file_.text(each.name) == "rem") return add_text(each.range, color::comment);
-    add_text({each.caret(), each.caret() + 1}, color::punctuation);
-    add_text({each.bracket(), each.bracket() + 1}, color::punctuation);
-    add_text({each.range.end - 1, each.range.end}, color::punctuation);
+    if (file_.text(each.name) == "rem") add_text(each.range, color::comment);
   }
 
   void add_symbol(const symbol &each) {
@@ -115,10 +112,10 @@ std::vector<outline_part> find_outline(const document &file) {
                        file.source_range(each.name),
                        {}});
   }
-  std::set<std::pair<const macro_block *, std::string>> known;
+  std::set<std::pair<outline_part::kind, std::string>> known;
   for (const symbol &each : find_symbols(file)) {
     const std::optional<outline_part::kind> kind = outline_kind(each);
-    if (!kind || !known.emplace(each.macro, each.name).second) continue;
+    if (!kind || !known.emplace(*kind, each.name).second) continue;
     auto &parts = each.macro == nullptr ? outline : outline[part_of[each.macro]].parts;
     parts.push_back({*kind, each.name, file.source_range(each.where->range), file.source_range(each.range), {}});
   }

@@ -16,10 +16,10 @@ struct outline_part {
   std::vector<outline_part> parts;
 };
 
-// The macros with the variables and tables that they set; of a page without macros these alone.
+// The macros with the variables and tables that are set in them first; of a page without macros these alone.
 [[nodiscard]] std::vector<outline_part> find_outline(const document &file);
 
-enum class color { comment, operator_name, macro, variable, argument, table, column, punctuation };
+enum class color { comment, operator_name, macro, variable, argument, table, column };
 
 struct colored_part {
   text_range range;  // in the file's bytes, on one line

@@ -10,6 +10,7 @@ namespace {
 // The length of the code point at the front of the bytes; 1 where they are not valid UTF-8.
 std::size_t code_point_length(std::string_view bytes) {
   const auto lead = static_cast<unsigned char>(bytes.front());
+  if (lead < 0x80) return 1;
   const std::size_t length = lead >= 0xF0 && lead < 0xF8   ? 4
                              : lead >= 0xE0 && lead < 0xF0 ? 3
                              : lead >= 0xC2 && lead < 0xE0 ? 2
