@@ -25,6 +25,14 @@ bool finding_list::has(std::string_view rule, const std::string &path) const {
                      [&](const finding &each) { return each.rule == rule && each.path == path; });
 }
 
+bool finding_list::has_within(std::string_view rule, const document &file, text_range part) const {
+  const text_range range = file.source_range(part);
+  return std::any_of(findings_.begin(), findings_.end(), [&](const finding &each) {
+    return each.rule == rule && range.begin <= each.range.begin && each.range.begin < range.end &&
+           each.path == file.path();
+  });
+}
+
 std::vector<finding> finding_list::take() {
   const auto key = [](const finding &each) { return std::tie(each.path, each.range.begin, each.rule); };
   std::stable_sort(findings_.begin(), findings_.end(),

@@ -46,6 +46,9 @@ class finding_list {
   // Whether that rule has found something in the file so far.
   [[nodiscard]] bool has(std::string_view rule, const std::string &path) const;
 
+  // Whether it has found something in a part of the document's text.
+  [[nodiscard]] bool has_within(std::string_view rule, const document &file, text_range part) const;
+
   // Sorted by file and place. Of equal findings, and of those that one rule has at one place, the first one stays.
   [[nodiscard]] std::vector<finding> take();
 

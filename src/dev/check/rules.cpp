@@ -5,6 +5,7 @@
 
 namespace quillet::dev {
 
+file_rule check_brackets;
 file_rule check_call_names;
 file_rule check_call_counts;
 page_rule check_page_main;
@@ -18,8 +19,11 @@ site_rule follow_pages;
 namespace {
 
 constexpr rule rules[] = {
+    {"call-unclosed", severity::error, "A bracket is missing, closes too late, or closes nothing.", check_brackets},
+    {"call-backtick", severity::error, "A single backtick hides a bracket."},
     {"call-unknown", severity::error, "The operator does not exist.", check_call_names},
     {"call-count", severity::error, "The call has a wrong number of parameters.", check_call_counts},
+    {"call-ignored", severity::warning, "A parameter, or a part of the text, has no effect."},
     {"page-main", severity::error, "A page with definitions has no macro main.", nullptr, check_page_main},
     {"name-reference", severity::error, "A reference matches no parameter of the macro, or another one.",
      check_references},
