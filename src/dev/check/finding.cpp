@@ -33,6 +33,16 @@ bool finding_list::has_within(std::string_view rule, const document &file, text_
   });
 }
 
+bool finding_list::says(std::string_view rule, std::string_view part_of_message) const {
+  return std::any_of(findings_.begin(), findings_.end(), [&](const finding &each) {
+    return each.rule == rule && each.message.find(part_of_message) != std::string::npos;
+  });
+}
+
+bool finding_list::is_first_look(std::string_view rule, const document &file) {
+  return looks_.emplace(rule, &file).second;
+}
+
 std::vector<finding> finding_list::take() {
   const auto key = [](const finding &each) { return std::tie(each.path, each.range.begin, each.rule); };
   std::stable_sort(findings_.begin(), findings_.end(),
@@ -40,6 +50,13 @@ std::vector<finding> finding_list::take() {
   findings_.erase(std::unique(findings_.begin(), findings_.end(),
                               [&](const finding &a, const finding &b) { return key(a) == key(b); }),
                   findings_.end());
+  std::set<std::pair<std::string, std::size_t>> unclosed;
+  for (const finding &each : findings_) {
+    if (each.rule == "call-unclosed") unclosed.emplace(each.path, each.range.begin);
+  }
+  std::erase_if(findings_, [&](const finding &each) {
+    return each.rule != "call-unclosed" && unclosed.contains({each.path, each.range.begin});
+  });
   return std::exchange(findings_, {});
 }
 

@@ -1,8 +1,10 @@
 // What a check finds.
 #pragma once
 
+#include <set>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "dev/page/document.h"
@@ -49,11 +51,19 @@ class finding_list {
   // Whether it has found something in a part of the document's text.
   [[nodiscard]] bool has_within(std::string_view rule, const document &file, text_range part) const;
 
-  // Sorted by file and place. Of equal findings, and of those that one rule has at one place, the first one stays.
+  // Whether a finding of the rule says that, in whatever file.
+  [[nodiscard]] bool says(std::string_view rule, std::string_view part_of_message) const;
+  // True the first time that this is asked for the rule and the file: what a page's rule looks at in a file that many
+  // pages use needs only one look.
+  [[nodiscard]] bool is_first_look(std::string_view rule, const document &file);
+
+  // Sorted by file and place. Of those that one rule has at one place the first one stays; where a bracket is
+  // missing, no other rule is heard.
   [[nodiscard]] std::vector<finding> take();
 
  private:
   std::vector<finding> findings_;
+  std::set<std::pair<std::string_view, const document *>> looks_;
 };
 
 }  // namespace quillet::dev

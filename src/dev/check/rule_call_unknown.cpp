@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "core/operators.h"
-#include "dev/check/nearest_name.h"
+#include "dev/check/near_name.h"
 #include "dev/check/rules.h"
 
 namespace quillet::dev {
@@ -21,7 +21,7 @@ bool is_word(std::string_view name) {
 std::string_view nearest_operator(std::string_view name) {
   std::vector<std::string_view> names;
   for (const operator_entry &each : registered_operators()) names.push_back(each.name);
-  return nearest_name(name, names);
+  return find_near_name(name, names);
 }
 
 bool is_macro(std::string_view name, const checked_site &in) {

@@ -76,6 +76,7 @@ void check_word(const document &file, const call &each, finding_list &found) {
     if (use.name != name || count < use.least_parameters || count > use.most_parameters) continue;
     const std::optional<std::string> word = literal_parameter(file, each, 0);
     if (!word || is_known(use, *word) || (word->empty() && name == "optimize")) return;
+    if (found.has_within("call-ignored", file, each.range)) return;  // a ";" has made a word of what is none
     const std::string near(find_near_name(*word, use.known));
     found.add("name-word", file, each.parameters[0].range,
               std::string(use.effect) + " \"" + *word + "\"; " +

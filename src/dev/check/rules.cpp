@@ -8,7 +8,17 @@ namespace quillet::dev {
 file_rule check_brackets;
 file_rule check_call_names;
 file_rule check_call_counts;
+page_rule check_macro_arguments;
+file_rule check_text_lines;
+file_rule check_marks;
+page_rule check_charset;
+file_rule check_config_cells;
+page_rule check_data_cells;
+file_rule check_case_order;
 page_rule check_page_main;
+file_rule check_autoexec;
+site_rule check_unused_macros;
+page_rule check_server_errors;
 
 file_rule check_references;
 file_rule check_words;
@@ -23,8 +33,18 @@ constexpr rule rules[] = {
     {"call-backtick", severity::error, "A single backtick hides a bracket."},
     {"call-unknown", severity::error, "The operator does not exist.", check_call_names},
     {"call-count", severity::error, "The call has a wrong number of parameters.", check_call_counts},
-    {"call-ignored", severity::warning, "A parameter, or a part of the text, has no effect."},
+    {"call-ignored", severity::warning, "A parameter, or a part of the text, has no effect.", nullptr,
+     check_macro_arguments},
+    {"text-line", severity::warning, "A line vanishes or defines a macro, or a text is never shown.", check_text_lines},
+    {"text-bytes", severity::error, "A byte order mark, or bytes that are none of the page's charset.", check_marks,
+     check_charset},
+    {"text-cells", severity::warning, "A row has other cells than the table's header.", check_config_cells,
+     check_data_cells},
+    {"case-order", severity::warning, "A case can never be chosen.", check_case_order},
     {"page-main", severity::error, "A page with definitions has no macro main.", nullptr, check_page_main},
+    {"page-autoexec", severity::warning, "The output of autoexec is lost.", check_autoexec},
+    {"server-error", severity::warning, "No macro says what to show when the database server is down.", nullptr,
+     check_server_errors},
     {"name-reference", severity::error, "A reference matches no parameter of the macro, or another one.",
      check_references},
     {"name-word", severity::error, "A word means nothing to the operator.", check_words},
@@ -41,6 +61,7 @@ constexpr rule rules[] = {
     {"visitor-name", severity::error, "A visitor's value is a name, or evaluated."},
     {"visitor-quoting", severity::error, "A visitor's value is inserted without the escaping of its place."},
     {"walk-change", severity::error, "A table is changed inside its own walk."},
+    {"macro-unused", severity::warning, "Nothing calls the macro.", nullptr, nullptr, check_unused_macros},
 };
 
 }  // namespace
