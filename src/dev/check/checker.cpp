@@ -141,7 +141,11 @@ checked_site checker::find_pages(const std::vector<std::string> &paths) {
   }
   // What is merely included is no page.
   std::erase_if(in.pages, [&](const page_files &each) {
-    return each.page->macros().empty() && included.contains(each.page->path());
+    const std::vector<macro_block> &macros = each.page->macros();
+    const bool has_main = std::any_of(macros.begin(), macros.end(), [&](const macro_block &defined) {
+      return each.page->text(defined.name) == "main";
+    });
+    return !has_main && included.contains(each.page->path());
   });
   in.is_whole = !site_.folders().is_guessed || std::any_of(paths.begin(), paths.end(), [&](const std::string &each) {
     return each == site_.folders().root;
@@ -162,7 +166,10 @@ std::vector<finding> checker::check(const std::vector<std::string> &paths, std::
     }
   }
   const std::string &work = site_.folders().work;
-  if (!pages.empty() && !work.empty()) to.add(site_.find(work + "/.profile", document_kind::data));
+  if (!pages.empty() && !work.empty()) {
+    to.add(site_.find(work + "/.profile", document_kind::data));
+    to.add(site_.find(work + "/_macro.cfg", document_kind::macros));  // one without macros is not used, by mistake
+  }
   for (const std::string &folder : folders_of(pages, site_.folders().root)) {
     to.add(site_.find(folder + "/.htaccess", document_kind::data));
   }

@@ -33,22 +33,29 @@ std::string_view trimmed(std::string_view text) {
 // "#side {", "#side, .main {", "#side h2,": what follows the "#".
 bool is_style_rule(std::string_view rest) {
   const std::string_view name = leading_name(rest);
-  if (name.empty() || is_digit(name.front())) return false;
+  if (name.empty() || is_digit(name.front()) || name.front() == '-') return false;
   const std::string_view after = trimmed(rest.substr(name.size()));
   if (after.find_first_of("<^") != std::string_view::npos) return false;
   const std::size_t brace = after.find('{');
-  if (brace != std::string_view::npos) return after.substr(0, brace).find_first_of("?!") == std::string_view::npos;
+  if (brace != std::string_view::npos) {
+    const std::string_view selector = after.substr(0, brace);
+    const std::string_view declarations = trimmed(after.substr(brace + 1));
+    return selector.find_first_of("?!") == std::string_view::npos && selector.find(": ") == std::string_view::npos &&
+           (declarations.empty() || declarations.find(':') != std::string_view::npos);
+  }
   return after == "," || (after.ends_with(',') && after.find_first_of(".:>+~[") != std::string_view::npos);
 }
 
-// "#fff;", "#1F3F77 solid;", "#fff}": a color, and a value that ends.
+// "#fff;", "#1F3F77, #fff);", "#fff}": a color, and a value that ends.
 bool is_color_value(std::string_view rest) {
   const std::string_view digits = leading_name(rest);
   if (digits.size() != 3 && digits.size() != 6 && digits.size() != 8) return false;
   if (digits.find_first_not_of("0123456789abcdefABCDEF") != std::string_view::npos) return false;
   const std::string_view after = trimmed(rest.substr(digits.size()));
-  return !after.empty() &&
-         (after.ends_with(';') || after.ends_with('}') || after.front() == '"' || after.front() == ',');
+  constexpr std::string_view ends = ";\"',})";
+  constexpr std::string_view line_ends = ";\"',})>{";
+  return !after.empty() && ends.find(after.front()) != std::string_view::npos &&
+         line_ends.find(after.back()) != std::string_view::npos;
 }
 
 // "#top">Up</a>": the rest of a tag that an earlier line has begun.
@@ -61,7 +68,7 @@ bool ends_attribute(std::string_view rest) {
 // "#side.hidden = 1" and the like in a script cannot begin a line; a private field "#count = 0;" can.
 bool is_field(std::string_view rest) {
   const std::string_view name = leading_name(rest);
-  if (name.empty() || is_digit(name.front())) return false;
+  if (name.empty() || is_digit(name.front()) || name.front() == '-') return false;
   const std::string_view after = trimmed(rest.substr(name.size()));
   return after == ";" || (after.starts_with('=') && after.ends_with(';'));
 }
