@@ -42,11 +42,14 @@ def check_page(page):
         if not finding:
             continue
         examples += 1
-        page_only = {} if finding["path"] == "page.html" else {"page.html": "x\n"}
-        found = check({**files, **page_only, finding["path"]: blocks[i - 1]})
+        # Examples of macros have a page that may call any of them, those of other rules a site that is whole.
+        page_only = {} if finding["path"] == "page.html" else {"page.html": "^macro[^env[HOST]]\n"}
+        if page.stem != "server-error":
+            page_only["_macro.cfg"] = "@SERVER_ERROR\nLater.\n"
+        found = check({**page_only, **files, finding["path"]: blocks[i - 1]})
         if found != block or finding["rule"] != page.stem:
             failures.append(f"{page}: the wrong example gives\n{found}")
-        found = check({**files, **page_only, finding["path"]: blocks[i + 1]}) if i + 1 < len(blocks) else "nothing"
+        found = check({**page_only, **files, finding["path"]: blocks[i + 1]}) if i + 1 < len(blocks) else "nothing"
         if found:
             failures.append(f"{page}: the right example gives\n{found}")
     return examples, failures
