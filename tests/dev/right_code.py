@@ -29,7 +29,7 @@ import run_cases  # noqa: E402
 
 HERE = Path(__file__).resolve().parent
 ROOT = HERE.parent.parent
-PROGRAM = os.environ["QUILLET_CHECK_SITES"]
+PROGRAM = str(Path(os.environ.get("QUILLET_CHECK_SITES", "build/asan/bin/dev_check_sites")).resolve())
 FINDING = re.compile(r"\[([a-z-]+)\]$|^(problem): ", re.M)
 
 

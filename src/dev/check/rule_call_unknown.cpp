@@ -39,7 +39,7 @@ void report(const document &file, const call &each, const checked_site &in, find
   const std::string name(file.text(each.name));
   const text_range range = file.source_range(each.name);
   const auto add = [&](std::string message, std::vector<quick_fix> fixes) {
-    found.add("call-unknown", file, {each.caret(), each.bracket() + 1}, std::move(message), std::move(fixes));
+    found.add("call-unknown", file, {each.caret(), each.name.end}, std::move(message), std::move(fixes));
   };
   const quick_fix literal{"Write ^^ for a ^", {{{range.begin, range.begin}, "^"}}};
   if (!is_word(name)) {
