@@ -94,7 +94,7 @@ class count_check {
   }
 
   void wrong(const call &each, std::string message) {
-    found_.add("call-count", file_, {each.caret(), each.bracket() + 1}, std::move(message));
+    found_.add("call-count", file_, {each.caret(), each.name.end}, std::move(message));
   }
 
   const document &file_;

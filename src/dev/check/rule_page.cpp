@@ -187,7 +187,7 @@ void check_server_errors(const page_files &page, const checked_site & /*in*/, fi
         if (is_known || !is_call_of(*file, each, "server")) return;
         is_known = is_defined_for(page, "SERVER_ERROR");
         if (is_known) return;
-        found.add("server-error", *file, {each.caret(), each.bracket() + 1},
+        found.add("server-error", *file, {each.caret(), each.name.end},
                   "without a macro SERVER_ERROR visitors see [undefined macro SERVER_ERROR] when the server is down");
       });
     }
