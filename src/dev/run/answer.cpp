@@ -60,7 +60,10 @@ class memory_file {
 // What the process is started with, made before there is one: afterwards no memory may be asked for.
 struct start {
   explicit start(const page_request &asked) : directory(asked.working_directory) {
-    for (const auto &[name, value] : asked.environment) lines.push_back(name + '=' + value);
+    for (const auto &[name, value] : asked.environment) {
+      lines.push_back(name);
+      lines.back().append(1, '=').append(value);
+    }
     for (std::string &line : lines) environment.push_back(line.data());
     environment.push_back(nullptr);
   }

@@ -100,7 +100,7 @@ const provenance::known_text *provenance::find_text(const char *address, std::si
 const provenance::known_text *provenance::find_same(const char *address, std::string_view bytes,
                                                     std::size_t &offset) const {
   const known_text *const found = find_text(address, offset);
-  return found != nullptr && std::string_view(found->bytes).substr(offset, bytes.size()) == bytes ? found : nullptr;
+  return found != nullptr && found->bytes.compare(offset, bytes.size(), bytes) == 0 ? found : nullptr;
 }
 
 std::vector<provenance::piece>::const_iterator provenance::piece_after(const known_text &in, std::size_t offset) {

@@ -29,6 +29,10 @@ constexpr int status_stopped = 124;
 
 volatile std::sig_atomic_t is_stopped = 0;
 
+std::int64_t nanoseconds_of(std::chrono::steady_clock::duration time) {
+  return std::chrono::duration_cast<std::chrono::nanoseconds>(time).count();
+}
+
 std::string cut(std::string_view bytes) { return std::string(bytes.substr(0, most_bytes)); }
 
 // These look for files that ought to be there.
@@ -183,7 +187,7 @@ void recorder::note_values(const open_call &call, std::string_view result) {
   }
   noted.result = cut(result);
   noted.result_size = result.size();
-  noted.nanoseconds = std::chrono::nanoseconds(page_time() - call.began).count();
+  noted.nanoseconds = nanoseconds_of(page_time() - call.began);
 }
 
 void recorder::note_missing(open_call &call) {
@@ -289,7 +293,7 @@ int recorder::profile_node_of(const open_call &call) {
 void recorder::count_in_profile(const open_call &call) {
   profile_node &node = seen_.profile[static_cast<std::size_t>(call.profiled)];
   ++node.count;
-  node.nanoseconds += std::chrono::nanoseconds(page_time() - call.began).count();
+  node.nanoseconds += nanoseconds_of(page_time() - call.began);
 }
 
 // --- the end ---
@@ -297,7 +301,7 @@ void recorder::count_in_profile(const open_call &call) {
 void recorder::request_ends() {
   if (std::exchange(has_ended_, true)) return;
   const pause paused(*this);
-  seen_.nanoseconds = std::chrono::nanoseconds(page_time() - began_).count();
+  seen_.nanoseconds = nanoseconds_of(page_time() - began_);
   while (!calls_.empty()) close({});
   seen_.is_complete = true;
   seen_.files = known_.paths();

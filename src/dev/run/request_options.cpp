@@ -55,7 +55,9 @@ void put(std::vector<name_and_value> &environment, const std::string &name, cons
 
 std::string joined_cookies(const std::vector<name_and_value> &cookies) {
   std::string line;
-  for (const auto &[name, value] : cookies) line += (line.empty() ? "" : "; ") + name + '=' + value;
+  for (const auto &[name, value] : cookies) {
+    line.append(line.empty() ? "" : "; ").append(name).append(1, '=').append(value);
+  }
   return line;
 }
 

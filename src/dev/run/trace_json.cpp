@@ -81,7 +81,8 @@ ordered_json messages_json(const observation &seen, std::string_view body) {
 std::string json_trace(const page_answer &answered) {
   const observation &seen = answered.seen;
   const std::size_t headers = length_of_headers(answered.output);
-  const std::string_view body = std::string_view(answered.output).substr(headers);
+  std::string_view body = answered.output;
+  body.remove_prefix(headers);
   ordered_json all;
   all["status"] = answered.status;
   all["is_complete"] = seen.is_complete;

@@ -58,7 +58,7 @@ server_request to_own(const httplib::Request &request) {
   return own;
 }
 
-void put_reply(server_reply reply, httplib::Response &response) {
+void put_reply(const server_reply &reply, httplib::Response &response) {
   response.status = reply.status;
   for (const auto &[name, value] : reply.headers) response.headers.emplace(name, value);
   response.set_content(reply.body, reply.content_type);
@@ -157,7 +157,7 @@ class site_server {
     response.headers.emplace("Cross-Origin-Resource-Policy", "same-origin");
     response.headers.emplace("X-Frame-Options", "SAMEORIGIN");
     std::optional<server_reply> own = panel_reply(site_, asked);
-    put_reply(own ? std::move(*own) : own_error_page(404, "The panel has no such page."), response);
+    put_reply(own ? *own : own_error_page(404, "The panel has no such page."), response);
   }
 
   // Server-sent events (the HTML standard): an event for each change of the site's files.

@@ -132,7 +132,7 @@ server_reply page_server::reply_to(const server_request &asked) {
 
 server_reply page_server::reply_to_target(const server_request &asked, const std::string &method,
                                           const std::string &target, int redirects) {
-  const std::string_view path = std::string_view(target).substr(0, target.find_first_of("?#"));
+  const std::string path = target.substr(0, target.find_first_of("?#"));
   const addressed found = find_addressed(options_.root, path);
   if (found.is_program && redirects > 0) return {403, {}, "text/plain", "403 Forbidden\n"};
   switch (found.what) {

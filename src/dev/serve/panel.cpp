@@ -232,7 +232,8 @@ void add_panel(int number, server_reply &reply) {
 }
 
 std::optional<server_reply> panel_reply(page_server &site, const server_request &asked) {
-  std::string_view name = std::string_view(asked.target).substr(own_address.size());
+  std::string_view name = asked.target;
+  name.remove_prefix(own_address.size());
   name = name.substr(0, name.find('?'));
   if (name.empty()) return list_reply(site);
   if (name == "look.css") return server_reply{200, {}, "text/css", std::string(look_css)};
