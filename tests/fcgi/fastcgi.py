@@ -13,6 +13,7 @@ sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1]))
 from program import PROGRAM, TIMEOUT, wait_for  # noqa: E402
 
 SERVER = PROGRAM.with_name("quillet-fcgi")
+SANITIZED = b"__asan_init" in SERVER.read_bytes()
 
 BEGIN, END, PARAMS, STDIN, STDOUT, STDERR = 1, 3, 4, 5, 6, 7
 HEADER = struct.Struct(">BBHHBx")
@@ -73,6 +74,8 @@ class Server:
         self.status_path = os.path.join(self.folder.name, "status")
         self.log_path = os.path.join(self.folder.name, "log")
         arguments = ["--directory", os.fspath(directory), "--status", self.status_path, *options]
+        if SANITIZED and "--memory" not in options:  # the sanitizers reserve more than a request may use
+            arguments += ["--memory", "1000000000"]
         if socket_option:
             arguments = ["--socket", self.path, *arguments]
         with open(self.log_path, "wb") as log:
