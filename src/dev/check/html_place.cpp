@@ -23,6 +23,21 @@ void html_place::skip() {
   before_ = 0;
 }
 
+bool html_place::is_between_values() const {
+  return state_ == state::tag_name || state_ == state::in_tag || state_ == state::attribute_name;
+}
+
+bool html_place::join(const html_place &other) {
+  if (state_ == state::text && other.state_ == state::text) return true;
+  if (element() != other.element()) return false;
+  if (is_between_values() && other.is_between_values()) {
+    state_ = state::in_tag;  // one branch adds an attribute
+    return true;
+  }
+  return state_ == other.state_ && attribute() == other.attribute() && matched_ == other.matched_ &&
+         quote_ == other.quote_ && escaped_ == other.escaped_ && note_ == other.note_;
+}
+
 html_context html_place::context() const {
   switch (state_) {
     case state::text:

@@ -34,7 +34,8 @@ class html_place {
   // Inside a script: the quote of the string that the place is in, 0 outside of strings.
   [[nodiscard]] char script_quote() const { return quote_; }
 
-  bool operator==(const html_place &) const = default;
+  // What holds after either of two branches; false when they end in different places.
+  [[nodiscard]] bool join(const html_place &other);
 
  private:
   enum class state : std::uint8_t {
@@ -58,6 +59,7 @@ class html_place {
   void begin_tag(char c);
   void end_tag();
   void read_script(char c);
+  [[nodiscard]] bool is_between_values() const;
   [[nodiscard]] bool is_address() const;
   [[nodiscard]] std::string_view attribute() const { return {attribute_, attribute_size_}; }
   [[nodiscard]] std::string_view element() const { return {element_, element_size_}; }

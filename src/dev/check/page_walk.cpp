@@ -44,7 +44,7 @@ void walk_output::join(const walk_output &other, std::size_t common) {
   for (std::size_t i = 0; i < other.value.visitors.size(); ++i) {
     if (i >= value.visitors.size()) value.visitors.push_back(other.value.visitors[i]);
   }
-  html_known = html_known && other.html_known && html == other.html;
+  html_known = html_known && other.html_known && html.join(other.html);
   sql_known = sql_known && other.sql_known && sql == other.sql;
 }
 
