@@ -42,7 +42,7 @@ std::optional<std::string> message_reader::next() {
   while ((end = buffer_.find("\r\n\r\n")) == std::string::npos) {
     if (buffer_.size() > longest_header || !read_more()) return std::nullopt;
   }
-  const std::optional<std::size_t> length = content_length(std::string_view(buffer_).substr(0, end));
+  const std::optional<std::size_t> length = content_length({buffer_.data(), end});
   if (!length) return std::nullopt;
   const std::size_t start = end + 4;
   while (buffer_.size() - start < *length) {
