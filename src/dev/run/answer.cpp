@@ -141,6 +141,7 @@ int answer_watched(int descriptor) {
   enable_preparation(false);
   current_onlooker = &watching;
   std::signal(SIGTERM, [](int) { recorder::stop_soon(); });
+  prepare_process();
   const int status = answer_request();
   watching.request_ends();
   current_onlooker = nullptr;
