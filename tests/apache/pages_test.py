@@ -2,8 +2,8 @@
 
 import unittest
 
-from page_requests import PageRequests
 from served_site import ServedSite
+from page_requests import PageRequests
 
 
 class Pages(PageRequests, ServedSite):
