@@ -20,7 +20,7 @@ enum exit_status : int {
 [[noreturn]] void end_process(int status);
 
 // What `end_process` does first; nothing unless it was set. A server of its own tells its client that way.
-void set_before_end(void (*before_end)(int status));
+void set_before_end(void (*function)(int status));
 
 // Whom `fatal` hands its message to. Set once, at the start; until then it goes to standard error.
 using last_message_writer = void (*)(const char *format, std::va_list arguments);
