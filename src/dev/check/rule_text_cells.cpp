@@ -20,7 +20,7 @@ std::size_t cells_in(std::string_view row) {
 // Two blanks or more after a word, where a tab was meant; its place in the row, or npos.
 std::size_t wide_blank(std::string_view row) {
   const std::size_t start = row.find_first_not_of(' ');
-  const std::size_t end = row.find_last_not_of(" ");
+  const std::size_t end = row.find_last_not_of(' ');
   if (start == std::string_view::npos) return std::string_view::npos;
   const std::size_t blanks = row.find("  ", start);
   return blanks < end ? blanks : std::string_view::npos;
