@@ -8,7 +8,8 @@
 #include "dev/run/run_command.h"
 #include "dev/serve/serve_command.h"
 
-int main(int argc, char **argv) {
+// An error that nobody expects ends the program with the message of the C++ library.
+int main(int argc, char **argv) {  // NOLINT(bugprone-exception-escape)
   CLI::App app("Checks and runs pages while you write them.");
   app.set_version_flag("--version", "quillet-dev 1.0");
   app.require_subcommand(1);

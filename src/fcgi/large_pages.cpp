@@ -40,7 +40,7 @@ void *copy_code(const void *code, std::size_t size, std::size_t room) {
 void move_segment(const dl_phdr_info &program, const ElfW(Phdr) & segment) {
   const std::uintptr_t start = program.dlpi_addr + segment.p_vaddr;
   if (segment.p_align < large_page || start % large_page != 0) return;
-  auto *const code = reinterpret_cast<void *>(start);
+  auto *const code = reinterpret_cast<void *>(start);  // NOLINT(performance-no-int-to-ptr): as the program was loaded
   const std::size_t room = round_up(segment.p_memsz);
   void *const copy = copy_code(code, segment.p_memsz, room);
   // The same bytes at the same address: the next instruction is found in the new pages.

@@ -7,12 +7,19 @@
 
 namespace {
 
+std::string read_octal(const std::string &octal) {
+  constexpr std::size_t most_digits = 4;
+  if (octal.empty() || octal.size() > most_digits || octal.find_first_not_of("01234567") != std::string::npos) {
+    throw CLI::ValidationError("permissions", octal + " is not octal");
+  }
+  return std::to_string(std::stoi(octal, nullptr, 8));
+}
+
 void add_options(CLI::App &app, quillet::server_options &options) {
   app.add_option("--socket", options.socket,
                  "where requests come in: a path, a port of this machine, ADDRESS:PORT; "
                  "without it the socket that is handed over");
-  app.add_option("--socket-mode", options.socket_mode, "the permissions of such a path, octal")
-      ->transform([](const std::string &octal) { return std::to_string(std::stoi(octal, nullptr, 8)); });
+  app.add_option("--socket-mode", options.socket_mode, "the permissions of such a path, octal")->transform(read_octal);
   app.add_option("--directory", options.directory, "the site's working directory")->capture_default_str();
   app.add_option("--status", options.status, "where the status is told, like --socket");
   const auto number = [&](const char *name, int &value, int least, int most, const char *summary) {
@@ -33,7 +40,8 @@ void add_options(CLI::App &app, quillet::server_options &options) {
 
 }  // namespace
 
-int main(int argc, char **argv) {
+// An error that nobody expects ends the program with the message of the C++ library.
+int main(int argc, char **argv) {  // NOLINT(bugprone-exception-escape)
   CLI::App app("Answers requests for quillet pages over FastCGI.");
   app.set_version_flag("--version", "quillet-fcgi 1.0");
   app.set_config("--config", "", "a file with a line OPTION=VALUE for each of the options below");

@@ -89,7 +89,8 @@ std::size_t write_response_bytes(std::string_view bytes) {
   constexpr std::size_t longest_head = 65536;
   const std::size_t end = std::min(current.head.find("\n\n"), current.head.find("\r\n\r\n"));
   if (end == std::string::npos && current.head.size() < longest_head) return bytes.size();
-  write_head(std::string_view(current.head).substr(0, end));
+  const std::string_view whole = current.head;
+  write_head(whole.substr(0, end));
   const bool is_written = write_to_server(current.head) == current.head.size();
   current.head.clear();
   return is_written ? bytes.size() : 0;
