@@ -28,7 +28,8 @@ std::size_t source_file::start_of_line(std::size_t number) const {
 
 std::string_view source_file::line(std::size_t number) const {
   const std::size_t start = start_of_line(number);
-  std::string_view rest = std::string_view(bytes_).substr(start);
+  const std::string_view whole = bytes_;
+  std::string_view rest = whole.substr(start);
   rest = rest.substr(0, rest.find('\n'));
   if (rest.ends_with('\r')) rest.remove_suffix(1);
   return rest;
