@@ -140,7 +140,7 @@ def ask(port, query, connections, seconds):
     output = subprocess.run(command, check=True, capture_output=True, text=True).stdout
     count = int(re.search(r"(\d+) requests in", output)[1])
     failed = re.search(r"Non-2xx or 3xx responses: (\d+)", output)
-    median, slowest = (duration(re.search(rf"{part}%\s+(\S+)", output)[1]) for part in (50, 99))
+    median, slowest = (duration(re.search(rf"^ +{part}%\s+(\S+)", output, re.M)[1]) for part in (50, 99))
     return count, float(re.search(r"Requests/sec:\s+([\d.]+)", output)[1]), median, slowest, failed and int(failed[1])
 
 
