@@ -69,7 +69,7 @@ def sites(what, folder):
 def run(arguments, listed):
     """What the program prints for these sites."""
     lines = "".join(f"{root}\t{work}\n" for _, root, work in listed)
-    done = subprocess.run([PROGRAM, *arguments], input=lines.encode(), capture_output=True, timeout=280)
+    done = subprocess.run([PROGRAM, *arguments], input=lines.encode(), capture_output=True, timeout=580)
     if done.returncode != 0:
         sys.exit(f"exit status {done.returncode}\n{done.stderr.decode(errors='replace')}")
     return done.stdout.decode(errors="backslashreplace")
