@@ -331,6 +331,7 @@ void run_refuser(const worker_place &place, int channel) {
   pollfd next = {channel, POLLIN, 0};
   while (poll(&next, 1, -1) > 0 && (next.revents & POLLIN) != 0) {
     const int connection = take_connection(channel);
+    if (connection < 0 && (next.revents & POLLHUP) != 0) break;  // the server has ended
     if (connection < 0) continue;
     setsockopt(connection, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
     setsockopt(connection, SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);

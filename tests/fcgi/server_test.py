@@ -316,6 +316,9 @@ class Limits(Site):
         pipe.write_text("done")
         self.assertEqual(self.body_of(running()), "done")
         self.assertEqual([self.body_of(answer()) for answer in waiting], ["hello ", "hello "])
+        children = server.children()
+        server.stop()
+        wait_for(lambda: not any(Path(f"/proc/{child}/root").exists() for child in children), "all processes to end")
 
     def test_there_are_as_many_processes_as_are_needed_and_no_more(self):
         pages = [self.waiting_page(f"wait{k}") for k in range(4)]
