@@ -2,11 +2,7 @@
 
 #include <CLI/CLI.hpp>
 
-#include "dev/check/check_command.h"
-#include "dev/lsp/lsp_command.h"
-#include "dev/new/new_command.h"
-#include "dev/run/run_command.h"
-#include "dev/serve/serve_command.h"
+#include "dev/commands.h"
 
 // An error that nobody expects ends the program with the message of the C++ library.
 int main(int argc, char **argv) {  // NOLINT(bugprone-exception-escape)

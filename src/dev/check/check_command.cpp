@@ -1,4 +1,4 @@
-#include "dev/check/check_command.h"
+#include "dev/commands.h"
 
 #include <unistd.h>
 

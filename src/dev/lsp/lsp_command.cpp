@@ -1,4 +1,4 @@
-#include "dev/lsp/lsp_command.h"
+#include "dev/commands.h"
 
 #include <unistd.h>
 

@@ -1,4 +1,4 @@
-#include "dev/new/new_command.h"
+#include "dev/commands.h"
 
 #include <CLI/CLI.hpp>
 #include <cstdio>

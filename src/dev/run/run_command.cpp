@@ -1,4 +1,4 @@
-#include "dev/run/run_command.h"
+#include "dev/commands.h"
 
 #include <unistd.h>
 

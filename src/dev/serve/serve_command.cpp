@@ -1,4 +1,4 @@
-#include "dev/serve/serve_command.h"
+#include "dev/commands.h"
 
 #include <unistd.h>
 
