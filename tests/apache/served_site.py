@@ -1,8 +1,6 @@
 """A site in a temporary folder, served by scripts/demo with a real Apache httpd on a free loopback port."""
 
-import contextlib
 import glob
-import http.client
 import os
 import pathlib
 import re
@@ -16,6 +14,7 @@ import unittest
 import urllib.parse
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1]))
+from asking import Asking  # noqa: E402
 from program import DATABASE_PROGRAM, PROGRAM, ROOT  # noqa: E402
 
 
@@ -104,16 +103,6 @@ class Demo:
         return session_members(self.process.pid) + session_members(self.httpd)
 
 
-class Reply:
-    def __init__(self, response):
-        self.status = response.status
-        self.headers = response.headers
-        self.body = response.read()
-
-    def text(self):
-        return self.body.decode("utf-8", "surrogateescape")
-
-
 class Folder:
     """A temporary folder that an unprivileged httpd can reach."""
 
@@ -133,7 +122,7 @@ class Folder:
         shutil.rmtree(self.path)
 
 
-class ServedSite(unittest.TestCase):
+class ServedSite(Asking, unittest.TestCase):
     """The files of the class, served while its tests run."""
 
     files = {}
@@ -158,23 +147,8 @@ class ServedSite(unittest.TestCase):
         if left:
             raise AssertionError(f"processes left: {left}")
 
-    def ask(self, path, method="GET", body=None, headers=None, in_chunks=False):
-        connection = http.client.HTTPConnection("127.0.0.1", self.demo.port, timeout=120)
-        with contextlib.closing(connection):
-            connection.request(method, path, body, headers or {}, encode_chunked=in_chunks)
-            return Reply(connection.getresponse())
-
-    def post(self, path, body, content_type="application/x-www-form-urlencoded"):
-        return self.ask(path, "POST", body, {"Content-Type": content_type})
-
-    def ask_raw(self, target, header_lines=()):
-        """A request whose target is sent unchanged."""
-        with socket.create_connection(("127.0.0.1", self.demo.port), timeout=120) as stream:
-            lines = [f"GET {target} HTTP/1.1", "Host: localhost", "Connection: close", *header_lines, "", ""]
-            stream.sendall("\r\n".join(lines).encode("latin-1"))
-            response = http.client.HTTPResponse(stream)
-            response.begin()
-            return Reply(response)
+    def port(self):
+        return self.demo.port
 
 
 class ExampleSite(ServedSite):

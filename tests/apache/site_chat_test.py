@@ -8,7 +8,8 @@ import sys
 import unittest
 import urllib.parse
 
-from served_site import ROOT, Reply, ServedSite, example_site
+from served_site import ROOT, ServedSite, example_site  # before what lies above it
+from asking import Reply
 
 sys.path.insert(0, str(ROOT / "tests"))
 import gif  # noqa: E402

@@ -5,17 +5,16 @@
 """
 
 import base64
-import contextlib
 import hashlib
-import http.client
 import os
 import socket
 import sys
 import unittest
 
 from web_servers import NAME, PASSWORD, WEB_SERVERS
+from asking import Asking
 from case_run import is_sanitized
-from program import PROGRAM, TIMEOUT, multipart, wait_for
+from program import PROGRAM, TIMEOUT, multipart
 
 SERVER = sys.argv[1] if len(sys.argv) > 1 else "nginx-fcgi"
 MEBIBYTE = 1048576
@@ -70,39 +69,14 @@ FILES = {
 }
 
 
-class Reply:
-    def __init__(self, response):
-        self.status = response.status
-        self.headers = response.headers
-        self.body = response.read()
-
-    def text(self):
-        return self.body.decode("utf-8", "surrogateescape")
-
-
-class Requests(unittest.TestCase):
+class Requests(Asking, unittest.TestCase):
     @classmethod
     def setUpClass(cls):
         cls.server = WEB_SERVERS[SERVER](FILES)
         cls.addClassCleanup(cls.server.stop)
 
-    def ask(self, path, method="GET", body=None, headers=None, in_chunks=False):
-        connection = http.client.HTTPConnection("127.0.0.1", self.server.port, timeout=TIMEOUT)
-        with contextlib.closing(connection):
-            connection.request(method, path, body, headers or {}, encode_chunked=in_chunks)
-            return Reply(connection.getresponse())
-
-    def post(self, path, body, content_type="application/x-www-form-urlencoded"):
-        return self.ask(path, "POST", body, {"Content-Type": content_type})
-
-    def ask_raw(self, target, header_lines=(), method="GET"):
-        """A request whose target is sent unchanged."""
-        with socket.create_connection(("127.0.0.1", self.server.port), timeout=TIMEOUT) as stream:
-            lines = [f"{method} {target} HTTP/1.1", "Host: localhost", "Connection: close", *header_lines, "", ""]
-            stream.sendall("\r\n".join(lines).encode("latin-1"))
-            response = http.client.HTTPResponse(stream)
-            response.begin()
-            return Reply(response)
+    def port(self):
+        return self.server.port
 
     def status(self, what, usual):
         """The status that this server has for it."""
@@ -319,12 +293,7 @@ class Requests(unittest.TestCase):
                          b"Content-Type: application/x-www-form-urlencoded\r\n\r\na")
             self.assertEqual(self.ask("/hello.html?name=Ann").text(), "<p>Hello, Ann!</p>")
             slow.sendall(b"=1")
-            self.assertEqual(Reply(self.response(slow)).text(), "1||")
-
-    def response(self, stream):
-        response = http.client.HTTPResponse(stream)
-        response.begin()
-        return response
+            self.assertEqual(self.reply(slow).text(), "1||")
 
     def test_a_visitor_who_goes_away(self):
         for request in (b"POST /form.html HTTP/1.1\r\nHost: localhost\r\nContent-Length: 1000\r\n"
@@ -340,7 +309,7 @@ class Requests(unittest.TestCase):
             stream.sendall(f"GET /hello.html?name={k} HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n\r\n".encode())
         for k, stream in enumerate(streams):
             with stream:
-                self.assertEqual(Reply(self.response(stream)).text(), f"<p>Hello, {k}!</p>")
+                self.assertEqual(self.reply(stream).text(), f"<p>Hello, {k}!</p>")
 
 
 if __name__ == "__main__":
