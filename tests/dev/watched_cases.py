@@ -1,8 +1,10 @@
 #!/usr/bin/env python3
 """Runs the page cases watched: what quillet-dev makes of a request is, byte for byte, what the program makes of it.
 
-    watched_cases.py answer     every case, by the process that `run` and `serve` start for a request
-    watched_cases.py run        every case that is a plain request, by `quillet-dev run`
+    watched_cases.py answer [N]     every N-th case, by the process that `run` and `serve` start for a request
+    watched_cases.py run [N]        every N-th case that is a plain request, by `quillet-dev run`
+
+N is 1 unless it is given.
 """
 
 import concurrent.futures
@@ -71,7 +73,8 @@ def run_case(kind, path):
 def main():
     kind = {"answer": AnswerRun, "run": ShellRun}[sys.argv[1]]
     resource.setrlimit(resource.RLIMIT_STACK, (STACK, resource.getrlimit(resource.RLIMIT_STACK)[1]))
-    paths = [Path(name) for name in sys.argv[2:]] or sorted((TESTS / "cases").rglob("*.case"))
+    every = int(sys.argv[2]) if len(sys.argv) > 2 else 1
+    paths = sorted((TESTS / "cases").rglob("*.case"))[::every]
     passed = failed = 0
     with concurrent.futures.ThreadPoolExecutor(2) as workers:
         for path, failures in workers.map(lambda path: run_case(kind, path), paths):
