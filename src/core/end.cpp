@@ -1,5 +1,4 @@
 #include "core/end.h"
-#include "core/onlooker.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -27,7 +26,6 @@ void fatal(const char *format, ...) {
 }
 
 void end_process(int status) {
-  if (is_watched()) current_onlooker->request_ends();
   if (before_end != nullptr) before_end(status);
   std::_Exit(status);
 }

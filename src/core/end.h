@@ -19,7 +19,8 @@ enum exit_status : int {
 // Ends the process at once.
 [[noreturn]] void end_process(int status);
 
-// What `end_process` does first; nothing unless it was set. A server of its own tells its client that way.
+// What `end_process` does first; nothing unless it was set. A server of its own
+// tells its client that way, and a tool what it saw.
 void set_before_end(void (*function)(int status));
 
 // Whom `fatal` hands its message to. Set once, at the start; until then it goes to standard error.

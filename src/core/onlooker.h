@@ -49,8 +49,6 @@ class onlooker {
   virtual void message(std::string_view message, std::string_view where) = 0;
   // Bytes that nobody gets, and the text that they come from; `what` says which they are.
   virtual void dropped(std::string_view what, std::string_view bytes, std::string_view where) = 0;
-  // The process ends.
-  virtual void request_ends() = 0;
 };
 
 // Who watches; null for nobody. Set once, before the request.

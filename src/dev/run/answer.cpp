@@ -13,6 +13,7 @@
 #include <stdexcept>
 #include <string_view>
 
+#include "core/end.h"
 #include "core/file.h"
 #include "core/onlooker.h"
 #include "core/preparation.h"
@@ -140,10 +141,11 @@ int answer_watched(int descriptor) {
   recorder watching(descriptor);
   enable_preparation(false);
   current_onlooker = &watching;
+  set_before_end([](int) { static_cast<recorder *>(current_onlooker)->end(); });
   std::signal(SIGTERM, [](int) { recorder::stop_soon(); });
   prepare_process();
   const int status = answer_request();
-  watching.request_ends();
+  watching.end();
   current_onlooker = nullptr;
   return status;
 }

@@ -199,7 +199,7 @@ void recorder::call_begins(std::string_view name, const parameters &parameters, 
   const pause paused(*this);
   if (is_stopped != 0) {
     message("[stopped: the time is over]", {name.data() - 1, 1});
-    request_ends();
+    end();
     std::_Exit(status_stopped);
   }
   open_call call;
@@ -298,7 +298,7 @@ void recorder::count_in_profile(const open_call &call) {
 
 // --- the end ---
 
-void recorder::request_ends() {
+void recorder::end() {
   if (std::exchange(has_ended_, true)) return;
   const pause paused(*this);
   seen_.nanoseconds = nanoseconds_of(page_time() - began_);

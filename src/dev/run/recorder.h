@@ -17,8 +17,11 @@ namespace quillet::dev {
 
 class recorder : public onlooker {
  public:
-  // What was seen is written to the descriptor when the request ends, once.
+  // The descriptor is for what was seen.
   explicit recorder(int descriptor) : descriptor_(descriptor) {}
+
+  // Writes it, the first time. Without that nothing is written.
+  void end();
 
   // The next call ends the process with what was seen so far. For a signal handler.
   static void stop_soon();
@@ -36,7 +39,6 @@ class recorder : public onlooker {
   void macro_ends() override;
   void message(std::string_view message, std::string_view where) override;
   void dropped(std::string_view what, std::string_view bytes, std::string_view where) override;
-  void request_ends() override;
 
  private:
   using clock = std::chrono::steady_clock;
