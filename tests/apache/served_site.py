@@ -156,13 +156,13 @@ class ExampleSite(ServedSite):
 
     files = example_site()
 
-    def article(self, reply):
+    def article(self, reply, status=200):
         """What a page has between the head and the foot that all pages have."""
-        self.assertEqual(reply.status, 200)
+        self.assertEqual(reply.status, status)
         return re.search(r"<article>(.*)</article>", reply.text(), re.S)[1]
 
-    def page(self, path):
-        return self.article(self.ask(path))
+    def page(self, path, status=200):
+        return self.article(self.ask(path), status)
 
     def send(self, path, **fields):
         return self.post(path, urllib.parse.urlencode(fields, True))
