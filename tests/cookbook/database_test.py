@@ -19,7 +19,7 @@ class WithDatabase(unittest.TestCase):
         return Site(recipe, {"MYSQL_UNIX_PORT": str(SERVER.socket)})
 
     def test_the_requests_give_what_the_page_says(self):
-        found = [recipe for recipe in recipes() if recipe.needs_server()]
+        found = [recipe for recipe in recipes() if "database/schema.sql" in recipe.files]
         self.assertTrue(found)
         for recipe in found:
             with self.subTest(recipe.path.stem), self.site(recipe) as site:

@@ -3,7 +3,8 @@
 Fenced blocks of the page:
 
     file PATH    a file of the site: `www` is the document root, `run` the working directory. As editors write it, it
-                 ends with a line feed. `escaped` and `mode=755` as in page cases (cases/README.md).
+                 ends with a line feed. `escaped` and `mode=755` as in page cases (cases/README.md); an escaped one ends
+                 as it is written. `mtime=...`: when it was changed.
     request      a request for the site: a line "METHOD TARGET", lines "Name: value" that the browser sends and lines
                  "NAME=value" that the web server says, an empty line, the body. The lines of a body of the type
                  multipart/form-data are fields, "name=value" or "name=@file": the file of the site. `clock=...`: when
@@ -37,7 +38,7 @@ COOKBOOK = TESTS.parent / "docs/cookbook"
 
 
 class Recipe:
-    """The page: `files`, {path: (content, mode)}, and `steps`, (line, request, clock, kind, expected)."""
+    """The page: `files`, {path: (content, mode, time)}, and `steps`, (line, request, clock, kind, expected)."""
 
     def __init__(self, path):
         self.path = path
@@ -49,7 +50,7 @@ class Recipe:
             options = dict(word.partition("=")[::2] for word in words[1:])
             if name == "file":
                 content = decode_escapes(raw) if "escaped" in options else raw + b"\n"
-                self.files[words[1]] = (content, int(options.get("mode", "644"), 8))
+                self.files[words[1]] = (content, int(options.get("mode", "644"), 8), options.get("mtime"))
             elif name == "request":
                 request = (line, raw.decode(), options.get("clock"))
             elif name in ("output", "response"):
@@ -60,7 +61,8 @@ class Recipe:
         return Recipe(COOKBOOK / f"{name}.md")
 
     def needs_server(self):
-        return "database/schema.sql" in self.files
+        """Whether a database server or a mail program must be there."""
+        return "database/schema.sql" in self.files or self.path.stem == "mail"
 
     def compare(self, test, site):
         """Sends the requests and compares what comes with what the page says."""
@@ -91,8 +93,10 @@ class Site:
         self.environment = environment or {}
         for folder in ("www", "run"):
             (self.root / folder).mkdir()
-        for name, (content, mode) in recipe.files.items():
+        for name, (content, mode, mtime) in recipe.files.items():
             self.write(name, content, mode)
+            if mtime:
+                os.utime(self.root / name, (seconds(mtime), seconds(mtime)))
 
     def __enter__(self):
         return self

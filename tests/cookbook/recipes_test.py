@@ -1,5 +1,5 @@
 """The cookbook: every recipe has the same shape, its requests give what it says, and `quillet-dev check` finds nothing
-in its files. Recipes with a database are asked in database_test.py."""
+in its files. Recipes that need a database or a mail program are asked in tests of their own."""
 
 import os
 import re
@@ -14,7 +14,7 @@ SECTIONS = ["Files", "Requests", "What is safe", "What is not", "See also"]
 class Recipes(unittest.TestCase):
     def each(self):
         found = recipes()
-        self.assertGreater(len(found), 10)
+        self.assertGreater(len(found), 20)
         for recipe in found:
             with self.subTest(recipe.path.stem):
                 yield recipe
