@@ -1,6 +1,5 @@
 #include "fcgi/server.h"
 
-#include <fcgiapp.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/epoll.h>
@@ -152,7 +151,7 @@ bool server::watch_for_requests() {
   events_ = epoll_create1(EPOLL_CLOEXEC);
   for (const int descriptor : {kept_.listener, kept_.queue_out, stop_pipe_[0]}) {
     epoll_event event{};
-    event.events = EPOLLIN;
+    event.events = descriptor == kept_.listener ? events_of_listener : EPOLLIN;
     event.data.fd = descriptor;
     if (epoll_ctl(events_, EPOLL_CTL_ADD, descriptor, &event) != 0) return false;
   }
@@ -182,7 +181,6 @@ bool server::prepare() {
   for (const int stream : {STDIN_FILENO, STDOUT_FILENO}) dup2(nowhere, stream);
   close(nowhere);
 
-  if (FCGX_Init() != 0) return false;
   // The processes learn of a web server that has gone by their writes. Programs that they run get the default back.
   std::signal(SIGPIPE, [](int) {});
   std::signal(SIGUSR1, SIG_DFL);
@@ -276,6 +274,7 @@ void server::end_of_process(std::size_t number, int status) {
     // A process that ends before it has a request would end again at once.
     if (!by_itself) start_no_process_before_ = milliseconds_now() + 1000;
   }
+  if (!by_itself) wake_next_for(kept_.listener, events_);  // it may have died before it did
   if (state == process_state::busy || (state == process_state::idle && !by_itself)) {
     if (state == process_state::busy) ++board_->died;
     const int signal = WIFSIGNALED(status) ? WTERMSIG(status) : 0;

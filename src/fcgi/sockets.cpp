@@ -132,6 +132,13 @@ int handed_over_socket() {
   return is_listening(descriptor) ? descriptor : -1;
 }
 
+void wake_next_for(int listener, int events) {
+  epoll_event event{};
+  event.events = events_of_listener;
+  event.data.fd = listener;
+  epoll_ctl(events, EPOLL_CTL_MOD, listener, &event);
+}
+
 int accept_connection(int listener) { return accept4(listener, nullptr, nullptr, SOCK_CLOEXEC); }
 
 bool pass_connection(int channel, int connection) {

@@ -1,6 +1,8 @@
 // Sockets: where requests come in, and how the server hands a connection to one of its processes.
 #pragma once
 
+#include <sys/epoll.h>
+
 #include <string>
 
 namespace quillet {
@@ -12,6 +14,11 @@ namespace quillet {
 // The listening socket that the process was started with: systemd's first one (sd_listen_fds(3)), or descriptor 0.
 // Below 0 when there is none.
 [[nodiscard]] int handed_over_socket();
+
+// The processes wait for requests at one epoll instance. A connection wakes one of them; another one would be woken
+// for the same connection as long as nobody has accepted it. Whoever has accepted lets the next connection wake.
+constexpr unsigned events_of_listener = EPOLLIN | EPOLLONESHOT;
+void wake_next_for(int listener, int events);
 
 // Takes the next connection of a listening socket; below 0 when nobody waits.
 [[nodiscard]] int accept_connection(int listener);

@@ -1,6 +1,5 @@
 #include "fcgi/worker.h"
 
-#include <fcgiapp.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/epoll.h>
@@ -11,6 +10,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 #include <string>
 #include <utility>
@@ -20,6 +20,7 @@
 #include "core/end.h"
 #include "core/file.h"
 #include "core/process.h"
+#include "fcgi/connection.h"
 #include "fcgi/request_limits.h"
 #include "fcgi/sockets.h"
 #include "main/driver.h"
@@ -29,40 +30,22 @@ namespace quillet {
 
 namespace {
 
-// The request under way.
-struct {
+// The request under way. A new process gets a copy of each page that it writes to: from the beginning of one, all this
+// takes two for a small request.
+constexpr std::size_t page_size = 4096;
+struct alignas(page_size) {
   const worker_place *place;
-  FCGX_Request connection;
-  std::vector<char *> environment;  // the variables, and the end of the list
-  bool has_body;                    // on standard input
-  std::string head;                 // the header lines, until all of them are there
+  bool has_body;     // on standard input
+  std::string head;  // the header lines, until all of them are there
   bool head_is_written;
+  fastcgi_connection connection;
 } current;
 
 std::size_t read_body(char *buffer, std::size_t size) {
-  if (current.has_body) return standard_streams.read(buffer, size);
-  constexpr std::size_t longest_read = 1048576;
-  std::size_t total = 0;
-  while (total < size) {
-    const int wanted = static_cast<int>(std::min(size - total, longest_read));
-    const int n = FCGX_GetStr(buffer + total, wanted, current.connection.in);
-    if (n <= 0) break;
-    total += static_cast<std::size_t>(n);
-    if (n < wanted) break;
-  }
-  return total;
+  return current.has_body ? standard_streams.read(buffer, size) : current.connection.read_body(buffer, size);
 }
 
-std::size_t write_to_server(std::string_view bytes) {
-  constexpr std::size_t longest_write = 1048576;
-  std::size_t total = 0;
-  while (total < bytes.size()) {
-    const int size = static_cast<int>(std::min(bytes.size() - total, longest_write));
-    if (FCGX_PutStr(bytes.data() + total, size, current.connection.out) != size) break;
-    total += static_cast<std::size_t>(size);
-  }
-  return total;
-}
+std::size_t write_to_server(std::string_view bytes) { return current.connection.write(bytes); }
 
 void refuse(std::string_view status) {
   const std::string line(status);
@@ -111,17 +94,14 @@ std::string_view name_of(const char *variable) {
 }
 
 // The request's variables and, where it says nothing, the server's own.
-void set_request_environment(char **request, char **own) {
-  std::vector<char *> &variables = current.environment;
-  variables.clear();
-  for (char **variable = request; *variable != nullptr; ++variable) variables.push_back(*variable);
+void set_request_environment(char **own) {
+  std::vector<char *> &variables = current.connection.variables();
   const std::size_t count = variables.size();
   for (char **variable = own; *variable != nullptr; ++variable) {
     const std::string_view name = name_of(*variable);
     const auto end = variables.begin() + static_cast<std::ptrdiff_t>(count);
-    if (std::none_of(variables.begin(), end, [&](const char *set) { return name_of(set) == name; })) {
-      variables.push_back(*variable);
-    }
+    const auto is_it = [&](const char *set) { return std::strncmp(set, name.data(), name.size()) == 0; };
+    if (std::none_of(variables.begin(), end, is_it)) variables.push_back(*variable);
   }
   variables.push_back(nullptr);
   environ = variables.data();
@@ -129,39 +109,31 @@ void set_request_environment(char **request, char **own) {
 }
 
 // What was written to standard error goes to the web server and to the service's log.
-void pass_on_errors() {
-  struct stat status;
-  if (fstat(STDERR_FILENO, &status) != 0 || status.st_size == 0) return;
+[[gnu::noinline]] void pass_on(int errors) {
   char piece[4096];
   off_t at = 0;
-  for (ssize_t n; (n = pread(STDERR_FILENO, piece, sizeof piece, at)) > 0; at += n) {
-    FCGX_PutStr(piece, static_cast<int>(n), current.connection.err);
+  for (ssize_t n; (n = pread(errors, piece, sizeof piece, at)) > 0; at += n) {
+    current.connection.write_error({piece, static_cast<std::size_t>(n)});
     write_all(current.place->service_error, {piece, static_cast<std::size_t>(n)});
   }
-  if (ftruncate(STDERR_FILENO, 0) != 0) return;
+  if (ftruncate(errors, 0) != 0) return;
 }
 
-// Writes the end of the response and closes the connection. Bytes of a body that nobody has read would make the system
-// drop the response on the way: then the library waits until the web server has closed its end.
-void finish_request() {
-  FCGX_Request &connection = current.connection;
-  const bool is_body_read = FCGX_HasSeenEOF(connection.in) != 0;
-  connection.keepConnection = is_body_read ? 1 : 0;
-  FCGX_Finish_r(&connection);
-  if (is_body_read) close(connection.ipcFd);
+void pass_on_errors() {
+  struct stat status;
+  if (fstat(STDERR_FILENO, &status) == 0 && status.st_size > 0) pass_on(STDERR_FILENO);
 }
 
 // Completes the response and says how the request ended.
 void end_request(int status) {
-  if (current.connection.out == nullptr) return;
+  if (!current.connection.is_open()) return;
   write_rest(status);
   pass_on_errors();
   scoreboard &board = current.place->board;
   board.served.fetch_add(1, std::memory_order_relaxed);
   if (status != 0) board.failed.fetch_add(1, std::memory_order_relaxed);
   constexpr int seen_by_a_shell = 0xff;
-  FCGX_SetExitStatus(status & seen_by_a_shell, current.connection.out);
-  finish_request();
+  current.connection.finish(static_cast<unsigned>(status & seen_by_a_shell));
 }
 
 // For a request that ends the process: whatever the server counts of it is complete.
@@ -173,12 +145,8 @@ void end_last_request(int status) {
 // Takes over the connection and reads the request's variables; false when the web server sends none.
 bool begin_request(int connection) {
   alarm(static_cast<unsigned>(current.place->options.time));
-  FCGX_InitRequest(&current.connection, -1, 0);
-  // The library has no function for a connection that somebody else accepted; without a listening socket it
-  // takes no other one.
-  current.connection.ipcFd = connection;
-  current.connection.keepConnection = 1;
-  if (FCGX_Accept_r(&current.connection) < 0) return false;
+  current.connection.open(connection, current.place->options.processes);
+  if (!current.connection.read_request()) return false;
   current.head.clear();
   current.head_is_written = false;
   return true;
@@ -199,7 +167,7 @@ void replace_standard_input(int descriptor) {
 }
 
 // Moves what is left of the body to standard input; gives its size.
-long long keep_body() {
+[[gnu::noinline]] long long move_body() {
   char piece[16384];
   std::size_t size = read_body(piece, sizeof piece);
   if (size == 0) return 0;
@@ -217,6 +185,8 @@ long long keep_body() {
   current.has_body = true;
   return total;
 }
+
+long long keep_body() { return current.connection.has_no_more_body() ? 0 : move_body(); }
 
 // When the form has been read, what is left is for the programs that a page runs.
 void keep_body_for_programs() {
@@ -243,7 +213,7 @@ void name_page() {
 
 int answer(char **own_environment) {
   const server_options &options = current.place->options;
-  set_request_environment(current.connection.envp, own_environment);
+  set_request_environment(own_environment);
   name_page();
   note_address();
   set_processor_time(options.processor_time, options.requests_per_process == 1);
@@ -265,15 +235,17 @@ int next_connection(const worker_place &place) {
       return std::any_of(events, events + std::max(count, 0),
                          [&](const epoll_event &event) { return event.data.fd == descriptor; });
     };
-    if (is_ready(place.queue)) {
-      const int connection = take_connection(place.queue);
-      if (connection < 0) continue;
-      place.board.waiting.fetch_sub(1, std::memory_order_relaxed);
-      return connection;
+    const bool takes_from_queue = is_ready(place.queue);
+    if (!takes_from_queue && is_ready(place.stop)) return -1;
+    int connection = -1;
+    if (takes_from_queue) {
+      connection = take_connection(place.queue);
+      if (connection >= 0) place.board.waiting.fetch_sub(1, std::memory_order_relaxed);
+    } else if (is_ready(place.listener)) {
+      connection = accept_connection(place.listener);
     }
-    if (is_ready(place.stop)) return -1;
-    if (!is_ready(place.listener)) continue;
-    if (const int connection = accept_connection(place.listener); connection >= 0) return connection;
+    if (is_ready(place.listener)) wake_next_for(place.listener, place.events);
+    if (connection >= 0) return connection;
   }
 }
 
@@ -297,6 +269,9 @@ void leave_idle(const worker_place &place) {
   write_all(place.wake, {reinterpret_cast<const char *>(&one), sizeof one});
 }
 
+// What is in memory goes with the process: only what other programs are told at its end is done.
+[[noreturn]] void leave() { std::quick_exit(0); }
+
 }  // namespace
 
 void run_worker(const worker_place &place) {
@@ -307,22 +282,22 @@ void run_worker(const worker_place &place) {
   set_before_end(end_last_request);
   for (int left = place.options.requests_per_process; left > 0; --left) {
     const int connection = next_connection(place);
-    if (connection < 0) std::exit(0);
+    if (connection < 0) leave();
     leave_idle(place);
     if (begin_request(connection)) {
       const int status = answer(own_environment);
       end_request(status);
       if (left == 1) break;
-      alarm(0);
       forget_everything(own_environment);
       place.score.served.fetch_add(1, std::memory_order_relaxed);
     }
     if (left == 1) break;
+    alarm(0);
     change_state(place, process_state::idle);
     place.board.idle.fetch_add(1, std::memory_order_relaxed);
   }
   place.score.state.store(process_state::ended, std::memory_order_relaxed);
-  std::exit(0);
+  leave();
 }
 
 void run_refuser(const worker_place &place, int channel) {
@@ -337,9 +312,9 @@ void run_refuser(const worker_place &place, int channel) {
     setsockopt(connection, SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);
     if (!begin_request(connection)) continue;
     refuse("503 Service Unavailable");
-    finish_request();
+    current.connection.finish(0);
   }
-  std::exit(0);
+  leave();
 }
 
 }  // namespace quillet
