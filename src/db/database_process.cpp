@@ -174,7 +174,7 @@ text start_database_process() {
   const bool is_first = process.window == nullptr;
   const int error = start();
   if (error != 0) return concat({database_program_name, ": ", std::strerror(error)});
-  if (is_first) static_cast<void>(std::atexit(end_database_process));
+  if (is_first) static_cast<void>(std::atexit(end_database_process) + std::at_quick_exit(end_database_process));
   return {};
 }
 
