@@ -42,6 +42,12 @@ class Panels(BrowsedSite, ServedByDev):
         self.assertIsNone(self.browser.run(f"return {FRAME}"))
         self.await_button("2 notes")
 
+    def test_pages_that_were_left_keep_no_connection(self):
+        """A browser has six; it would wait about a minute for another one."""
+        self.browser.request("POST", "/timeouts", {"pageLoad": 30000})
+        for number in range(10):
+            self.open(f"/good.html?{number}")
+
     def test_the_page_s_own_style_stays(self):
         self.open("/")
         self.assertEqual(self.browser.run("return getComputedStyle(document.querySelector('p')).color"), "rgb(1, 2, 3)")

@@ -45,6 +45,9 @@ const std::string_view reload_js = R"js(
 (() => {
   const changes = new EventSource('/.quillet-dev/changes');
   changes.onmessage = () => location.reload();
+  // A browser has six connections to a server, and would keep one for each page that it may go back to.
+  addEventListener('pagehide', () => changes.close());
+  addEventListener('pageshow', event => event.persisted && location.reload());
 })();
 )js";
 
@@ -54,6 +57,9 @@ const std::string_view panel_js = R"js(
   const number = document.currentScript.dataset.request;
   const changes = new EventSource('/.quillet-dev/changes');
   changes.onmessage = () => location.reload();
+  // A browser has six connections to a server, and would keep one for each page that it may go back to.
+  addEventListener('pagehide', () => changes.close());
+  addEventListener('pageshow', event => event.persisted && location.reload());
   const host = document.createElement('quillet-dev-panel');
   const shadow = host.attachShadow({mode: 'open'});
   shadow.innerHTML = `<style>
