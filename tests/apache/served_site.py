@@ -65,11 +65,11 @@ def program_under_test(folder):
 class Demo:
     """A running scripts/demo. The port may be taken between asking for it and binding: then another one."""
 
-    def __init__(self, site, temporary, attempts=5):
+    def __init__(self, site, temporary, attempts=5, options=()):
         self.port = free_port()
         self.process = subprocess.Popen(
             [str(ROOT / "scripts/demo"), "--port", str(self.port),
-             "--program", str(program_under_test(temporary)), str(site)],
+             "--program", str(program_under_test(temporary)), *options, str(site)],
             stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, start_new_session=True,
             env={**os.environ, "TMPDIR": str(temporary), "TZ": "UTC"})
         self.said = []
@@ -81,7 +81,7 @@ class Demo:
             self.process.wait()
             self.process.stdout.close()
             if attempts > 1 and "Address already in use" in "".join(self.said):
-                return self.__init__(site, temporary, attempts - 1)
+                return self.__init__(site, temporary, attempts - 1, options)
             raise RuntimeError("scripts/demo ended:\n" + "".join(self.said))
         self.instance = pathlib.Path(glob.glob(f"{temporary}/quillet-demo.*")[0])
         self.httpd = int((self.instance / "httpd.pid").read_text())

@@ -6,7 +6,7 @@
 const childProcess = require('child_process');
 const fs = require('fs');
 const path = require('path');
-const { loadGrammar, tokenize, root } = require('./textmate.js');
+const { loadGrammar, tokenize, root } = require('../../editors/textmate.js');
 
 const marks = new Map([
   ['punctuation.definition.call.quillet', '^'],

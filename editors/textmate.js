@@ -1,5 +1,6 @@
 // Colours texts with a TextMate grammar as editors do: vscode-textmate on the library for regular expressions that it
-// is made for. The grammars of HTML, style sheets and scripts are those that editors have.
+// is made for. The grammars of HTML, style sheets and scripts are those that editors have. The npm packages are in the
+// folder that the variable QUILLET_NODE_MODULES names.
 'use strict';
 const fs = require('fs');
 const path = require('path');
@@ -8,18 +9,18 @@ const modules = process.env.QUILLET_NODE_MODULES;
 const { Registry, INITIAL, parseRawGrammar } = require(path.join(modules, 'vscode-textmate'));
 const oniguruma = require(path.join(modules, 'vscode-oniguruma'));
 
-const root = path.resolve(__dirname, '../..');
-const others = { 'text.html.basic': 'html', 'source.css': 'css', 'source.js': 'javascript' };
+const root = path.resolve(__dirname, '..');
+const others = { 'text.html.basic': 'html', 'source.css': 'css', 'source.js': 'javascript', 'source.shell': 'shellscript' };
 
 function grammarFile(scope) {
   if (scope === 'text.html.quillet') return path.join(root, 'editors/vscode/syntaxes/quillet.tmLanguage.json');
   return others[scope] && path.join(modules, 'tm-grammars/grammars', others[scope] + '.json');
 }
 
-async function loadGrammar() {
+async function makeRegistry() {
   const wasm = fs.readFileSync(path.join(modules, 'vscode-oniguruma/release/onig.wasm'));
   await oniguruma.loadWASM(wasm.buffer.slice(wasm.byteOffset, wasm.byteOffset + wasm.byteLength));
-  const registry = new Registry({
+  return new Registry({
     onigLib: Promise.resolve({
       createOnigScanner: (patterns) => new oniguruma.OnigScanner(patterns),
       createOnigString: (text) => new oniguruma.OnigString(text),
@@ -29,7 +30,18 @@ async function loadGrammar() {
       return file ? parseRawGrammar(fs.readFileSync(file, 'utf8'), file) : null;
     },
   });
-  return registry.loadGrammar('text.html.quillet');
+}
+
+// The grammars of an object { name: scope }, by these names.
+async function loadGrammars(scopes) {
+  const registry = await makeRegistry();
+  const grammars = {};
+  for (const [name, scope] of Object.entries(scopes)) grammars[name] = await registry.loadGrammar(scope);
+  return grammars;
+}
+
+async function loadGrammar() {
+  return (await loadGrammars({ quillet: 'text.html.quillet' })).quillet;
 }
 
 // The tokens of a text: where each starts, its characters, and its scopes, the innermost last.
@@ -49,4 +61,4 @@ function tokenize(grammar, text) {
   return tokens;
 }
 
-module.exports = { loadGrammar, tokenize, root };
+module.exports = { loadGrammar, loadGrammars, tokenize, root };
