@@ -2,8 +2,9 @@
 """Holds the manual against the operators' tables: every operator has its entry, which says what its row says.
 
 An entry of docs/operators is a heading with the operator's name, a block with its synopsis (a line for
-each form), then the summary as the first paragraph, every message of the operator, and an example. The
-index lists all operators. Links lead somewhere.
+each form), then the summary as the first paragraph, a table of all parameters, how they are evaluated, how
+values are escaped, the result, every message of the operator, an example, and where to read on. The index
+lists all operators. Links lead somewhere.
 """
 
 import json
@@ -17,6 +18,11 @@ DOCS = ROOT / "docs"
 MANUAL = DOCS / "operators"
 
 ENTRY = re.compile(r"## (?P<name>\S+)\n\n```text\n(?P<synopsis>.*?)\n```\n\n(?P<summary>.*?)\n\n", re.DOTALL)
+FACTS = ["Evaluation", "Quoting", "Result", "See also"]
+EVALUATED = "every parameter, before the call."
+QUOTING = ("none of its own.", "the result is escaped.", "the result is **not escaped**.", "the parameters are in the mode `",
+           "`")  # a parameter by its name
+NO_PARAMETERS = ("Parameters: none; what is there is ignored.", "Parameters: any text; up to 19 parameters.")
 INDEX_ROW = re.compile(r"^\| \[`(.*?)`\]\((.*?)\) \| (.*) \|$", re.MULTILINE)
 
 failures = []
@@ -27,12 +33,12 @@ def fail(message):
 
 
 def read_operators(program):
-    """{module: {name: (forms, summary)}} of the operators in force."""
+    """{module: {name: (forms, summary, is lazy)}} of the operators in force."""
     modules = {}
     for row in json.loads(subprocess.run([program], check=True, capture_output=True, text=True).stdout):
         operators = modules.setdefault(row["module"], {})
         if not row["gives_way"]:
-            operators[row["name"]] = (" ".join(row["synopsis"]), row["summary"])
+            operators[row["name"]] = (" ".join(row["synopsis"]), row["summary"], row["lazy"])
     return modules
 
 
@@ -71,10 +77,40 @@ def entries_of_page(path):
     return entries
 
 
+def parameters_of(synopsis):
+    """The names of the parameters of all forms: `^a[b[c];d] ^a[b;...]` has b[c], b, d."""
+    names = set()
+    for form in re.split(r" (?=\^)", synopsis):
+        inner = form.partition("[")[2].removesuffix("]")
+        names |= set(re.findall(r"(?:[^;\[\]]|\[[^\]]*\])+", inner))
+    return names - {"..."}
+
+
+def check_shape(place, synopsis, is_lazy, entry):
+    """The entry has the parts that every entry has, in their order."""
+    facts = re.findall(rf"^({'|'.join(FACTS)}): ", entry, re.MULTILINE)
+    if facts != FACTS:
+        return fail(f"{place}: the facts are {facts}, not {FACTS}")
+    tables = re.findall(r"^\| parameter \|.*\n\|[-|]*\n((?:\|.*\n)*)", entry, re.MULTILINE)
+    named = {name for row in "".join(tables).splitlines() for name in re.findall(r"`(.*?)`", row.split(" | ")[0])}
+    missing = parameters_of(synopsis) - named
+    if missing:
+        fail(f"{place}: no row for the parameters {sorted(missing)}")
+    if not tables and not any(f"\n{line}\n" in entry for line in NO_PARAMETERS):
+        fail(f"{place}: nothing about parameters")
+    said = {name: " ".join(re.search(rf"^{name}: (.*?)(?:\n\n|\Z)", entry, re.M | re.S)[1].split()) for name in FACTS}
+    if is_lazy == (said["Evaluation"] == EVALUATED):
+        fail(f"{place}: the evaluation does not fit an operator that is {'lazy' if is_lazy else 'not lazy'}")
+    if not said["Quoting"].startswith(QUOTING):
+        fail(f"{place}: quoting said in other words")
+    if not entry.rstrip().endswith(said["See also"].split(" ")[-1]) or "](" not in said["See also"]:
+        fail(f"{place}: the entry does not end with where to read on")
+
+
 def check_module(source, operators, comments, pages):
     """Every operator has its entry, all of a module on one page, in the module's order."""
     used = set()
-    for name, (synopsis, summary) in operators.items():
+    for name, (synopsis, summary, is_lazy) in operators.items():
         page = next((page for page, entries in pages.items() if name in entries), None)
         if page is None:
             fail(f"{source}: no entry for {name}")
@@ -85,6 +121,7 @@ def check_module(source, operators, comments, pages):
             fail(f"{page}: {name}: the synopsis is {synopsis!r} in the table, {entry_synopsis!r} here")
         if entry_summary != summary:
             fail(f"{page}: {name}: the summary is {summary!r} in the table, {entry_summary!r} here")
+        check_shape(f"{page}: {name}", synopsis, is_lazy, entry)
         if "\n```page" not in entry:
             fail(f"{page}: {name}: no example")
         comment_synopsis, messages = comments.get(name, ("", []))

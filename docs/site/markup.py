@@ -13,7 +13,8 @@ CODES = re.compile(rf"(?:{CODE.pattern})+", re.DOTALL)
 LABELS = {"page": "Page", "file": "File", "env": "Request", "body": "Body of the request", "output": "What comes out",
           "response": "The response"}
 TITLE = re.compile(r"^# .*\n+")
-FACT = re.compile(r"<p>(Evaluation|Quoting|Result|Messages|See also): ")
+FACT = re.compile(r"<p>(Parameters|Evaluation|Quoting|Result|See also): ")
+EXPLAINED = {"Evaluation": "language.html#evaluated-and-lazy", "Quoting": "language.html#quoting-modes"}
 
 
 class Codes:
@@ -132,13 +133,21 @@ def with_tables(text):
     return re.sub(r"<table>.*?</table>", table, text, flags=re.DOTALL)
 
 
+def label(page, word):
+    """The name of a fact of an entry; what it means is a link away."""
+    if word not in EXPLAINED:
+        return word
+    path, _, anchor = EXPLAINED[word].partition("#")
+    return f'<a href="{relative(page, path)}#{anchor}">{word}</a>'
+
+
 def render(page, addresses, codes):
     """The HTML of a page, with marks for its code."""
     command = ["cmark-gfm", "-e", "table", "-e", "strikethrough", "--full-info-string", "--unsafe"]
     text = subprocess.run(command, input=page.text, check=True, capture_output=True, text=True).stdout
     text = CODES.sub(lambda match: example(codes, match[0]), text)
     text = with_tables(with_links(page, addresses, with_anchors(page.text, text)))
-    text = FACT.sub(r'<p class="fact"><b>\1</b> ', text)
+    text = FACT.sub(lambda fact: f'<p class="fact"><b>{label(page, fact[1])}</b> ', text)
     if page.kind == "operator":
         text = text.replace('<pre class="code text">', '<pre class="code synopsis" id="synopsis">', 1)
     return text
