@@ -4,7 +4,7 @@
     install_test.py PACKAGE.deb [DIRECTORY]
 
 Needs root, debootstrap and Debian's packages; DIRECTORY keeps the bare system for the next time. There is no systemd
-in it: what units would start is started here.
+in it: what units would start is started here. The package of quillet-dev is beside PACKAGE.
 """
 
 import re
@@ -17,6 +17,7 @@ from pathlib import Path
 
 ROOT = Path(__file__).resolve().parents[2]
 PACKAGE = Path(sys.argv.pop(1)).resolve() if len(sys.argv) > 1 else None
+DEV_PACKAGE = PACKAGE and PACKAGE.with_name(PACKAGE.name.replace("quillet_", "quillet-dev_"))
 KEPT = Path(sys.argv.pop(1)).resolve() if len(sys.argv) > 1 else None
 
 FOREGROUND = {"nginx": "nginx -g 'daemon off;'", "apache": "apachectl -D FOREGROUND", "lighttpd": "lighttpd -D -f "
@@ -60,7 +61,7 @@ class Installed(unittest.TestCase):
         policy = self.system / "usr/sbin/policy-rc.d"
         policy.write_text("#!/bin/sh\nexit 101\n")
         policy.chmod(0o755)
-        run("cp", PACKAGE, self.system / PACKAGE.name)
+        run("cp", PACKAGE, DEV_PACKAGE, self.system)
         self.inside("apt-get update -q; apt-get install -y -q --no-install-recommends curl iproute2")
 
     def inside(self, script, *before):
@@ -104,6 +105,12 @@ class Installed(unittest.TestCase):
                                      "ls /var/lib/quillet/_macro.cfg"), self.inside(
                                          "echo \"rm: cannot remove '/var/lib/quillet/_macro.cfg': Operation not "
                                          "permitted\"; echo /var/lib/quillet/_macro.cfg"))
+
+    def test_the_authors_tool_makes_a_site_that_it_finds_nothing_in(self):
+        self.inside(f"apt-get install -y -q --no-install-recommends /{PACKAGE.name} /{DEV_PACKAGE.name}")
+        self.inside("quillet-dev new /srv/site && quillet-dev check /srv/site")
+        self.assertIn("<html", self.inside("quillet-dev run /srv/site/www/index.html"))
+        self.inside("test -s /usr/share/man/man1/quillet-dev.1.gz")
 
 
 if __name__ == "__main__":
