@@ -70,8 +70,9 @@ def names_of_links(path):
     """{file: what its link is called} for the links of a file that begin an item of a list or a row of a table."""
     names = {}
     for line in without_code(path.read_text()).splitlines():
-        link = LINK.match(re.sub(r"^(- |\| )", "", line))
-        if link and line[:2] in ("- ", "| "):
+        item = re.match(r"(?:- |\| |\d+\. )", line)
+        link = item and LINK.match(line, item.end())
+        if link:
             target = (path.parent / link["address"]).resolve()
             names.setdefault(target, plain(link["text"]))
     return names

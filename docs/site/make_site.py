@@ -116,20 +116,30 @@ def render_all(pages, addresses, modules):
     return [codes.put_in(text, coloured, page) for page, text in zip(pages, texts)]
 
 
+def words_of(text):
+    """HTML as one line of text."""
+    text = re.sub(r"</(?:p|td|th|li|dt|dd|pre|div|h\d)>", " ", text)
+    return " ".join(html.unescape(re.sub("<[^>]*>", "", text)).split())
+
+
+def beginning(text):
+    """What a list of found sections shows of one: its first words, without code."""
+    words = words_of(re.sub(r"<pre.*?</pre>|<p class=\"label\">.*?</p>", "", text, flags=re.DOTALL))
+    return words if len(words) <= 120 else words[:120].rpartition(" ")[0] + " ..."
+
+
 def sections(pages, texts):
     """What the search finds: the parts of each page, up to the next heading."""
     found = []
     for page, text in zip(pages, texts):
-        parts = re.split(r'(?=<h[1-3] id=")', text)
-        for part in filter(None, map(str.strip, parts)):
+        for part in re.split(r'(?=<h[1-3] id=")', text):
             heading = re.match(r'<h([1-3]) id="([^"]*)">(.*?)</h\1>', part, re.DOTALL)
             if not heading:
                 continue
-            words = " ".join(html.unescape(re.sub("<[^>]*>", " ", part[heading.end():])).split())
-            name = html.unescape(re.sub("<[^>]*>", "", heading[3]))
-            anchor = "" if heading[1] == "1" else "#" + heading[2]
-            found.append({"path": page.path + anchor, "title": name, "page": page.title, "text": words,
-                          "summary": page.summary if not anchor else words[:120].rpartition(" ")[0] + " ..."})
+            rest, is_page = part[heading.end():], heading[1] == "1"
+            found.append({"path": page.path + ("" if is_page else "#" + heading[2]), "title": words_of(heading[3]),
+                          "page": page.title, "text": words_of(rest),
+                          "summary": page.summary if is_page else beginning(rest)})
     return found
 
 

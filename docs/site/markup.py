@@ -12,7 +12,7 @@ CODE = re.compile(r'<pre><code(?: class="language-([\w+-]+)"(?: data-meta="([^"]
 CODES = re.compile(rf"(?:{CODE.pattern})+", re.DOTALL)
 LABELS = {"page": "Page", "file": "File", "env": "Request", "body": "Body of the request", "output": "What comes out",
           "response": "The response"}
-TITLE = re.compile(r"^# .*\n+")
+DRAWN = re.compile("[\u2500-\u257f]")
 FACT = re.compile(r"<p>(Parameters|Evaluation|Quoting|Result|See also): ")
 EXPLAINED = {"Evaluation": "language.html#evaluated-and-lazy", "Quoting": "language.html#quoting-modes"}
 
@@ -56,8 +56,12 @@ def pane(codes, kind, meta, code):
     if "=" in name:
         name, modifiers = "", meta
     label = LABELS[kind] + (f" <code>{name}</code>" if name else "") + (f" ({modifiers})" if modifiers else "")
-    inner = codes.mark(language_of(kind, meta), html.unescape(code))
-    return f'<div class="pane {kind}"><p class="label">{label}</p><pre><code>{inner}</code></pre></div>\n'
+    language = language_of(kind, meta)
+    # The rows of a table keep their lines and are scrolled.
+    is_table = language == "data" and "\t" in code and max(map(len, code.split("\n"))) > 30
+    attributes = ' class="rows" tabindex="0"' if is_table else ""
+    inner = codes.mark(language, html.unescape(code))
+    return f'<div class="pane {kind}"><p class="label">{label}</p><pre{attributes}><code>{inner}</code></pre></div>\n'
 
 
 def example(codes, text):
@@ -77,7 +81,9 @@ def example(codes, text):
             continue
         finish()
         inner = codes.mark(language_of(kind, meta), html.unescape(code))
-        parts.append(f'<pre class="code {kind or "plain"}"><code>{inner}</code></pre>\n')
+        # Drawings keep their lines and are scrolled.
+        attributes = 'class="drawing code" tabindex="0"' if DRAWN.search(code) else f'class="code {kind or "plain"}"'
+        parts.append(f"<pre {attributes}><code>{inner}</code></pre>\n")
     finish()
     return "".join(parts)
 

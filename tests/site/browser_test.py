@@ -18,7 +18,7 @@ LOOKED_AT = ["index", "language", "tools", "deploying", "operators", "themes/tab
              "check/visitor-quoting"]
 
 FIND_WIDE = """
-  const wide = (e) => e.getBoundingClientRect().right > innerWidth + 0.5 && !e.closest('.skip, .table.wide, [hidden]');
+  const wide = (e) => e.getBoundingClientRect().right > innerWidth + 0.5 && !e.closest('.skip, .table.wide, .drawing, .rows, [hidden]');
   return Array.from(document.querySelectorAll('body *')).filter(wide).slice(0, 3).map((e) => e.outerHTML.slice(0, 120));
 """
 RUN_AXE = """
