@@ -10,6 +10,7 @@ import socket
 import subprocess
 import sys
 import tempfile
+import time
 import unittest
 import urllib.parse
 
@@ -36,6 +37,13 @@ def example_site_with_database():
     """The same with the schema: scripts/demo starts a database server for it."""
     schema = ROOT / "examples/site/database"
     return example_site() | {f"database/{path.name}": path.read_bytes() for path in schema.glob("*.sql")}
+
+
+def days_ago(days, form):
+    """A date as the demo site has it: its .profile says where it is."""
+    zone = re.search("^TZ=(.*)$", (ROOT / "examples/site/run/.profile").read_text(), re.M)[1]
+    return subprocess.run(["date", f"--date=@{int(time.time()) - 86400 * days}", "+" + form], capture_output=True,
+                          text=True, check=True, env={"TZ": zone}).stdout.strip()
 
 
 def session_members(session):

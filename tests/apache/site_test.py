@@ -1,11 +1,14 @@
 """The demo site, examples/site, as a visitor sees it."""
 
 import html
+import json
+import os
 import re
+import subprocess
 import unittest
 import urllib.parse
 
-from served_site import ROOT, ExampleSite
+from served_site import ROOT, ExampleSite, days_ago
 
 SITE = ROOT / "examples/site"
 
@@ -17,11 +20,24 @@ def table(name):
 
 
 GOODS = table("catalogue/_goods")
+PAGES = table("_pages")
+OPERATORS = table("examples/_operators")
 
 
 def is_open(page):
     """Whether it is a page that everybody may see."""
     return page.endswith(".html") and not page.startswith("/members/")
+
+
+def sales_by_month():
+    months = {}
+    for row in table("catalogue/_sales"):
+        months.setdefault(days_ago(int(row["ago"]), "%Y-%m"), []).append(row)
+    return months
+
+
+def mangled(text):
+    return re.sub("[^a-zA-Z0-9]", lambda sign: f"%{ord(sign[0]):02x}", text)
 
 
 class Site(ExampleSite):
@@ -33,33 +49,37 @@ class Site(ExampleSite):
 
     def test_every_link_leads_somewhere(self):
         expected = {"/language/missing.html": 404, "/language/_quillet.cfg": 403, "/cgi-bin/quillet/index.html": 403,
-                    "/members/": 401}
+                    "/members/": 401, "/members/staff/": 401, "/errors/401.html": 401, "/errors/403.html": 403,
+                    "/errors/404.html": 404, "/errors/500.html": 500}
         seen, waiting = {"/"}, ["/"]
         while waiting:
             path = waiting.pop()
             reply = self.ask(path)
-            self.assertEqual(reply.status, expected.get(path, 200), path)
+            needs_database = path.startswith(("/shop/", "/board/"))  # there is none
+            self.assertEqual(reply.status, 503 if needs_database else expected.get(path, 200), path)
             if not reply.headers["Content-Type"].startswith("text/html"):
                 continue
             for link in re.findall(r'(?<!rel="nofollow" )href="([^"]*)"', reply.text()):
-                target = urllib.parse.quote(urllib.parse.urljoin(path, html.unescape(link)), safe="/?&=%+'")
-                if target.startswith("/") and target not in seen:
+                target = urllib.parse.urldefrag(urllib.parse.urljoin(path, html.unescape(link)))[0]
+                target = urllib.parse.quote(target, safe="/?&=%+'")
+                if target.startswith("/") and not target.startswith("/manual/") and target not in seen:
                     seen.add(target)
                     waiting.append(target)
-        self.assertTrue({"/catalogue/sales.html?month=2026-02", "/workshops/bookbinding/", "/language/empty.html",
-                         "/catalogue/item.html?id=nibs", "/style.css", "/contact.html", "/catalogue/pricelist.html",
-                         "/gallery/?picture=10-combed_night.gif", "/drop/", "/members/"} <= seen)
+        self.assertTrue({"/catalogue/sales.html?month=" + days_ago(59, "%Y-%m"), "/workshops/bookbinding/",
+                         "/language/empty.html", "/catalogue/item.html?id=nibs", "/style.css", "/contact.html",
+                         "/catalogue/pricelist.html", "/gallery/?picture=10-combed_night.gif", "/drop/", "/members/",
+                         "/examples/?operator=menu", "/source/?page=%2fchat%2f"} <= seen)
 
     def test_no_page_but_the_one_on_errors_shows_an_error(self):
         for path in self.files:
             page = path.removeprefix("www")
-            if is_open(page) and page not in ("/language/errors.html", "/language/operators.html"):
+            if is_open(page) and page != "/language/errors.html":
                 self.assertNotRegex(self.ask(page).text(), r"\[(invalid|undefined|macro|infinite|\w+:) ", page)
 
     def test_pages_are_closed_and_have_a_title(self):
         for path in self.files:
             page = path.removeprefix("www")
-            if is_open(page) and page not in ("/language/empty.html", "/buttons/button.html"):
+            if is_open(page) and page not in ("/language/empty.html", "/labels/label.html"):
                 self.assertRegex(self.ask(page).text(), r"(?s)<title>[^<]+ – The Inkwell</title>.*</html>\s*$")
 
     def test_a_page_is_marked_in_the_navigation(self):
@@ -68,7 +88,7 @@ class Site(ExampleSite):
     def test_a_directory_changes_what_the_directory_above_says(self):
         self.assertIn("Next dates", self.ask("/workshops/").text())
         page = self.ask("/workshops/bookbinding/").text()
-        self.assertIn('<p class="section">Workshops / Bookbinding</p>', page)
+        self.assertIn('<span>Workshops / Bookbinding</span>', page)
         self.assertNotIn("Next dates", page)
 
     # The form.
@@ -107,7 +127,7 @@ class Site(ExampleSite):
     def test_the_listing_is_sorted_by_name_eight_a_page(self):
         names = [row["id"] for row in sorted(GOODS, key=lambda row: row["name"])]
         self.assertEqual([self.listed(f"/catalogue/?page={page}") for page in (1, 2, 3, 4)],
-                         [names[:8], names[8:16], names[16:], []])
+                         [names[:8], names[8:16], names[16:], names[16:]])
 
     def test_the_listing_is_sorted_by_the_field_asked_for(self):
         prices = {row["id"]: float(row["price"]) for row in GOODS}
@@ -147,7 +167,9 @@ class Site(ExampleSite):
         first = self.listed("/catalogue/")
         for query in ("page=-3", "page=x", "page=", "page=%2B", "by=%5Erandom%5B%5D", "order=%3Cb%3E&by=x"):
             self.assertEqual(self.listed("/catalogue/?" + query), first, query)
-        self.assertEqual(self.listed("/catalogue/?page=99999999999"), [])
+
+    def test_after_the_last_page_of_the_listing_there_is_the_last_one(self):
+        self.assertEqual(self.listed("/catalogue/?page=99999999999"), self.listed("/catalogue/?page=3"))
 
     def test_the_pages_of_a_search_are_linked(self):
         page = self.page("/catalogue/?q=e&by=price&order=down")
@@ -164,8 +186,7 @@ class Site(ExampleSite):
 
     def test_the_sales_of_a_month_are_summed(self):
         prices = {row["id"]: float(row["price"]) for row in GOODS}
-        for month in ("2026-01", "2026-02", "2026-03"):
-            sales = [row for row in table("catalogue/_sales") if row["month"] == month]
+        for month, sales in sales_by_month().items():
             total = sum(int(row["quantity"]) * prices[row["id"]] for row in sales)
             pieces = sum(int(row["quantity"]) for row in sales)
             page = self.page(f"/catalogue/sales.html?month={month}")
@@ -173,31 +194,130 @@ class Site(ExampleSite):
             self.assertEqual(len(re.findall('<tr class="(?:odd|even)">', page)), len(sales))
 
     def test_the_sales_of_the_last_month_come_first(self):
-        self.assertIn("<h1>Sales of 2026-03</h1>", self.page("/catalogue/sales.html"))
+        self.assertIn(f"<h1>Sales of {max(sales_by_month())}</h1>", self.page("/catalogue/sales.html"))
 
-    # The operators.
+    # The sources.
 
-    def test_each_operator_is_shown_with_its_source_and_its_result(self):
-        page = self.page("/language/operators.html?name=Ann&n=12&n=5")
-        for row in table("language/_operators"):
-            source = row["source"]
-            for plain, escaped in (('"', "&quot;"), ("<", "&lt;"), (">", "&gt;")):
-                source = source.replace(plain, escaped)
-            self.assertIn(f"<td><code>{source}</code></td><td><code", page)
-        for source, result in (("^sum[2;3]", "5"), ("^form[name]", "Ann"), ("^combine[n;+]", "12+5"),
-                               ("^toupper[goose quill]", "GOOSE QUILL"), ("^eval[7 / 2;%.2f]", "3.50")):
-            self.assertIn(f'<code>{source}</code></td><td><code class="result">{result}</code>', page)
+    HOSTILE = ["../run/.profile", "run/.profile", ".profile", "/../run/.profile", "../run/chat/admin/password",
+               "/etc/passwd", "index.html", "_pages", "/source/?page=/", "/nosuch", "/catalogue", "/catalogue/ ", "//",
+               "/\n", "^env[PATH]", "/catalogue/index.html ../run/.profile", "x' y", "<script>", "$(id)", "`id`",
+               "-", "--help"]
 
-    def test_no_example_of_the_operators_is_unknown_to_the_program(self):
-        self.assertNotRegex(self.page("/language/operators.html?name=Ann&n=12&n=5"), r"\[(invalid|undefined) ")
+    def files_of(self, address):
+        """The files that the source of a page shows: name and text. A browser drops the line end after <pre>."""
+        page = self.page("/source/?page=" + urllib.parse.quote(address, safe=""))
+        return {name: html.unescape(re.sub("</?(?:a|b|i)(?: [^>]*)?>", "", text))[1:] for name, text in
+                re.findall(r"<details[^>]*><summary><code>(.*?)</code></summary><pre>(.*?)</pre>", page, re.S)}
 
-    def test_every_operator_of_the_language_has_its_example(self):
-        shown = {name for row in table("language/_operators") for name in row["operator"].split(", ")}
-        named = set()
-        for sources in ("macro/*", "table/*", "ops/*", "files/*", "db/*", "apps/*"):
-            for source in (ROOT / "src").glob(sources + ".cpp"):
-                named |= set(re.findall(r'^    \{"([a-z_-]+)", op_\w+, ', source.read_text(), re.M))
-        self.assertEqual(sorted(named - shown), [])
+    def test_every_page_leads_to_its_source(self):
+        for row in PAGES:
+            if row["address"] not in ("/members/", "/members/staff/", "/language/empty.html"):
+                page = self.ask(row["address"]).text()
+                self.assertIn(f'href="/source/?page={mangled(row["address"])}">source</a>', page, row["address"])
+
+    def test_every_page_has_its_row_and_its_place_in_the_navigation(self):
+        files = {row["files"].split()[0] for row in PAGES}
+        parts = {"labels/label.html", "chat/lines.html", "chat/users.html"}  # of other pages
+        pages = {str(path.relative_to(SITE / "www")) for path in (SITE / "www").rglob("*.html")}
+        self.assertEqual({page for page in pages if "/_" not in page} - parts, files)
+        home = self.ask("/").text()
+        for row in PAGES:
+            self.assertEqual(f'<li><a href="{row["address"]}">{row["label"]}</a></li>' in home, bool(row["group"]))
+
+    def test_the_source_of_a_page_is_its_files_as_they_are(self):
+        for row in PAGES:
+            shown = self.files_of(row["address"])
+            self.assertEqual(list(shown), row["files"].split() + ["_pages", "_quillet.cfg", "../run/_macro.cfg"])
+            for name, text in shown.items():
+                if not name.startswith("../database/"):  # this site has none
+                    self.assertEqual(text, (SITE / "www" / name).read_text(), name)
+
+    def test_calls_notes_and_macros_are_marked(self):
+        page = self.page("/source/?page=%2Flanguage%2F")
+        for part in ('<a href="/manual/operators/macro.html">^macro</a>[layout]', "\n<b>@title</b>[]\n",
+                     "\n<i># The pages below quote template text.", "^^form[name]"):
+            self.assertIn(part, page)
+
+    def test_what_a_visitor_sends_names_no_file(self):
+        for address in self.HOSTILE:
+            reply = self.ask("/source/?page=" + urllib.parse.quote(address, safe=""))
+            self.assertEqual(reply.status, 404, address)
+            self.assertNotIn("<pre>", reply.text(), address)
+        for query in ("file=../run/.profile", "page=/&file=../run/.profile", "page=/&files=/etc/passwd",
+                      "page=/&page=/etc/passwd"):
+            self.assertNotRegex(self.ask("/source/?" + query).text(), "SHOP_MAIL|root:", query)
+
+    def test_no_source_tells_a_secret(self):
+        secrets = [*(SITE / "run/.profile").read_text().splitlines()[-1:], "The_Inkwell:quill", "members: ann",
+                   re.search(r"password: (\S+)", "".join(self.demo.said))[1]]
+        for row in PAGES:
+            self.assertNotRegex(row["files"], r"\.profile|password|banned|groups|count|\*")
+            text = self.ask("/source/?page=" + urllib.parse.quote(row["address"], safe="")).text()
+            for secret in secrets:
+                self.assertNotIn(secret, text, row["address"])
+
+    # The pages for what the web server answers.
+
+    def test_what_is_not_there_or_not_served_is_said_in_the_frame_of_the_site(self):
+        nothing = "We have no such page"
+        for path, status, title in (("/nosuch.html", 404, nothing), ("/catalogue/nosuch", 404, nothing),
+                                    ("/index.html/more", 404, nothing), ("/_pages", 403, "Not over the counter"),
+                                    ("/members/", 401, "For members only")):
+            reply = self.ask(path)
+            self.assertIn(f"<h1>{title}</h1>", self.article(reply, status), path)
+            self.assertIn(f'href="/source/?page=%2ferrors%2f{status}%2ehtml">source</a>', reply.text())
+        self.assertEqual(self.ask("/members/").headers["WWW-Authenticate"], 'Basic realm="Members of The Inkwell"')
+
+    def test_a_request_that_takes_too_much_is_out_of_order(self):
+        page = self.folder.write("site/www/endless.html", "^for[i;1;2000000000;^for[j;1;2000000000;]]")
+        self.addCleanup(page.unlink)
+        wrapper = self.demo.instance / "cgi-bin/quillet"
+        original = wrapper.read_text()
+        self.addCleanup(wrapper.write_text, original)
+        wrapper.write_text(original.replace("processor_time=20", "processor_time=1"))
+        self.assertIn("<h1>Out of order</h1>", self.article(self.ask("/endless.html"), 500))
+
+    # The examples of the operators.
+
+    def example(self, row):
+        """What the page shows of an operator: its parts by their headings."""
+        page = self.page(f"/examples/?operator={row['operator']}&{row['query']}")
+        return {html.unescape(re.sub("<.*?>", "", head)): html.unescape(text).strip() for head, text in
+                re.findall(r"<section><h2>(.*?)</h2><pre>(.*?)</pre>", page, re.S)}
+
+    def test_every_operator_has_its_example(self):
+        printed = subprocess.run([os.environ["QUILLET_OPERATORS"]], capture_output=True, check=True).stdout
+        registered = {operator["name"]: operator["summary"] for operator in json.loads(printed)
+                      if not operator["gives_way"]}
+        self.assertEqual({row["operator"]: row["purpose"] for row in OPERATORS}, registered)
+        for name in registered:
+            self.assertIn(f"^{name}[", (SITE / f"www/examples/_{name}.html").read_text())
+
+    def test_each_example_shows_its_page_its_data_and_what_comes_out(self):
+        for row in OPERATORS:
+            shown = self.example(row)
+            source = (SITE / f"www/examples/_{row['operator']}.html").read_text().strip()
+            self.assertEqual(shown.pop("The page"), source)
+            self.assertNotRegex(shown["The result"], r"^$|\[(invalid|undefined) ", row["operator"])
+            if row["data"]:
+                data = (SITE / "www/examples" / row["data"]).read_text().strip()
+                self.assertEqual(shown[f"Its data, {row['data']}"], data)
+
+    def test_what_comes_out_of_an_example_is_evaluated(self):
+        rows = {row["operator"]: row for row in OPERATORS}
+        for name, result in (("form", "<p>Hello, Ann!</p>"), ("combine", "<p>By letter and telephone.</p>"),
+                             ("level", "<p>&lt;b&gt;bold&lt;/b&gt; or <b>bold</b></p>"),
+                             ("exec", f"<p>It is {days_ago(0, '%A')}.</p>"),
+                             ("menu", "<ul>\n<li>Iron gall ink € 8.90</li>\n<li>Goose quill € 5.20</li>\n"
+                                      "<li>Laid paper € 11.20</li>\n</ul>")):
+            self.assertEqual(self.example(rows[name])["The result"], result)
+        self.assertIn("<p>Hello, &lt;i&gt;!</p>", self.example(rows["form"] | {"query": "name=%3Ci%3E"})["The result"])
+
+    def test_a_visitor_sends_no_code(self):
+        for name in ("^env[PATH]", "../source/index", "menu.html", "_menu", "menu%0A", "MENU", "%3Cb%3E"):
+            reply = self.ask("/examples/?operator=" + name)
+            self.assertEqual(reply.status, 404, name)
+            self.assertNotIn("<pre>", reply.text())
 
 
 if __name__ == "__main__":

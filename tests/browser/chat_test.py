@@ -1,4 +1,4 @@
-"""The demo site's chat, calendar and buttons in real browsers."""
+"""The demo site's chat, calendar and labels in real browsers."""
 
 import contextlib
 import select
@@ -67,7 +67,7 @@ class Pages(BrowsedSite):
 
     def said(self, browser):
         """The lines of the room as they are seen, the oldest first, without their times."""
-        lines = browser.run("return Array.from(frames.lines.document.querySelectorAll('.said p[style]'), "
+        lines = browser.run("return Array.from(frames.lines.document.querySelectorAll('.said p[class]:not(.quiet)'), "
                             "line => [getComputedStyle(line).color, line.innerText])")
         return [(color, text[:-len(" 12:00")]) for color, text in lines]
 
@@ -105,28 +105,34 @@ class Pages(BrowsedSite):
         browser.open(f"http://localhost:{self.demo.port}/workshops/calendar.html?day=2026.2.1")
         self.assertEqual(browser.texts("h1"), ["February 2026"])
         self.assertEqual(len(browser.find_all(".month td a")), 28)
-        browser.click("a:has(img[alt=Later])")
+        browser.click(".steps a:last-child")
         wait_for(lambda: browser.texts("h1") == ["March 2026"], "the next month")
-        self.assertEqual(browser.texts(".month .busy"), ["7", "12", "14", "26"])
-        browser.click(".month .busy a[href$='2026.03.12']")
+        browser.click(".month a[href$='2026.03.12']")
         wait_for(lambda: browser.texts(".month .chosen") == ["12"], "the chosen day")
-        self.assertEqual(browser.texts(".week td")[3:6], ["Italic hand", "–", "Hard covers"])
+        self.assertEqual(browser.texts(".week th")[3:6], ["Thu 12.3.", "Fri 13.3.", "Sat 14.3."])
 
-    def test_a_button_is_shown_in_its_size_and_colors(self):
+    def test_a_workshop_is_marked_in_the_calendar_and_named_in_its_week(self):
         browser = self.new_browser()
-        browser.open(f"http://localhost:{self.demo.port}/buttons/?text=HI")
+        browser.open(f"http://localhost:{self.demo.port}/workshops/")
+        browser.click("aside li:nth-child(2) a")
+        wait_for(lambda: browser.find_all(".month .chosen.busy"), "the day of the workshop")
+        self.assertEqual(browser.texts(".week td")[3], "Italic hand")
+
+    def test_a_label_is_shown_in_its_size_and_colors(self):
+        browser = self.new_browser()
+        browser.request("POST", "/goog/cdp/execute", {"cmd": "Emulation.setDeviceMetricsOverride", "params": {
+            "width": 1000, "height": 800, "deviceScaleFactor": 2, "mobile": False}})
+        browser.open(f"http://localhost:{self.demo.port}/labels/?text=HI")
         for ink, color in (("blue", BLUE), ("red", RED)):
             selector = f".labels img[src$='ink={ink}']"
             wait_for(lambda: browser.run(f'return document.querySelector("{selector}").complete'), "the picture")
             pixels = decode(browser.screenshot(selector))
-            self.assertEqual((len(pixels[0]), len(pixels)), (168, 32))
-            # Inside of its edge the plate has two colors: that of the ink, and white where the letters are. At their
-            # top the "H" has its two stems, the "I" its bar; all strokes are two pixels wide.
-            self.assertEqual({pixel for row in pixels[2:-2] for pixel in row[2:-2]}, {color, WHITE})
-            stems = [x for x in range(168) if pixels[11][x] == WHITE][:4]
-            self.assertEqual([x - stems[0] for x in stems], [0, 1, 8, 9])
-            rows = [y for y in range(2, 30) if WHITE in pixels[y]]
-            self.assertEqual(rows, list(range(9, 23)))
+            # On a dense screen each pixel of the picture is one of the screen.
+            self.assertEqual((len(pixels[0]), len(pixels)), (400, 72))
+            inner = [row[12:-12] for row in pixels[12:-12]]
+            self.assertEqual((inner[0][0], len({pixel for row in inner for pixel in row})), (color, 5))
+            stems = [x for x in range(len(inner[0])) if all(row[x] == WHITE for row in inner[18:30])]
+            self.assertEqual([right - left > 1 for left, right in zip(stems, stems[1:])].count(True), 2)
 
 
 if __name__ == "__main__":

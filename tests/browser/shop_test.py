@@ -57,7 +57,7 @@ class Site(BrowsedSite):
         self.assertEqual(self.browser.texts(".entry.written"), [quoted + "A swan's is\n  stronger."])
         subjects = self.browser.texts(".tree .line")
         at = next(n for n, text in enumerate(subjects) if text.startswith("Swan"))
-        self.assertIn("Ann at the shop, 21 February", subjects[at - 1])
+        self.assertIn("Ann at the shop, ", subjects[at - 1])
         self.assertEqual(self.browser.run(self.DEPTH % "Swan"), [4, 4])
         self.assertEqual(self.browser.run(self.DEPTH % "Which paper"), [2, 2])
         address = self.browser.run("return location.search")

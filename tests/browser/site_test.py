@@ -58,6 +58,19 @@ class Site(BrowsedSite):
                                  "Number(p.getAttribute('width')), Number(p.getAttribute('height'))])")
         self.assertEqual(sizes, [[300, 200, 300, 200]] * 5)
 
+    def test_the_source_of_a_page_can_be_read_and_leads_to_the_manual(self):
+        self.open("/catalogue/")
+        self.browser.click(".above a")
+        self.await_texts("h1", ["Source: Catalogue"])
+        shown = self.browser.texts("details[open] pre")
+        self.assertTrue(shown[0].startswith("# The listing: a data file beside the page"), shown)
+        self.browser.click("details:nth-child(3) summary")
+        wait_for(lambda: self.browser.texts("details[open] pre")[1:], "the data")
+        self.assertIn("atlas\tAtlas notebook, A5\tNotebooks", self.browser.run(
+            "return document.querySelectorAll('details[open] pre')[1].textContent"))
+        self.assertIn("/manual/operators/menu.html", self.browser.run(
+            "return Array.from(document.querySelectorAll('pre a'), link => link.getAttribute('href'))"))
+
     def test_a_member_is_let_in_with_name_and_password(self):
         password = re.search(r"password: (\S+)", "".join(self.demo.said))[1]
         self.open("/members/", f"bob:{password}@")

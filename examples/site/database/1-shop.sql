@@ -54,6 +54,7 @@ insert into goods (category, name, note, price, stock) values
   (5, 'Writing slope, walnut', 'from about 1890, key & lock', 210.00, 1),
   (5, 'Pounce pot, porcelain', 'for sand, before there was blotting paper', 27.00, 2);
 
+-- Two orders of the last days.
 insert into orders (goods, pieces, price, name, address, written) values
-  (11, 2, 8.90, 'Clara Winter', 'Steingasse 4, 5020 Salzburg', '2026-03-02 10:12:00'),
-  (5, 1, 19.80, 'Tomáš Dvořák', 'Radniční 12, 370 01 České Budějovice', '2026-03-03 16:40:00');
+  (11, 2, 8.90, 'Clara Winter', 'Steingasse 4, 5020 Salzburg', current_date - interval 2 day + interval '10:12' hour_minute),
+  (5, 1, 19.80, 'Tomáš Dvořák', 'Radniční 12, 370 01 České Budějovice', current_date - interval 1 day + interval '16:40' hour_minute);

@@ -22,13 +22,14 @@ create sql security invoker view board as
   )
   select * from tree;
 
+-- Written in the last two weeks, so that the board is alive whenever it is set up.
 insert into messages (id, parent, subject, author, text, written) values
-  (1, 0, 'Which ink for parish registers?', 'Clara', 'Our register is to last another two hundred years. Which ink do you fill it with?\n\nThe one we have now turns grey.', '2026-02-20 09:30:00'),
-  (2, 1, 'Iron gall', 'Ann at the shop', 'Iron gall, always: blue on the day, black in a year, and it does not come off again.', '2026-02-20 11:05:00'),
-  (3, 2, 'Re: Iron gall', 'Tomáš', 'But rinse the pen every evening. It eats steel.', '2026-02-20 18:44:00'),
-  (4, 3, 'Re: Iron gall', 'Ann at the shop', '> But rinse the pen every evening.\n\nOr take a quill. It has nothing to rust.', '2026-02-21 09:10:00'),
-  (5, 2, 'Which paper with it?', 'Clara', 'Is the laid paper strong enough for it?', '2026-02-21 12:00:00'),
-  (6, 1, 'Pencil', 'Hugo', 'Graphite does not fade at all. Nobody believes me.', '2026-02-22 20:15:00'),
-  (7, 0, 'A quill for the left hand', 'Mira', 'From which wing does it have to come?', '2026-03-01 14:20:00'),
-  (8, 7, 'From the right one', 'Ann at the shop', 'Feathers of the right wing bend away from a left-handed writer''s eye. We cut them on request.', '2026-03-01 15:02:00'),
-  (9, 0, 'Show your first bindings!', 'Hugo', 'Mine fell apart on the bus. Yours?', '2026-03-04 19:00:00');
+  (1, 0, 'Which ink for parish registers?', 'Clara', 'Our register is to last another two hundred years. Which ink do you fill it with?\n\nThe one we have now turns grey.', current_date - interval 13 day + interval '09:30' hour_minute),
+  (2, 1, 'Iron gall', 'Ann at the shop', 'Iron gall, always: blue on the day, black in a year, and it does not come off again.', current_date - interval 13 day + interval '11:05' hour_minute),
+  (3, 2, 'Re: Iron gall', 'Tomáš', 'But rinse the pen every evening. It eats steel.', current_date - interval 13 day + interval '18:44' hour_minute),
+  (4, 3, 'Re: Iron gall', 'Ann at the shop', '> But rinse the pen every evening.\n\nOr take a quill. It has nothing to rust.', current_date - interval 12 day + interval '09:10' hour_minute),
+  (5, 2, 'Which paper with it?', 'Clara', 'Is the laid paper strong enough for it?', current_date - interval 12 day + interval '12:00' hour_minute),
+  (6, 1, 'Pencil', 'Hugo', 'Graphite does not fade at all. Nobody believes me.', current_date - interval 11 day + interval '20:15' hour_minute),
+  (7, 0, 'A quill for the left hand', 'Mira', 'From which wing does it have to come?', current_date - interval 4 day + interval '14:20' hour_minute),
+  (8, 7, 'From the right one', 'Ann at the shop', 'Feathers of the right wing bend away from a left-handed writer''s eye. We cut them on request.', current_date - interval 4 day + interval '15:02' hour_minute),
+  (9, 0, 'Show your first bindings!', 'Hugo', 'Mine fell apart on the bus. Yours?', current_date - interval 1 day + interval '19:00' hour_minute);
