@@ -8,7 +8,7 @@ from recipe import Recipe, Site
 
 MARKUP = ["<b>", '"><script>', "'", "&lt;", "<!--"]
 TEXTS = [*MARKUP, "", " ", "^", "^^", "^form[x]", "^env[PATH]", "[", "]", "[]", "[^a]", "(", ")", "(a|", "*", "+", "a{2", ".*", "\\", "\\n",
-         "\\1", "$", "$1", ";", "`", "@main", "#", "../x", "/etc/passwd", "%00", "\t", "\n", "x" * 100_000, "ü", "\x01"]
+         "\\1", "$", "$1", ";", "`", "@main", "#", "../x", "/etc/passwd", "%00", "\t", "\n", "x" * 5_000, "ü", "\x01", "a\x01b", "a\nb", "a\tb"]
 
 
 class RecipeTest(unittest.TestCase):
@@ -47,6 +47,11 @@ class Search(RecipeTest):
             sought = text.lower().replace("\t", " ")  # in what a regular expression matched, a tab is a space
             shown = [row.replace("\t", ": ") for row in rows if text and sought in row.replace("\t", " ").lower()]
             self.assertEqual(self.found(text), shown or (["Nothing was found."] if text else []), text)
+
+    def test_a_long_text_is_cut_and_finds_nothing(self):
+        self.site.write("www/_teas", "name\tnote\nlong\t" + "y" * 70 + "\n")
+        self.assertEqual(self.found("y" * 60), ["long: " + "y" * 70])
+        self.assertEqual(self.found("y" * 61), ["Nothing was found."])
 
     def test_a_letter_beyond_ascii_counts_in_its_case(self):
         self.assertEqual(self.found("Ü"), ["Nothing was found."])
@@ -94,7 +99,7 @@ class Append(RecipeTest):
         for text in TEXTS:
             answer = self.site.post("/guests.html", {"name": text, "words": text})
             self.assert_clean(answer)
-            fits = text != " " and re.fullmatch(r"[^\x00-\x1f]{1,240}", text) is not None
+            fits = re.fullmatch(r"[^\x00-\x1f]{1,240}", text) is not None and text != " "
             self.assertEqual("Status" in answer.headers, fits, text)
             taken += fits
             self.assertEqual(len(self.entries()), taken)
@@ -127,8 +132,18 @@ class Append(RecipeTest):
 class Edit(RecipeTest):
     name = "edit"
 
+    def setUp(self):
+        super().setUp()
+        self.site.environment["REMOTE_USER"] = "ann"
+
     def post(self, origin="https://tea.example", **fields):
         return self.site.post("/editors/notes.html", fields, HTTP_ORIGIN=origin)
+
+    def test_without_a_name_nothing_is_shown_or_changed(self):
+        self.site.environment.clear()
+        self.assertEqual(self.site.get("/editors/notes.html").headers["Status"], "403 Forbidden")
+        self.assertEqual(self.post(id="0", do="Save", text="x").headers["Status"], "403 Forbidden")
+        self.assertEqual(list((self.site.root / "run").glob("_note*")), [])
 
     def test_every_text_comes_back(self):
         for number, text in enumerate((text for text in TEXTS if 0 < len(text) < 5000 and text != "\x01"), 1):

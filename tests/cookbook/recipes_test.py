@@ -25,6 +25,14 @@ class Recipes(unittest.TestCase):
             self.assertEqual(re.findall("^## (.*)$", text, re.M), SECTIONS)
             self.assertTrue(recipe.steps)
 
+    def test_every_page_says_what_it_is(self):
+        head = re.compile('<!doctype html>\n<html lang="[a-z]{2}">\n(<head>\n)?<meta charset="utf-8">\n(<meta .*>\n)?<title>')
+        for recipe in self.each():
+            for line, _, _, kind, expected in recipe.steps:
+                body = expected.decode().partition("\n\n")[2] if kind == "response" else expected.decode()
+                if "<html" in body:
+                    self.assertRegex(body, head, line)
+
     def test_the_index_lists_every_page(self):
         linked = re.findall(r"^\| \[.*?\]\((\S+)\.md\) \|", (COOKBOOK / "README.md").read_text(), re.M)
         self.assertEqual(sorted(linked), sorted(recipe.path.stem for recipe in recipes()))
