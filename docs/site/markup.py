@@ -11,7 +11,7 @@ from addresses import Addresses, anchors_of, relative
 CODE = re.compile(r'<pre><code(?: class="language-([\w+-]+)"(?: data-meta="([^"]*)")?)?>(.*?)</code></pre>\n?', re.DOTALL)
 CODES = re.compile(rf"(?:{CODE.pattern})+", re.DOTALL)
 LABELS = {"page": "Page", "file": "File", "env": "Request", "body": "Body of the request", "output": "What comes out",
-          "response": "The response"}
+          "response": "The response", "request": "Request", "message": "The message"}
 DRAWN = re.compile("[\u2500-\u257f]")
 FACT = re.compile(r"<p>(Parameters|Evaluation|Quoting|Result|See also): ")
 EXPLAINED = {"Evaluation": "language.html#evaluated-and-lazy", "Quoting": "language.html#quoting-modes"}
