@@ -202,6 +202,8 @@ def main():
     parser.add_argument("folder", type=Path)
     options = parser.parse_args()
     folder = options.folder.resolve()
+    if (folder / "search_index.js").is_file():  # a site that was made before; some of its pages may be gone
+        shutil.rmtree(folder)
     folder.mkdir(parents=True, exist_ok=True)
     count = make_site(options.program.resolve(), options.modules.resolve(), folder)
     print(f"{count} pages in {folder}")
