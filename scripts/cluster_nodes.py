@@ -252,4 +252,6 @@ http {{
         return ["/usr/sbin/nginx", "-c", self.folder / "nginx.conf", "-e", self.log]
 
     def is_ready(self):
-        return accepts(("127.0.0.1", self.port))
+        """It has the port; somebody else may have it."""
+        number = self.folder / "nginx.pid"
+        return number.exists() and number.read_text().strip() == str(self.process.pid)
