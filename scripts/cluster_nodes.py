@@ -137,12 +137,19 @@ wsrep-sync-wait=1
         return ["mariadbd", f"--defaults-file={self.folder}/my.cnf"]
 
     def make_data(self):
-        done = subprocess.run(as_user("mariadb-install-db", f"--defaults-file={self.folder}/my.cnf", "--wsrep-on=off",
-                                      "--auth-root-authentication-method=normal", "--skip-test-db", "--force"),
-                              stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
-                              cwd=self.folder, text=True)
-        if done.returncode != 0:
-            raise RuntimeError("mariadb-install-db failed:\n" + done.stdout)
+        making = subprocess.Popen(as_user("mariadb-install-db", f"--defaults-file={self.folder}/my.cnf",
+                                          "--wsrep-on=off", "--auth-root-authentication-method=normal",
+                                          "--skip-test-db", "--force"), start_new_session=True,
+                                  stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                                  cwd=self.folder, text=True)
+        with making:
+            try:
+                said = making.communicate()[0]
+            except BaseException:
+                os.killpg(making.pid, signal.SIGKILL)  # it is a script: what it started, too
+                raise
+        if making.returncode != 0:
+            raise RuntimeError("mariadb-install-db failed:\n" + said)
 
     def start(self, *options):
         """After an end in the middle the node says where it was, so that the others send only what it missed."""
