@@ -176,7 +176,7 @@ class Formats(RecipeTest):
     name = "formats"
 
     def test_amounts(self):
-        amounts = [0, 0.9, 1, 12, 123, 1234.5, 12345, 123456, 1234567, 999999999, -0.5, -123, -1234, -123456.75, 1000, 1000000]
+        amounts = [0, 0.9, 1, 12, 123, 1234.5, 12345, 123456, 1234567, 999999999, -0.5, -123, -1234, -123456.75, 1000, 1000000, 1234567890.5, 999999999999]
         self.site.write("www/index.html", "^optimize[no]^context[n;^load[n]^menu[^macro[amount;^item[n;0];,;.];|]]")
         self.site.write("www/_n", "\n".join(map(str, amounts)))
         self.assertEqual(self.site.get("/").text(), "|".join(f"{amount:,.2f}" for amount in amounts))

@@ -126,6 +126,12 @@ class Upload(RecipeTest):
         self.assertIn("Please choose", self.site.post("/pictures.html", "picture=x.gif").text())
         self.assertFalse((self.site.root / "run/pictures").exists())
 
+    def test_a_full_folder_takes_nothing_more(self):
+        for number in range(1000, 1500):
+            self.site.write(f"run/pictures/{number}.gif", b"")
+        self.assertIn("There is no room for more.", self.send("x.gif").text())
+        self.assertEqual(len(self.stored("run/pictures")), 500)
+
     def test_the_size_fits_into_a_square(self):
         for wide, high, shown in ((320, 240, (160, 120)), (240, 320, (120, 160)), (100, 50, (100, 50)), (160, 160, (160, 160)),
                                   (65535, 1, (160, 0))):
