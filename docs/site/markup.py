@@ -11,7 +11,9 @@ from addresses import Addresses, anchors_of, relative
 CODE = re.compile(r'<pre><code(?: class="language-([\w+-]+)"(?: data-meta="([^"]*)")?)?>(.*?)</code></pre>\n?', re.DOTALL)
 CODES = re.compile(rf"(?:{CODE.pattern})+", re.DOTALL)
 LABELS = {"page": "Page", "file": "File", "env": "Request", "body": "Body of the request", "output": "What comes out",
-          "response": "The response", "request": "Request", "message": "The message"}
+          "response": "The response", "request": "Request", "message": "The message", "add": "Add to",
+          "replace": "Replace in", "by": "By"}
+FILES = ("file", "add", "replace")  # blocks that name one
 DRAWN = re.compile("[\u2500-\u257f]")
 FACT = re.compile(r"<p>(Parameters|Evaluation|Quoting|Result|See also): ")
 EXPLAINED = {"Evaluation": "language.html#evaluated-and-lazy", "Quoting": "language.html#quoting-modes"}
@@ -42,12 +44,12 @@ class Codes:
 def language_of(kind, meta):
     """The grammar for a block."""
     name = meta.split(" ")[0]
-    if kind in ("page", "html", "quillet") or kind == "file" and name.endswith((".html", ".cfg")):
+    if kind in ("page", "html", "quillet", "by") or kind in FILES and name.endswith((".html", ".cfg")):
         return "quillet"
     if kind in ("output", "response"):
         return "html"
-    if kind == "file":
-        return "data"
+    if kind in FILES:
+        return "css" if name.endswith(".css") else "data"
     return {"sh": "shell", "js": "javascript", "css": "css"}.get(kind, "plain")
 
 
