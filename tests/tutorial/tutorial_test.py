@@ -2,13 +2,14 @@
 the text says, and the pictures are those of the pages."""
 
 import shutil
+import subprocess
 import tempfile
 import unittest
 from pathlib import Path
 
 from pictures import fingerprint_in
 from steps import DOCS, all_steps
-from walk import Walk
+from walk import TOOL, Walk
 
 SMALL = 60_000  # bytes of a picture
 
@@ -31,6 +32,8 @@ class Tutorial(unittest.TestCase):
         self.assertGreater(kinds["html"], 25)
         self.assertGreaterEqual(kinds["picture"], 10)
         self.assertIn(walk.server.writable(), (None, {("run", "kept")}))
+        checked = subprocess.run([TOOL, "check", walk.folder], capture_output=True, text=True, check=False)
+        self.assertEqual((checked.returncode, checked.stdout), (0, ""))
         self.assertFalse(list((self.folder / "work").rglob("error_log")))
 
     def check_picture(self, walk, path, address, *_):
