@@ -13,6 +13,7 @@
 #include <cstring>
 #include <utility>
 
+#include "core/kept_files.h"
 #include "core/onlooker.h"
 #include "core/scan.h"
 
@@ -85,10 +86,25 @@ namespace {
   current_onlooker->file_read(path, all, bytes, pieces);
 }
 
+// Reads a file that was not kept or has changed; what was kept of it is as good.
+text read_and_keep(std::string_view path, bool drop_empty_lines) {
+  text bytes = kept_file(path, drop_empty_lines);
+  if (!bytes.is_null()) return bytes;
+  const std::time_t now = std::time(nullptr);
+  const open_file file(path, O_RDONLY);
+  struct stat status {};
+  if (file < 0 || fstat(file, &status) != 0) return {};
+  bytes = file.read_all();
+  filter_lines(bytes, drop_empty_lines);
+  if (!bytes.is_null()) keep_file(path, drop_empty_lines, file, state_of(status), now, bytes);
+  return bytes;
+}
+
 }  // namespace
 
 text read_text_file(std::string_view path, bool drop_empty_lines, bool lock) {
   if (path.empty()) return {};
+  if (keeps_files() && !lock) return read_and_keep(path, drop_empty_lines);
   const open_file file(path, O_RDONLY);
   if (file < 0) {
     tell_not_opened(path);

@@ -19,6 +19,7 @@
 #include "cgi/streams.h"
 #include "core/end.h"
 #include "core/file.h"
+#include "core/kept_files.h"
 #include "core/process.h"
 #include "fcgi/connection.h"
 #include "fcgi/request_limits.h"
@@ -280,6 +281,7 @@ void run_worker(const worker_place &place) {
   dup2(place.standard_error, STDERR_FILENO);
   set_streams({read_body, write_response_bytes});
   set_before_end(end_last_request);
+  if (place.options.requests_per_process > 1) keep_files();
   for (int left = place.options.requests_per_process; left > 0; --left) {
     const int connection = next_connection(place);
     if (connection < 0) leave();

@@ -34,6 +34,8 @@ ANSWERED_FOR = {
         "last_numbering",
         # compiled regular expressions
         "cache",
+        # files, each compared with the one on the disk before it is used
+        "is_keeping", "kept_files", "kept_size",
     ],
 }
 

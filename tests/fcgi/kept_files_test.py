@@ -1,0 +1,149 @@
+#!/usr/bin/env python3
+"""Files change between two requests of one process, which keeps the files that it has read: what it answers is what
+the plain program answers.
+
+    kept_files_test.py [--seed N]
+"""
+
+import argparse
+import os
+import random
+import subprocess
+import sys
+import tempfile
+import time
+from pathlib import Path
+
+from fastcgi import Server
+from program import PROGRAM, cgi_environment, wait_for
+
+FOLDERS = 150
+PAGE = "^macro[m]|^include[piece.html]|^include[asis;/shared.html]|^load[rows]^menu[^item[0],]|^env[SET]|\n#\npage"
+
+
+def random_content(chance):
+    """Of few sizes, so that often only the bytes differ."""
+    return "".join(chance.choice("ab\n#\r") for _ in range(chance.choice((0, 1, 8))))
+
+
+class Folder:
+    """A page and what it reads, some of it missing."""
+
+    def __init__(self, chance, root, number):
+        self.chance = chance
+        self.root = root
+        self.www = root / "www" / str(number)
+        self.www.mkdir(parents=True)
+        self.files = {self.www / "page.html": lambda: PAGE + random_content(chance),
+                      self.www / "piece.html": lambda: random_content(chance),
+                      self.www / "_rows": lambda: random_content(chance),
+                      self.www / "_macro.cfg": lambda: f"^macro[m;{random_content(chance)}]"}
+        for path in self.files:
+            if path.name == "page.html" or chance.random() < .8:
+                self.write(path)
+
+    def write(self, path):
+        path.write_text(self.files[path]())
+
+    def rewrite_with_old_time(self, path):
+        old = os.stat(path) if path.exists() else None
+        self.write(path)
+        if old:
+            os.utime(path, ns=(old.st_atime_ns, old.st_mtime_ns))
+
+    def replace(self, path):
+        new = path.with_name("new")
+        new.write_text(self.files[path]())
+        new.rename(path)
+
+    def replace_by_link(self, path):
+        target = path.with_name("target")
+        target.write_text(self.files[path]())
+        path.unlink(missing_ok=True)
+        path.symlink_to(target)
+
+    def replace_by_folder(self, path):
+        path.unlink(missing_ok=True)
+        path.mkdir()
+
+    def append(self, path):
+        with path.open("a") as file:
+            file.write("x")
+
+    def remove(self, path):
+        path.unlink(missing_ok=True)
+
+    def change(self):
+        """Gives the name of what was done."""
+        path = self.chance.choice([path for path in self.files if not path.is_dir()])
+        how = self.chance.choice((self.write, self.rewrite_with_old_time, self.replace, self.replace_by_link,
+                                  self.replace_by_folder, self.append, self.remove, lambda path: None))
+        how(path)
+        return f"{how.__name__} {path}"
+
+    def environment(self):
+        return cgi_environment(str(self.root), str(self.www.relative_to(self.root) / "page.html"))
+
+
+def plain(environment, directory):
+    return subprocess.run([PROGRAM], env=environment, cwd=directory, capture_output=True).stdout
+
+
+def warm(server, environment):
+    return server.ask({name: value for name, value in environment.items() if name != "ASAN_OPTIONS"}).output
+
+
+def reads(server):
+    """Calls of read(2) of the only process so far."""
+    (process,) = server.children()
+    lines = Path(f"/proc/{process}/io").read_text().splitlines()
+    return int(next(line for line in lines if line.startswith("syscr")).split()[1])
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("--seed", type=int, default=random.randrange(1000000))
+    chance = random.Random(seed := parser.parse_args().seed)
+    print(f"--seed {seed}")
+    failures = []
+    with tempfile.TemporaryDirectory(prefix="quillet-kept-") as name:
+        root = Path(os.path.realpath(name))
+        site = root / "site"
+        site.mkdir()
+        (root / "www").mkdir()
+        (root / "www/shared.html").write_text("shared")
+        (site / ".profile").write_text("SET=1\n")
+        folders = [Folder(chance, root, number) for number in range(FOLDERS)]
+        server = Server(site, "--requests-per-process", "100000", "--processes", "1", "--spare", "1")
+
+        def compare(folder, what):
+            answers = [warm(server, folder.environment()) for _ in range(2)]
+            expected = plain(folder.environment(), site)
+            if answers != [expected] * 2:
+                failures.append(f"{what}:\n  plain {expected}\n  warm  {answers}")
+        try:
+            written = time.time()
+            # What has just changed is not kept.
+            wait_for(lambda: time.time() > written + 3.5, "the files to be some seconds old")
+            for folder in folders:
+                compare(folder, "as it was")
+            before = reads(server)
+            for folder in folders:
+                warm(server, folder.environment())
+            each = (reads(server) - before) / FOLDERS
+            if each > 2.5:  # the request's own, and what is not kept
+                failures.append(f"{each} calls of read(2) for a page whose files have not changed")
+            for folder in folders:
+                compare(folder, folder.change())
+            (root / "www/shared.html").write_text("SHARED")
+            (site / ".profile").write_text("SET=2\n")
+            for folder in folders:
+                compare(folder, "the files of all pages, and " + folder.change())
+        finally:
+            server.stop()
+    print("\n".join(failures) or f"{FOLDERS} pages")
+    sys.exit(1 if failures else 0)
+
+
+if __name__ == "__main__":
+    main()
