@@ -1,13 +1,17 @@
 #!/usr/bin/env python3
 """Runs every page case through quillet-fcgi, in random order, and expects what the plain program gives.
 
-    cases_test.py REQUESTS_PER_PROCESS [--seed N] [FILE or FOLDER ...]
+    cases_test.py REQUESTS_PER_PROCESS [--database] [--seed N] [FILE or FOLDER ...]
+
+With --database it runs the cases that ask a database server, which it starts.
 
 Left out are the cases that say how a process is started: its arguments, its limits, its clock.
 """
 
 import argparse
 import concurrent.futures
+import contextlib
+import functools
 import os
 import random
 import resource
@@ -19,10 +23,11 @@ from pathlib import Path
 from fastcgi import Server
 
 TESTS = Path(__file__).resolve().parents[1]
-sys.path.insert(0, str(TESTS))
+sys.path[:0] = [str(TESTS), str(TESTS / "database")]
 from case_file import CaseError, parse_case  # noqa: E402
 from case_run import SANITIZER_WARNING, Run  # noqa: E402
 from run_cases import STACK  # noqa: E402
+from server_pages import ServerRun, start_server  # noqa: E402
 
 JOBS = 2
 OF_THE_PROCESS = ("arguments", "limits", "clock")
@@ -31,9 +36,9 @@ OF_THE_PROCESS = ("arguments", "limits", "clock")
 class WarmRun(Run):
     """A case in a folder that stays while a server works in it."""
 
-    def __init__(self, server, root, sections):
+    def __init__(self, warm, root, sections):
         super().__init__(None, sections)
-        self.server = server
+        self.warm = warm
         self.root = os.fsencode(root)
 
     def execute(self):
@@ -49,11 +54,20 @@ class WarmRun(Run):
         body = self.with_root(body_section.content()) if body_section else b""
         environment = self.environment(body)
         del environment["ASAN_OPTIONS"]
-        answer = self.server.ask(environment, body)
+        answer = self.warm.ask(environment, body)
         self.output, self.errors = as_cgi(answer.output), SANITIZER_WARNING.sub(b"", answer.errors)
         self.status = answer.status
         if self.status is None:
             raise CaseError("the connection ended without an answer")
+
+
+class DatabaseRun(WarmRun, ServerRun):
+    """The same of a case that finds a database server."""
+
+    def __init__(self, database, warm, root, sections):
+        ServerRun.__init__(self, database, sections)
+        self.warm = warm
+        self.root = os.fsencode(root)
 
 
 def as_cgi(output):
@@ -74,7 +88,7 @@ def empty(root):
             path.unlink()
 
 
-def run_share(paths, requests_per_process):
+def run_share(paths, requests_per_process, make_run):
     """Runs the cases one after the other by a server of their own; gives (path, failures) of each."""
     root = Path(os.path.realpath(tempfile.mkdtemp(prefix="quillet-case-")))
     (root / "site").mkdir()
@@ -82,7 +96,7 @@ def run_share(paths, requests_per_process):
     server = Server(root / "site", "--requests-per-process", str(requests_per_process), "--spare", "1")
     try:
         for path in paths:
-            run = WarmRun(server, root, parse_case(path.read_bytes()))
+            run = make_run(server, root, parse_case(path.read_bytes()))
             try:
                 run.execute()
             except (CaseError, OSError) as error:
@@ -97,10 +111,12 @@ def run_share(paths, requests_per_process):
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("requests_per_process", type=int)
+    parser.add_argument("--database", action="store_true")
     parser.add_argument("--seed", type=int, default=random.randrange(1000000))
     parser.add_argument("paths", nargs="*", type=Path)
     options = parser.parse_args()
-    cases = [path for given in options.paths or [TESTS / "cases"]
+    folder = TESTS / "database/cases" if options.database else TESTS / "cases"
+    cases = [path for given in options.paths or [folder]
              for path in (sorted(given.rglob("*.case")) if given.is_dir() else [given])]
     cases = [path for path in cases
              if not any(section.name in OF_THE_PROCESS for section in parse_case(path.read_bytes()))]
@@ -108,8 +124,14 @@ def main():
     resource.setrlimit(resource.RLIMIT_STACK, (STACK, resource.getrlimit(resource.RLIMIT_STACK)[1]))
     shares = [cases[k::JOBS] for k in range(JOBS)]
     passed = failed = 0
-    with concurrent.futures.ThreadPoolExecutor(JOBS) as workers:
-        for results in workers.map(lambda share: run_share(share, options.requests_per_process), shares):
+    with contextlib.ExitStack() as stack:
+        make_run = WarmRun
+        if options.database:
+            database = start_server()
+            stack.callback(database.stop)
+            make_run = functools.partial(DatabaseRun, database)
+        workers = stack.enter_context(concurrent.futures.ThreadPoolExecutor(JOBS))
+        for results in workers.map(lambda share: run_share(share, options.requests_per_process, make_run), shares):
             for path, failures in results:
                 passed, failed = (passed, failed + 1) if failures else (passed + 1, failed)
                 if failures:
