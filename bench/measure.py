@@ -101,7 +101,7 @@ def measure_memory(options):
 def measure_serving(options):
     text = serving.measure(SCENARIOS, options.quillet.resolve().parent, options.names, options.seconds, options.rounds)
     if options.keep:
-        report.keep("serving", text)
+        report.keep("serving", text, serving.DOCUMENT)
     return False
 
 
@@ -121,11 +121,11 @@ def main():
     kind.set_defaults(run=measure_memory)
     kind = kinds.add_parser("serving", help="pages behind nginx, beside other servers")
     kind.add_argument("names", nargs="*", metavar="W1", help="some of them")
-    kind.add_argument("--seconds", type=int, default=3)
+    kind.add_argument("--seconds", type=int, default=2)
     kind.add_argument("--rounds", type=int, default=3)
     kind.set_defaults(run=measure_serving)
     for kind in kinds.choices.values():
-        kind.add_argument("--keep", action="store_true", help="write the result into docs/performance.md")
+        kind.add_argument("--keep", action="store_true", help="write the result into the manual")
     kind = kinds.add_parser("instructions", help="instruction counts of the pages")
     kind.add_argument("names", nargs="*", metavar="W1", help="some of them")
     kind.add_argument("--check", action="store_true", help="compare with those kept instead of keeping them")

@@ -65,13 +65,12 @@ def memory_table(rows):
                    f"{each.target}", met(times, each.target)] for each, size, taken, times in rows])
 
 
-def keep(name, text):
-    """Puts the text into docs/performance.md, between the two marks of that name."""
-    document = DOCUMENT.read_text()
+def keep(name, text, document=DOCUMENT):
+    """Puts the text into the document, between the two marks of that name."""
     start, end = f"<!-- {name} -->\n", f"<!-- end of {name} -->"
-    before, rest = document.split(start)
+    before, rest = document.read_text().split(start)
     after = rest.split(end)[1]
-    DOCUMENT.write_text(before + start + text + end + after)
+    document.write_text(before + start + text + end + after)
 
 
 def keep_picture(measured):

@@ -5,6 +5,7 @@ processor time is that of all its processes, over the number of requests. The ba
 """
 
 import dataclasses
+import datetime
 import os
 import pathlib
 import re
@@ -18,8 +19,11 @@ import time
 
 import pages
 
+DOCUMENT = pathlib.Path(__file__).parents[1] / "docs/deploying.md"
 PAGES = ("W1", "W2", "W6")
 CONNECTIONS = (1, 8, 64)
+ONE, MANY = "quillet-fcgi", "quillet-fcgi, 1000 requests a process"
+WRAPPED, PHP = "fcgiwrap with quillet", "php-fpm"
 POOL = 8  # processes of php-fpm, of fcgiwrap and of Perl; quillet-fcgi has its own defaults
 
 NGINX = """daemon off; worker_processes 1; pid {folder}/nginx.pid; error_log {folder}/nginx.log;
@@ -72,10 +76,10 @@ def commands(page, folder, root, programs):
     (folder / "perl.pl").write_text(PERL)
     as_root = ["-R"] if os.geteuid() == 0 else []
     return {
-        "quillet-fcgi": (fcgi, "", html),
-        "quillet-fcgi, 1000": ([*fcgi, "--requests-per-process", 1000], "", html),
-        "fcgiwrap": (["/usr/sbin/fcgiwrap", "-c", POOL, "-s", f"unix:{folder}/socket"], programs / "quillet", html),
-        "php-fpm": (["/usr/sbin/php-fpm8.2", *as_root, "-F", "-y", folder / "fpm.conf", "-d", "opcache.enable=1"],
+        ONE: (fcgi, "", html),
+        MANY: ([*fcgi, "--requests-per-process", 1000], "", html),
+        WRAPPED: (["/usr/sbin/fcgiwrap", "-c", POOL, "-s", f"unix:{folder}/socket"], programs / "quillet", html),
+        PHP: (["/usr/sbin/php-fpm8.2", *as_root, "-F", "-y", folder / "fpm.conf", "-d", "opcache.enable=1"],
                     php, php),
         "perl": (["/usr/bin/perl", folder / "perl.pl", perl, f"{folder}/socket", POOL], perl, perl),
     }
@@ -96,7 +100,8 @@ def wait_for_socket(address, process):
 def start(command, folder, root, before=None):
     with open(folder / "log", "ab") as log:
         return subprocess.Popen([str(word) for word in command], stdin=subprocess.DEVNULL, stdout=log, stderr=log,
-                                cwd=root, start_new_session=True, preexec_fn=before)
+                                cwd=root, start_new_session=True, preexec_fn=before,
+                                env={"PATH": "/usr/sbin:/usr/bin:/sbin:/bin"})  # as little as a service has
 
 
 class Accounting:
@@ -177,22 +182,56 @@ def middle(loads):
     return Load(*(statistics.median(getattr(load, field.name) for load in loads) for field in dataclasses.fields(Load)))
 
 
+def ratio(loads, page, connections, name, other, field):
+    mine, theirs = (getattr(loads[page, connections, which], field) for which in (name, other))
+    return mine / theirs if theirs else float("nan")
+
+
+# Page, server, what it is compared with, what, and what the ratio should be at least or at most.
+TARGETS = (("W1", ONE, WRAPPED, "processor", "CPU a request", "at most", .3),
+           ("W1", ONE, WRAPPED, "per_second", "requests a second", "at least", 3),
+           ("W1", MANY, PHP, "per_second", "requests a second", "at least", 1),
+           ("W2", MANY, PHP, "per_second", "requests a second", "at least", 3),
+           ("W6", MANY, PHP, "per_second", "requests a second", "at least", 1))
+
+
+def target_table(loads):
+    by_connections = " | ".join(f"with {count}" for count in CONNECTIONS)
+    rows = [f"| page | server | over that of | figure | {by_connections} | target |  |",
+            "|---|---|---|---|" + "---:|" * len(CONNECTIONS) + "---|---|"]
+    for page, name, other, field, what, kind, target in TARGETS:
+        if (page, CONNECTIONS[0], name) not in loads:
+            continue
+        ratios = [ratio(loads, page, connections, name, other, field) for connections in CONNECTIONS]
+        is_met = all(found <= target if kind == "at most" else found >= target for found in ratios)
+        shown = " | ".join(f"{found:.2f}" for found in ratios)
+        verdict = "" if is_met else "missed"
+        rows.append(f"| {page} | {name} | {other} | {what} | {shown} | {kind} {target} | {verdict} |")
+    return rows
+
+
 def measure(scenarios, programs, names, seconds, rounds):
-    """The table in Markdown, whose rows are shown as they come."""
-    rows = ["| page | connections | server | a second | median, ms | 99 %, ms | CPU, ms | failed |",
-            "|---|---|---|---|---|---|---|---|"]
+    """The tables in Markdown; the rows of the first are shown as they come."""
+    rows = ["| page | connections | server | requests a second | median, ms | 99th percentile, ms | CPU, ms | failed |",
+            "|---|---:|---|---:|---:|---:|---:|---:|"]
+    loads = {}
     for page in pages.chosen(names or PAGES):
         root = scenarios / page.folder
         for connections in CONNECTIONS:
             folder = pathlib.Path(tempfile.mkdtemp(prefix="quillet-serving-"))
-            loads = {}
+            folder.chmod(0o755)
+            found = {}
             for _ in range(rounds):
                 for name, command in commands(page, folder, root, programs).items():
-                    loads.setdefault(name, []).append(measure_once(page, command, root, folder, connections, seconds))
-            for name, found in loads.items():
-                load = middle(found)
+                    found.setdefault(name, []).append(measure_once(page, command, root, folder, connections, seconds))
+            for name, several in found.items():
+                load = loads[page.name, connections, name] = middle(several)
                 rows.append(f"| {page.name} | {connections} | {name} | {load.per_second:.0f} | {load.median:.2f} "
                             f"| {load.slowest:.2f} | {load.processor:.3f} | {load.failed:.0f} |")
                 print(rows[-1], flush=True)
             shutil.rmtree(folder)
-    return "\n".join(rows) + "\n"
+    targets = target_table(loads)
+    print("\n".join(targets))
+    words = " ".join(["scripts/bench serving --keep", *names, f"--seconds {seconds} --rounds {rounds}"])
+    head = f"`{words}` on {datetime.date.today()}, {os.cpu_count()} processors, medians of {rounds} runs:"
+    return "\n".join([head, "", *rows, "", "What was aimed at, as ratios:", "", *targets]) + "\n"
