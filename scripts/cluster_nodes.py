@@ -166,7 +166,8 @@ wsrep-sync-wait=1
     def run(self, statements, database=""):
         """What statements print, without headings."""
         client = subprocess.run(["mariadb", "--no-defaults", f"--socket={self.socket}", f"--user={self.user}",
-                                 "--default-character-set=utf8mb4", "--batch", "--raw", "--skip-column-names", database],
+                                 "--default-character-set=utf8mb4", "--batch", "--raw", "--skip-column-names",
+                                 database],
                                 input=statements, capture_output=True, text=True)
         if client.returncode != 0:
             raise RuntimeError(f"{self.name}: {client.stderr}")

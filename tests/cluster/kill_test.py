@@ -26,7 +26,7 @@ from program import PROGRAM, ROOT  # noqa: E402
 ROUNDS = 1
 CLIENTS = 20
 CYCLES = 4  # of each client, between one event and the next
-PATIENCE = 60  # seconds for one response
+PATIENCE = 90  # seconds for one response: longer than nginx and HAProxy wait
 COUNTING_PAGE = "^counter[/../run/counted]"
 
 Answer = collections.namedtuple("Answer", "ended took kind status verdict page")
@@ -170,7 +170,10 @@ class Killed(unittest.TestCase):
         cls.run_of_all.run(ROUNDS)
         cls.clients, cls.answers = cls.run_of_all.clients, cls.run_of_all.answers()
         statuses = collections.Counter(answer.status for answer in cls.answers if answer.verdict == "error")
+        waits = ((round(answer.took, 1), answer.kind, answer.status) for answer in cls.answers)
+        longest = sorted(waits, reverse=True)[:3]
         print(cls.run_of_all.table() + f"Statuses of the errors (0: the connection): {dict(statuses)}")
+        print(f"The longest waits, with request and status: {longest}")
 
     def confirmed(self, what):
         return {text: confirmed for client in self.clients for text, confirmed in getattr(client, what).items()}
