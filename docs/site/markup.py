@@ -14,7 +14,7 @@ LABELS = {"page": "Page", "file": "File", "env": "Request", "body": "Body of the
           "response": "The response", "request": "Request", "message": "The message", "add": "Add to",
           "replace": "Replace in", "by": "By"}
 FILES = ("file", "add", "replace")  # blocks that name one
-DRAWN = re.compile("[\u2500-\u257f]")
+DRAWN = re.compile(r"[\u2500-\u257f]|--\+--")
 FACT = re.compile(r"<p>(Parameters|Evaluation|Quoting|Result|See also): ")
 EXPLAINED = {"Evaluation": "language.html#evaluated-and-lazy", "Quoting": "language.html#quoting-modes"}
 
