@@ -2,7 +2,7 @@
 
 #include "cgi/file_names.h"
 #include "cgi/request.h"
-#include "core/file.h"
+#include "core/deciding_file.h"
 #include "core/operators.h"
 
 namespace quillet {
@@ -48,7 +48,7 @@ void op_auth(parameters &parameters, text &out) {
   std::string_view directory = path;
   while (cut_at_last_char(directory, '/').data() != nullptr) {
     if (directory.size() >= PATH_MAX) continue;  // no file can have such a name
-    const text content = read_text_file(access_file_path(directory), false, false);
+    const text content = read_deciding_file(access_file_path(directory), false, false);
     const std::string_view answer = decide_by_file(content, key);
     if (!answer.empty()) return out.append(answer);
   }

@@ -6,8 +6,8 @@
 #include "apps/chat_users.h"
 #include "cgi/file_names.h"
 #include "cgi/request.h"
+#include "core/deciding_file.h"
 #include "core/evaluator.h"
-#include "core/file.h"
 #include "core/operators.h"
 
 namespace quillet {
@@ -30,7 +30,7 @@ std::string_view find_password(std::string_view passwords, std::string_view logi
 }
 
 bool is_banned(std::string_view login) {
-  const text banned = read_text_file(chat_banned_path(), true, true);
+  const text banned = read_deciding_file(chat_banned_path(), true, true);
   for (std::string_view rest = banned; !rest.empty();) {
     const std::string_view line = next_token(rest, '\n');
     if (line == login || request.remote_addr.starts_with(line)) return true;
@@ -47,7 +47,7 @@ bool is_valid_login(std::string_view login) {
 login_status find_login_status() {
   const text login = chat_login();
   if (!is_valid_login(login)) return login_status::invalid_name;
-  const text passwords = read_text_file(chat_password_path(), true, true);
+  const text passwords = read_deciding_file(chat_password_path(), true, true);
   if (const std::string_view password = find_password(passwords, login); password.data() != nullptr) {
     const text given = chat_setting("password");
     return !given.is_null() && given.view() == password ? login_status::accepted : login_status::wrong_password;

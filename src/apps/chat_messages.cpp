@@ -8,6 +8,7 @@
 #include "cgi/file_names.h"
 #include "cgi/form.h"
 #include "cgi/log.h"
+#include "core/deciding_file.h"
 #include "core/file.h"
 #include "core/operators.h"
 
@@ -71,10 +72,11 @@ void append_to_message_log(std::string_view line) {
   write_all(log, bytes);
 }
 
-// Gives the error text when the index cannot be written.
+// Gives the error text when the index cannot be written, or was not read because the system failed.
 text add_message(std::string_view line) {
   append_to_message_log(line);
   text index = read_index();
+  if (index.is_null() && is_system_failure()) return file_error();
   index.append(line);
   if (!line.empty()) index.append('\n');
   return write_text_file(chat_index_path(), newest_lines(index, index_lines), true);
@@ -94,7 +96,7 @@ void op_chat(parameters &parameters, text &out) {
 //
 // The first form gives the form field `message`, escaped, long words split. The second adds the line to
 // the messages and the visitor to the users; no text. Without the field both do nothing. An index that
-// cannot be written ends the request with the error page.
+// cannot be read or written ends the request with the error page.
 void op_message(parameters &parameters, text &out) {
   const text message = form_text("message");
   if (message.is_null()) return;

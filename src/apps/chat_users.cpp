@@ -3,6 +3,7 @@
 #include "apps/chat_settings.h"
 #include "cgi/file_names.h"
 #include "cgi/request.h"
+#include "core/deciding_file.h"
 #include "core/evaluator.h"
 #include "core/file.h"
 #include "core/operators.h"
@@ -45,7 +46,7 @@ chat_user read_chat_user(std::string_view line) {
 }
 
 bool is_chat_name_in_use(std::string_view login) {
-  return any_user(read_user_list(true), [login](const chat_user &user) {
+  return any_user(read_deciding_file(chat_user_list_path(), true, true), [login](const chat_user &user) {
     return user.login == login && user.address != request.remote_addr;
   });
 }
@@ -57,6 +58,7 @@ bool join_chat(std::time_t now) {
   });
   if (is_present) return false;
   text list = read_user_list(true);
+  if (list.is_null() && is_system_failure()) return true;  // it stays as it is
   append_user({login, request.remote_addr, now}, list);
   static_cast<void>(write_text_file(chat_user_list_path(), list, true));
   return true;
@@ -65,6 +67,7 @@ bool join_chat(std::time_t now) {
 void refresh_chat_users(std::time_t now) {
   // Deliberate: read without a lock.
   const text list = read_user_list(false);
+  if (list.is_null() && is_system_failure()) return;  // it stays as it is
   const text login = chat_login();
   text kept;
   for (std::string_view rest = list; !rest.empty();) {

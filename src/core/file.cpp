@@ -45,11 +45,16 @@ long long open_file::size() const {
 }
 
 std::size_t open_file::read_some(char *buffer, std::size_t size) const {
-  for (;;) {
-    const ssize_t n = read(descriptor_, buffer, size);
-    if (n >= 0) return static_cast<std::size_t>(n);
-    if (errno != EINTR) return 0;
+  std::size_t done = 0;
+  while (done < size) {
+    const ssize_t n = read(descriptor_, buffer + done, size - done);
+    if (n > 0) {
+      done += static_cast<std::size_t>(n);
+    } else if (n == 0 || errno != EINTR) {
+      break;
+    }
   }
+  return done;
 }
 
 text open_file::read_all() const {
@@ -241,6 +246,13 @@ bool reserve_room(const open_file &file, std::size_t size) {
   return false;
 }
 
+bool cut_file(const open_file &file, std::size_t size) {
+  while (ftruncate(file, static_cast<off_t>(size)) != 0) {
+    if (errno != EINTR) return false;
+  }
+  return true;
+}
+
 }  // namespace
 
 text write_text_file(std::string_view path, std::string_view bytes, bool lock) {
@@ -248,8 +260,7 @@ text write_text_file(std::string_view path, std::string_view bytes, bool lock) {
   const open_file file(path, O_RDWR | O_CREAT);
   if (file < 0) return file_error();
   if (lock) lock_file(file);
-  if (!reserve_room(file, bytes.size()) || write_all(file, bytes) != bytes.size() ||
-      ftruncate(file, static_cast<off_t>(bytes.size())) != 0) {
+  if (!reserve_room(file, bytes.size()) || write_all(file, bytes) != bytes.size() || !cut_file(file, bytes.size())) {
     return file_error();
   }
   return {};

@@ -1,6 +1,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <climits>
 
 #include "cgi/file_names.h"
@@ -12,6 +13,20 @@ namespace quillet {
 
 namespace {
 
+// Writes the digits at the start of the file, through interruptions and partial writes.
+bool write_count(const open_file &file, std::string_view digits) {
+  std::size_t written = 0;
+  while (written < digits.size()) {
+    const ssize_t n = pwrite(file, digits.data() + written, digits.size() - written, static_cast<off_t>(written));
+    if (n > 0) {
+      written += static_cast<std::size_t>(n);
+    } else if (n == 0 || errno != EINTR) {
+      return false;
+    }
+  }
+  return true;
+}
+
 // Reads the count, adds 1 and writes it back under the lock, so that no other process counts in between.
 // Null on success, otherwise what the file is not: "readable", and then it keeps its count, or "writable".
 const char *count_one_more(const open_file &file, int &count) {
@@ -22,8 +37,7 @@ const char *count_one_more(const open_file &file, int &count) {
   if (count < INT_MAX) ++count;
   const text digits = format_signed(count, 10);
   // Deliberate: the file is not truncated; bytes after the tenth stay.
-  const bool written = pwrite(file, digits.data(), digits.size(), 0) == static_cast<ssize_t>(digits.size());
-  return written ? nullptr : "writable";
+  return write_count(file, digits) ? nullptr : "writable";
 }
 
 void append_failure(const text &path, std::string_view missing, text &out) {

@@ -7,9 +7,10 @@ import tempfile
 import unittest
 from pathlib import Path
 
-sys.path.insert(0, str(Path(__file__).resolve().parent.parent))
+FOLDER = Path(__file__).resolve().parent
+sys.path.insert(0, str(FOLDER.parent))
 import private_mounts
-from page_runner import PageTest
+from page_runner import PageTest, PreloadTest
 from private_mounts import mount, unmount
 
 
@@ -18,6 +19,17 @@ class Locks(PageTest):
         with open(self.write("www/.htaccess", "require valid-user\n")) as file:
             fcntl.flock(file, fcntl.LOCK_EX)
             self.assertEqual(self.run_page("^auth[ann;/x]"), "yes")
+
+
+class BrokenDisk(PreloadTest):
+    SOURCE = FOLDER / "read_error.c"
+
+    def test_a_file_that_cannot_be_read_ends_the_request(self):
+        self.write("www/broken", "require group ann\n")
+        (self.www / ".htaccess").symlink_to("broken")
+        with self.start("^auth[bob;/x]", self.preloading()) as process:
+            self.assertEqual((self.output(process)[0], process.returncode), (b"", 254))
+        self.assertRegex(self.error_log(), r"unable to read '.*/www/\.htaccess': Input/output error\(#5\)\n$")
 
 
 @unittest.skipUnless(private_mounts.is_root(), "only root can make another root")

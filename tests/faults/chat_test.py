@@ -7,8 +7,9 @@ import sys
 import unittest
 from pathlib import Path
 
-sys.path.insert(0, str(Path(__file__).resolve().parent.parent))
-from page_runner import PageTest  # noqa: E402
+FOLDER = Path(__file__).resolve().parent
+sys.path.insert(0, str(FOLDER.parent))
+from page_runner import PageTest, PreloadTest  # noqa: E402
 
 VALIDATE = "^validate[accepted;invalid name;wrong password;name in use;banned]"
 FILES = ("userlist", "index", "index.log", "admin/password", "admin/banned")
@@ -169,6 +170,45 @@ class Permissions(ChatTest):
         self.write("site/chat/admin/password", "ann:x\n", 0o200)
         self.write("site/chat/admin/banned", "ann\n", 0o200)
         self.assertEqual(self.run_page(VALIDATE, self.visitor(), unprivileged=True), "accepted")
+
+
+class BrokenDisk(PreloadTest, ChatTest):
+    """A file of the chat cannot be read. What is in it stays, and what it decides is decided by nobody else."""
+
+    SOURCE = FOLDER / "read_error.c"
+
+    def break_file(self, name, content):
+        self.write(f"site/chat/{name}", content)
+        os.rename(self.chat / name, self.chat / "broken")
+        (self.chat / name).symlink_to(self.chat / "broken")
+
+    def check(self, page, output, content, status=0):
+        with self.start("^optimize[no]" + page, self.preloading(**self.visitor(message="hi"))) as process:
+            self.assertEqual((self.output(process)[0].partition(b"\n\n")[2], process.returncode), (output, status))
+        self.assertEqual((self.chat / "broken").read_text(), content)
+
+    def test_messages_stay_and_the_new_one_ends_the_request(self):
+        self.break_file("index", "one\n")
+        self.check("^message[line]", ERROR_PAGE.partition(b"\n\n")[2] % b"Input/output error(#5)", "one\n", 253)
+        self.assertEqual((self.chat / "index.log").read_text(), "line\n")
+
+    def test_the_user_list_stays(self):
+        self.break_file("userlist", "bob 10.0.0.8 1\n")
+        self.check("x^chat[9]^startup[came]", b"x", "bob 10.0.0.8 1\n")
+
+    def test_nobody_is_admitted(self):
+        for name in ("admin/password", "admin/banned", "userlist"):
+            with self.subTest(name):
+                folder = (self.chat / name).parent
+                self.write(f"site/chat/{name}", "bob 10.0.0.8 1\n")
+                os.rename(self.chat / name, folder / "broken")
+                (self.chat / name).symlink_to("broken")
+                with self.start(VALIDATE, self.preloading(**self.visitor())) as process:
+                    self.assertEqual((self.output(process)[0], process.returncode), (b"", 254))
+                self.assertTrue(self.error_log().endswith(
+                    f"unable to read 'chat/{name}': Input/output error(#5)\n"), self.error_log())
+                (self.chat / name).unlink()
+                (folder / "broken").unlink()
 
 
 class Descriptors(ChatTest):
