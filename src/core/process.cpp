@@ -70,8 +70,8 @@ class child_pipes {
 
 }  // namespace
 
-pid_t run_with_pipes(const char *program, char *const arguments[], int *stdin_slot, int *stdout_slot,
-                     int *stderr_slot) {
+pid_t run_with_pipes(const char *program, char *const arguments[], int *stdin_slot, int *stdout_slot, int *stderr_slot,
+                     const char *directory) {
   child_pipes pipes;
   int *const slots[] = {stdin_slot, stdout_slot, stderr_slot};
   for (int number = STDIN_FILENO; number <= STDERR_FILENO; ++number) {
@@ -80,7 +80,7 @@ pid_t run_with_pipes(const char *program, char *const arguments[], int *stdin_sl
   const pid_t pid = fork();
   if (pid < 0) return 0;
   if (pid == 0) {
-    if (!pipes.connect()) _exit(status_not_started);
+    if (!pipes.connect() || (directory != nullptr && chdir(directory) != 0)) _exit(status_not_started);
     std::signal(SIGCHLD, SIG_DFL);
     closefrom(STDERR_FILENO + 1);
     execv(program, arguments);

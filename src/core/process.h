@@ -13,11 +13,12 @@ namespace quillet {
 // Starts `program` with `arguments` (the program's own name first, a null pointer last). Each slot
 // that is given gets the parent's end of a pipe connected to the child's standard input, output or
 // error. The child gets back the default handling of the child-exit signal, and only descriptors 0 to
-// 2. Gives the child's process id; 0 when a pipe or the fork fails, with errno set and no pipe left
-// open. A program that cannot be started ends the child with status 127. What no longer fits into the
-// error pipe is an error of the child's write: a child never waits there for a parent that does not read.
+// 2, and the working directory `directory` unless that is null. Gives the child's process id; 0 when a pipe or the fork
+// fails, with errno set and no pipe left open. A program that cannot be started, or not there, ends the child with
+// status 127. What no longer fits into the error pipe is an error of the child's write: a child never waits there for a
+// parent that does not read.
 [[nodiscard]] pid_t run_with_pipes(const char *program, char *const arguments[], int *stdin_slot, int *stdout_slot,
-                                   int *stderr_slot);
+                                   int *stderr_slot, const char *directory = nullptr);
 
 // Waits for the child: its exit status, -2 when a signal ended it, -1 when the wait itself fails.
 int wait_child(pid_t pid);

@@ -1,4 +1,3 @@
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -13,25 +12,6 @@
 namespace quillet {
 
 namespace {
-
-// Another working directory for a while.
-class working_directory_scope {
- public:
-  explicit working_directory_scope(const text &directory) : saved_(open(".", O_PATH | O_DIRECTORY | O_CLOEXEC)) {
-    entered_ = saved_ >= 0 && chdir(directory.c_str()) == 0;
-  }
-  working_directory_scope(const working_directory_scope &) = delete;
-  working_directory_scope &operator=(const working_directory_scope &) = delete;
-  ~working_directory_scope() {
-    if (entered_) static_cast<void>(!fchdir(saved_));  // it was the working directory and still is open
-    if (saved_ >= 0) close(saved_);
-  }
-  [[nodiscard]] bool entered() const { return entered_; }
-
- private:
-  int saved_;
-  bool entered_;
-};
 
 // Another value of an environment variable for a while; an empty one removes it.
 class environment_scope {
@@ -72,13 +52,14 @@ text read_to_end(int descriptor) {
   }
 }
 
-// Runs the command in the shell; what it writes to its standard output. Nothing when it cannot be run.
-text output_of(text command) {
+// Runs the command in the shell, in the directory; what it writes to its standard output. Nothing when it cannot be
+// run.
+text output_of(text command, const text &directory) {
   text shell("sh");
   text option("-c");
   char *const arguments[] = {shell.data(), option.data(), command.data(), nullptr};
   int output = -1;
-  const pid_t child = run_with_pipes("/bin/sh", arguments, nullptr, &output, nullptr);
+  const pid_t child = run_with_pipes("/bin/sh", arguments, nullptr, &output, nullptr, directory.c_str());
   if (child == 0) return {};
   text bytes = read_to_end(output);
   close(output);
@@ -114,13 +95,11 @@ void op_exec(parameters &parameters, text &out) {
   const std::string_view name = cut_at_last_char(directory, '/');
   text command("./");
   command.append(name);
-  const working_directory_scope folder(text(directory.empty() ? "/" : directory));
-  if (!folder.entered()) return;
   const environment_scope uri("DOCUMENT_URI", request.request_uri);
   const environment_scope unescaped("QUERY_STRING_UNESCAPED", request.query_string);
   const environment_scope query("QUERY_STRING", parameters[1]);
   const environment_scope path_info("PATH_INFO", parameters[2]);
-  const text output = output_of(std::move(command));
+  const text output = output_of(std::move(command), text(directory.empty() ? "/" : directory));
   // Deliberate: without an empty line there is no result; the program answers as a CGI program does.
   out.append(after_header(until_nul(output)));
 }
