@@ -34,14 +34,19 @@ const request_streams standard_streams = {read_standard_input, write_standard_ou
 namespace {
 
 request_streams streams = standard_streams;
+std::size_t bytes_read = 0;
 
 }  // namespace
 
-std::size_t read_input(char *buffer, std::size_t size) { return streams.read(buffer, size); }
+std::size_t read_input(char *buffer, std::size_t size) {
+  const std::size_t n = streams.read(buffer, size);
+  bytes_read += n;
+  return n;
+}
 
-void drop_input() {
+void drop_input(std::size_t length) {
   char piece[16384];
-  while (read_input(piece, sizeof piece) == sizeof piece) continue;
+  while (bytes_read < length && read_input(piece, std::min(sizeof piece, length - bytes_read)) > 0) continue;
 }
 
 std::size_t write_output(std::string_view bytes) { return streams.write(bytes); }

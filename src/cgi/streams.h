@@ -9,8 +9,9 @@ namespace quillet {
 // Reads at most `size` bytes of the body, fewer at its end or on an error.
 std::size_t read_input(char *buffer, std::size_t size);
 
-// Reads what is left of the body to its end, however it was announced, and drops it.
-void drop_input();
+// Reads what is left of a body of `length` bytes and drops it. A server need not end the stream after the body
+// (RFC 3875, section 4.2), so nothing more is read.
+void drop_input(std::size_t length);
 
 // Writes all the bytes to the client; returns how many were written, fewer when the client has gone.
 std::size_t write_output(std::string_view bytes);

@@ -10,7 +10,8 @@ namespace {
 
 // Some web servers take it for an error when the program ends before it has read the body.
 void read_rest_of_body(int) {
-  if (quillet::request.content_length > 0) quillet::drop_input();
+  const int length = quillet::request.content_length;
+  if (length > 0) quillet::drop_input(static_cast<std::size_t>(length));
 }
 
 }  // namespace

@@ -23,6 +23,7 @@ ANSWERED_FOR = {
         # a text that is kept leaves its places when it ends
         "places", "used_places",
     ],
+    "read only where a process answers one request": ["bytes_read"],
     "written before it is read": ["integer_program::compute() const::stack"],
     "constant after the start": [
         "registry", "register_all_operators()::registered", "write_last_message", "before_end", "streams",
