@@ -9,10 +9,13 @@ program=/usr/local/bin/quillet
 # What one request may use: seconds of processor time, and KiB of memory, of a body, and of each file it writes.
 # A request that uses more ends: with status 413 when its body is too large, otherwise with the server's status 500
 # and a line in the server's log or in the working directory's error_log. Limits of the server that are lower count.
+# `processes` is how many processes and threads the user may have, the server's among them: beyond it pages are served,
+# but programs that they run cannot be started, and say so or give no text.
 processor_time=20
 memory=524288
 body=131072
 file=262144
+processes=1024
 
 refuse() {
   printf 'Status: %s\nContent-type: text/plain\n\n%s\n' "$1" "$1"
@@ -49,6 +52,7 @@ esac
   ulimit -t "$processor_time"
   ulimit -S -v "$memory"
   ulimit -f $((file * 2)) # in blocks of 512 bytes
+  ulimit -u "$processes" || ulimit -p "$processes" # bash and others, dash
 } 2>/dev/null
 
 # In Apache httpd pages reach the program by a redirect, which renames the visitor's name.

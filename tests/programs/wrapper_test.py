@@ -1,5 +1,7 @@
 """packaging/quillet.cgi: what it does to the request before the program starts, and the limits under which it runs."""
 
+import os
+import shutil
 import signal
 import subprocess
 import sys
@@ -25,8 +27,8 @@ class Wrapper(unittest.TestCase):
         (self.root / "run").mkdir()
         (self.root / "www").mkdir()
 
-    def ask(self, page, settings=None, environment=None, body=b""):
-        """The request for the page through the wrapper; `settings` in place of its own."""
+    def ask(self, page, settings=None, environment=None, body=b"", **options):
+        """The request for the page through the wrapper; `settings` in place of its own, `options` of the process."""
         (self.root / "www/page.html").write_text(page)
         values = {"work": f"'{self.root}/run'", "program": f"'{PROGRAM}'", **(settings or {})}
         if is_sanitized(str(PROGRAM)):  # the sanitizers reserve the address space whole
@@ -39,7 +41,7 @@ class Wrapper(unittest.TestCase):
         wrapper.write_text("\n".join(lines) + "\n")
         wrapper.chmod(0o755)
         return subprocess.run([wrapper], env=cgi_environment(str(self.root)) | (environment or {}), input=body,
-                              cwd=self.root, capture_output=True, timeout=TIMEOUT)
+                              cwd=self.root, capture_output=True, timeout=TIMEOUT, **options)
 
     def test_the_page_is_made_in_the_working_directory(self):
         (self.root / "run/_macro.cfg").write_text("@where[]\nhere\n")
@@ -95,6 +97,27 @@ class Wrapper(unittest.TestCase):
         answer = self.ask(LOOP_WITH_OUTPUT, {"memory": "65536"})
         self.assertEqual((answer.returncode, answer.stdout), (254, b""))
         self.assertRegex((self.root / "run/error_log").read_text(), r"unable to (malloc|realloc) \d+ bytes\n$")
+
+    def test_the_user_may_have_so_many_processes(self):
+        program = self.root / "www/limits"
+        program.write_text("#!/bin/sh\necho; echo; grep '^Max processes' /proc/self/limits\n")
+        program.chmod(0o755)
+        answer = self.ask("^optimize[no]^exec[limits]", {"processes": "77"})
+        self.assertRegex(answer.stdout, rb"Max processes +77 +77 ")
+
+    def test_beyond_that_the_page_is_made_and_programs_are_not_started(self):
+        program = self.root / "www/program"
+        program.write_text("#!/bin/sh\necho; echo; echo started\n")
+        program.chmod(0o755)
+        for folder in (self.root, self.root / "run", self.root / "www"):
+            folder.chmod(0o777)
+        page = "(^exec[program])"
+        self.assertIn(b"(started", self.ask(page).stdout)
+        if os.getuid() == 0:  # whom the limit does not stop
+            user = {"user": 54321, "group": 54321, "extra_groups": []}
+            shutil.copy(PROGRAM, self.root / "program")  # the build directory may be closed to others
+            answer = self.ask(page, {"processes": "1", "program": f"'{self.root}/program'"}, **user)
+            self.assertTrue(answer.stdout.endswith(b"()"), answer)
 
     def test_an_expression_with_back_references_ends_by_itself(self):
         answer = self.ask(r"^match[(x?)(x?)(x?)(x?)(x?)(x?)(x?)(x?)(x?)(x?)(x?)(x?)\1\2\3\4\5\6\7\8\9y;" + "x" * 400 + "]ended")
