@@ -41,9 +41,8 @@ def cgi_environment(root, page="www/page.html"):
 
 def multipart(fields, boundary="a boundary"):
     """(body, content type) of a form; `fields`: pairs of what its disposition says, as 'name="a"', and its bytes."""
-    body = b""
-    for disposition, content in fields:
-        body += f'--{boundary}\r\nContent-Disposition: form-data; {disposition}\r\n\r\n'.encode() + content + b"\r\n"
+    body = b"".join(f'--{boundary}\r\nContent-Disposition: form-data; {disposition}\r\n\r\n'.encode() + content + b"\r\n"
+                    for disposition, content in fields)
     return body + f"--{boundary}--\r\n".encode(), f'multipart/form-data; boundary="{boundary}"'
 
 

@@ -1,0 +1,29 @@
+"""Every page case with its n-th call of the C library failing, once and for ever, interrupted and cut short, for every n.
+
+    QUILLET_DYNAMIC_PROGRAM=... faults_test.py [--seconds N] [--each N] [--jobs N] [--seed N] [PATH ...]
+
+A page ends with one of the program's statuses, within its time, and leaves no process, no other file and no torn one. An
+interruption and a short read or write change nothing at all. The calls come in a random order; --seconds ends early.
+"""
+
+import sys
+
+from every_call import HARMLESS, Row, outcome
+from spoiled_case import STATUSES, damage
+
+
+def complaints(run, whole):
+    if run.hangs:
+        return ["it hangs"]
+    found = damage(run, whole)
+    if run.left_running:
+        found.append("a process goes on running")
+    if run.status not in STATUSES:
+        found.append(f"status {run.status}: {run.errors[:300]!r}")
+    if run.spoil.startswith(HARMLESS) and outcome(run) != outcome(whole):
+        found.append(f"the result is another: {outcome(run)!r:.300} instead of {outcome(whole)!r:.300}")
+    return found
+
+
+if __name__ == "__main__":
+    sys.exit(0 if Row(("once", "ever", *HARMLESS), complaints).run("Page cases with failing calls.") else 1)
