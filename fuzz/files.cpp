@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
+#include <filesystem>
 #include <iterator>
 #include <string>
 
@@ -60,6 +60,7 @@ extern "C" int LLVMFuzzerInitialize(int *, char ***) {
   constexpr char picture[] = "GIF89a\1\0\1\0\200\0\0\377\377\377\0\0\0,\0\0\0\0\1\0\1\0\0\2\2D\1\0;";
   write_file("whole.gif", reinterpret_cast<const std::uint8_t *>(picture), sizeof picture - 1);
   if (chdir(folder.c_str()) != 0 || freopen("/dev/null", "w", stdout) == nullptr) std::abort();
+  std::atexit([] { std::filesystem::remove_all(folder); });
   quillet::register_all_operators();
   return 0;
 }
