@@ -40,7 +40,7 @@ MORE_FILES = 8
 
 @dataclasses.dataclass
 class Use:
-    memory: int  # kB that are the process's own
+    memory: int  # kB that it has resident, shared with the processes that it started or not
     files: int
 
 
@@ -48,8 +48,8 @@ def use_of(process):
     """None when it has ended."""
     try:
         lines = Path(f"/proc/{process}/smaps_rollup").read_text().splitlines()
-        own = sum(int(line.split()[1]) for line in lines if line.startswith(("Private_Dirty:", "Private_Clean:")))
-        return Use(own, len(os.listdir(f"/proc/{process}/fd")))
+        memory = sum(int(line.split()[1]) for line in lines if line.startswith("Rss:"))
+        return Use(memory, len(os.listdir(f"/proc/{process}/fd")))
     except OSError:
         return None
 
