@@ -49,11 +49,16 @@ def linked_files(path, text):
 
 def reached_files():
     """{file: the file that is above it}, in the order in which a reader finds them. A file of a folder is below the
-    README of the folder, any other below the first that links to it."""
+    README of the folder, any other below the first that links to it; a README, too, unless only links to its files lead
+    there."""
     above = {INDEX: None}
     found = [INDEX]
+    found_by_a_file = set()
     for path in found:
         for target in linked_files(path, path.read_text()):
+            if target in found_by_a_file and path.parent != target.parent:
+                above[target] = path
+                found_by_a_file.remove(target)
             if target in above:
                 continue
             folder = target.parent / "README.md"
@@ -63,6 +68,7 @@ def reached_files():
             if is_below and folder not in above:
                 above[folder] = path
                 found.append(folder)
+                found_by_a_file.add(folder)
     return above
 
 

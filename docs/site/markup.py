@@ -120,7 +120,8 @@ def with_anchors(markdown, text):
         anchor = next(anchors)
         level = int(match[1])
         if level == 1:
-            return f'<h1 id="{anchor}">{match[2]}</h1>'
+            breaking = match[2].replace("_", "_<wbr>")  # long names of operators, on a phone
+            return f'<h1 id="{anchor}">{breaking}</h1>'
         return f'<h{level} id="{anchor}"><a class="anchor" href="#{anchor}">{match[2]}</a></h{level}>'
 
     return re.sub(r"<h([1-6])>(.*?)</h\1>", heading, text, flags=re.DOTALL)

@@ -138,7 +138,7 @@ class DemoCommand(unittest.TestCase):
         self.assertEqual((ended.returncode, ended.stderr), (2, f"demo: {self.folder.path}/nowhere is not a folder\n"))
 
     def test_help_shows_how_it_is_called(self):
-        self.assertIn("usage: scripts/demo [--port N] [--program FILE] [DIR]", self.run_demo("--help").stdout)
+        self.assertIn("usage: scripts/demo [--port N] [--program FILE] [--manual DIR] [DIR]", self.run_demo("--help").stdout)
 
 
 if __name__ == "__main__":
