@@ -9,6 +9,7 @@ import unittest
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parents[2]
+WITHOUT_SANITIZERS = {"torture"}  # labels that a build with sanitizers has no tests for
 
 
 class Labels(unittest.TestCase):
@@ -28,7 +29,8 @@ class Labels(unittest.TestCase):
     def test_the_labels_are_those_of_the_list(self):
         table = (ROOT / "CONTRIBUTING.md").read_text().partition("| label |")[2].partition("\n\n")[0]
         listed = re.findall(r"^\| `(\w+)` \|", table, re.M)
-        self.assertEqual(sorted(listed), sorted({label for labels in self.labels.values() for label in labels}))
+        found = {label for labels in self.labels.values() for label in labels}
+        self.assertEqual(sorted(listed), sorted(found | WITHOUT_SANITIZERS))
 
 
 if __name__ == "__main__":
