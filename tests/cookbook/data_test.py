@@ -5,6 +5,7 @@ import datetime
 import io
 import json
 import os
+import random
 import re
 import subprocess
 import unittest
@@ -14,6 +15,11 @@ from recipe import PROGRAM, Recipe, Site
 
 CELLS = ["<b>", "]]>", "&amp;", "&", '"', "'", "\\", "\\n", "\\u0041", "</script>", "<!--", "^form[x]", "[", "]", "^", "$1", ";", "`", ",", "=1+1", "+1",
          "-1", "@x", "ü", "日本", "😀", "a\x01b", "x" * 10_000]
+# Runs of bytes that no XML document may contain: no UTF-8, too long forms, one half of a pair, no character.
+BROKEN = [b"\xff", b"\x80", b"\xc3", b"\xc3\xc3\xbc", b"\xc3\xbc\xbc", b"\xc0\x80", b"\xc1\xbf", b"\xe0\x9f\xbf", b"\xed\xa0\x80", b"\xed\xbf\xbf",
+          b"\xef\xbf\xbe", b"\xef\xbf\xbf", b"\xf0\x8f\xbf\xbf", b"\xf4\x90\x80\x80", b"\xf5\x80\x80\x80", b"\xe2\x82", b"\xf0\x9f\x98", b"\xff" * 3000]
+# Those beside them, which it may.
+WHOLE = ["\x80\u07ff", "\u0800\ud7ff\ue000\ufffd", "\U00010000\U0003ffff\U00100000\U0010ffff", "\ufdd0\ufeff", "ü日€😀" * 2000]
 UTF_8_TAGS = "{http://www.sitemaps.org/schemas/sitemap/0.9}"
 
 
@@ -34,6 +40,27 @@ class Feed(RecipeTest):
         items = xml.fromstring(self.site.get("/feed.html").body).findall("channel/item")
         self.assertEqual([item.findtext("title") for item in items], ["T" + cell.replace("\x01", " ") for cell in CELLS])
         self.assertEqual([item.findtext("description") for item in items], [cell.replace("\x01", " ") for cell in CELLS])
+
+    def descriptions(self, cells):
+        self.site.write("www/_news", b"id\tdate\ttitle\ttext\n" + b"".join(b"1\t2026-01-02\tx\t" + cell + b"\n" for cell in cells))
+        return [item.findtext("description") for item in xml.fromstring(self.site.get("/feed.html").body).findall("channel/item")]
+
+    def test_bytes_that_xml_does_not_allow_are_one_sign(self):
+        self.assertEqual(self.descriptions([b"a " + cell + b" <b>" for cell in BROKEN]), ["a \ufffd <b>"] * len(BROKEN))
+
+    def test_every_letter_that_xml_allows_stays(self):
+        letters = "".join(map(chr, [*range(0xA0, 0xD800, 13), *range(0xE000, 0xFFFE, 13), *range(0x10000, 0x110000, 499)]))
+        cells = [*WHOLE, *(letters[i:i + 50] for i in range(0, len(letters), 50))]
+        self.assertEqual(self.descriptions([cell.encode() for cell in cells]), cells)
+
+    def test_random_bytes_are_well_formed(self):
+        chance = random.Random(3)
+        cells = [b"x" + bytes(chance.choice(b"\x80\x9f\xa0\xbf\xc2\xc3\xe0\xe2\xed\xef\xf0\xf4<&a") for _ in range(6)) for _ in range(3000)]
+        self.assertEqual(len(self.descriptions(cells)), len(cells))
+
+    def test_a_date_of_any_text_is_well_formed(self):
+        self.site.write("www/_news", "id\tdate\ttitle\ttext\n" + "".join(f"1\t{cell}{cell}-{cell}-{cell}\tx\tx\n" for cell in CELLS) + "1\t&-&-&\tx\tx\n")
+        self.assertEqual(len(xml.fromstring(self.site.get("/feed.html").body).findall("channel/item")), len(CELLS) + 1)
 
     def test_a_request_changes_nothing(self):
         self.assertEqual(self.site.get("/feed.html", {"title": "<b>"}).output, self.site.get("/feed.html").output)
@@ -57,6 +84,12 @@ class Sitemap(RecipeTest):
         for name in names:
             self.assertIn("https://tea.example/teas/" + name, found)
         self.assertEqual(len(found), 2 + 1 + len(names) + len(CELLS))
+
+    def test_broken_names_and_cells_are_well_formed(self):
+        for number, name in enumerate(BROKEN[:-1]):
+            (self.site.root / "www/teas" / os.fsdecode(b"%d" % number + name + b".html")).write_text("x")
+        self.site.write("www/_teas", b"id\tkind\n" + b"".join(cell + b"\t" + cell + b"\n" for cell in BROKEN))
+        self.assertEqual(len(xml.fromstring(self.site.get("/sitemap.html").body)), 2 + 1 + 2 * len(BROKEN) - 1)
 
 
 class Json(RecipeTest):
