@@ -124,8 +124,10 @@ class Append(RecipeTest):
 
     def test_a_folder_that_cannot_be_written_is_status_500(self):
         (self.site.root / "run/guests.count").mkdir()
-        answer = self.site.post("/guests.html", "name=a&words=b")
+        answer = self.site.post("/guests.html", "name=a&words=A+%3Clong%3E+text")
         self.assertEqual(answer.headers["Status"], "500 Internal Server Error")
+        self.assertIn("could not be stored", answer.text())
+        self.assertIn('name="words" maxlength="300" required value="A &lt;long&gt; text"', answer.text())
         self.assertNotIn(str(self.site.root), answer.text())
 
 
