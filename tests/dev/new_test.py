@@ -1,6 +1,7 @@
 """quillet-dev new: what it writes and what it refuses. tests/apache/new_site_test.py serves the site."""
 
 import os
+import re
 import shutil
 import subprocess
 import tempfile
@@ -34,6 +35,17 @@ class New(unittest.TestCase):
         self.run_tool("new", "site")
         done = self.run_tool("check", "site")
         self.assertEqual((done.returncode, done.stdout, done.stderr), (0, "", ""))
+
+    def test_check_sees_the_macros_of_its_author(self):
+        self.run_tool("new", "site")
+        with open(self.folder / "site/run/_macro.cfg", "a") as macros:
+            macros.write("@nieda[]\n^macro[somebody]\n@part[]\n^macro[nobody]\n")
+        with open(self.folder / "site/www/index.html", "a") as page:
+            page.write("^macro[part]\n")
+        done = self.run_tool("check", "--format=gcc", "site")
+        self.assertEqual((done.returncode, done.stderr), (1, ""))
+        found = re.findall(r"(?m)^site/(.*?):.* macro (\w+).* \[(.*)\]$", done.stdout)
+        self.assertEqual(found, [("run/_macro.cfg", "nieda", "macro-unused"), ("run/_macro.cfg", "nobody", "name-macro")])
 
     def test_the_web_servers_files_name_the_site(self):
         self.run_tool("new", "my \"own\" site")

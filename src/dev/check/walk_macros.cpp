@@ -35,7 +35,7 @@ void page_walk::on_macro(const call &each, const frame &in, walk_output &out) {
     return call_macro(known_macro(*called), std::span(each.parameters).subspan(1), in, out);
   }
   out.unknown();
-  if (state_->macros_unknown || page_.uses_unknown_files) return;
+  if (state_->macros_unknown) return;
   std::vector<std::string_view> names;
   for (const auto &known : state_->macros) names.push_back(known->name);
   std::string message = "nothing defines the macro " + shown_name(name.text);

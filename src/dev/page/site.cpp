@@ -44,13 +44,19 @@ class page_scope {
 
 bool names_a_file(std::string_view name) { return name == "macro_use" || name == "include" || name == "load"; }
 
+// "asis": nothing in the included text is evaluated, so that it calls nothing and changes nothing.
+bool includes_as_is(const document &file, const call &each) {
+  return is_call_of(file, each, "include") && each.parameters.size() == 2 && literal_parameter(file, each, 0) == "asis";
+}
+
 std::vector<file_reference> find_references(const document &file) {
   std::vector<file_reference> found;
   for (const template_text *body : file.templates()) {
     for_each_call(file.text(), *body, [&](const call &each, auto) {
       const std::string_view name = file.text(each.name);
       if (!names_a_file(name)) return;
-      found.push_back({&each, name, literal_parameter(file, each, each.parameters.size() - 1)});
+      std::optional<std::string> path = literal_parameter(file, each, each.parameters.size() - 1);
+      if (path || !includes_as_is(file, each)) found.push_back({&each, name, std::move(path)});
     });
   }
   return found;

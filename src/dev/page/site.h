@@ -28,7 +28,7 @@ struct site_folders {
 // The path made absolute, without "." and ".." in it; symbolic links stay.
 [[nodiscard]] std::string normal_path(std::string_view path);
 
-// A call that names a file: macro_use, include, load, ...
+// A call that names a file: macro_use, include, load, ... An `include` with "asis" is one only when its name is known.
 struct file_reference {
   const call *where;
   std::string_view operator_name;
@@ -41,7 +41,7 @@ struct page_files {
   std::vector<const document *> macros;    // the site's configuration first, then in the order of their use
   std::vector<const document *> included;  // by `include`
   std::vector<const document *> data;      // by `load`
-  bool uses_unknown_files = false;         // a name of a file of macros or of an included one is computed
+  bool uses_unknown_files = false;         // the name of a file of macros, or of one to evaluate, is computed
 
   // The page itself, its macro files and what is included.
   [[nodiscard]] std::vector<const document *> evaluated() const;
