@@ -229,6 +229,18 @@ class Starting(ServedByDev):
         self.assertEqual((done.returncode, done.stderr), (
             2, f"quillet-dev serve: port {self.demo.port} cannot be had; another one: --port N\n"))
 
+    def test_folders_that_are_not_there(self):
+        file, nothing = self.site_path / "www/page.html", self.site_path / "www/nothing"
+        file.write_text("x")
+        for arguments, said in (([nothing], f"cannot read {nothing}"), ([file], f"{file} is no folder"),
+                                ([nothing, "--root", self.site_path], f"cannot read {nothing}"),
+                                ([self.site_path, "--root", file], f"{file} is no folder"),
+                                ([self.site_path, "--site", nothing], f"cannot read {nothing}")):
+            with self.subTest(arguments=arguments):
+                done = subprocess.run([TOOL, "serve", *arguments, "--port", str(self.demo.port)], capture_output=True,
+                                      text=True, timeout=TIMEOUT, check=False)
+                self.assertEqual((done.returncode, done.stdout, done.stderr), (2, "", f"quillet-dev serve: {said}\n"))
+
     def test_it_says_what_it_is_for(self):
         self.assertIn("For authors on this machine only, not for production.", self.server.said())
 

@@ -9,6 +9,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 
 #include "core/file.h"
 #include "dev/page/site.h"
@@ -34,9 +35,20 @@ int complain(const std::string &what) {
   return status_wrong_usage;
 }
 
+// What is wrong with a folder that was named; nothing when all are there.
+std::optional<std::string> wrong_folder(const serve_options &options) {
+  for (const std::string *const each : {&options.folder, &options.root, &options.site}) {
+    std::error_code error;
+    if (each->empty() || std::filesystem::is_directory(*each, error)) continue;
+    const std::string path = normal_path(*each);
+    return std::filesystem::exists(path, error) ? path + " is no folder" : "cannot read " + path;
+  }
+  return std::nullopt;
+}
+
 int serve(serve_options &options) {
+  if (const std::optional<std::string> wrong = wrong_folder(options)) return complain(*wrong);
   const site_folders folders = find_site_folders(options.folder, options.root, options.site);
-  if (!std::filesystem::is_directory(folders.root)) return complain(folders.root + " is no folder");
   // A site without a working directory gets an empty one, as long as it is served.
   std::optional<temporary_folder> empty;
   options.server.root = folders.root;
