@@ -64,7 +64,7 @@ void check_utf8(const document &file, finding_list &found) {
   const auto wrong = first_not_utf8(file.text());
   if (!wrong) return;
   found.add("text-bytes", file, {*wrong, *wrong + 1},
-            "this byte is no UTF-8, which the page declares; save the file as UTF-8");
+            "the first byte that is no UTF-8, which the page declares; save the file as UTF-8");
 }
 
 }  // namespace
