@@ -36,6 +36,21 @@ class New(unittest.TestCase):
         done = self.run_tool("check", "site")
         self.assertEqual((done.returncode, done.stdout, done.stderr), (0, "", ""))
 
+    def run_page(self, *arguments):
+        done = self.run_tool("run", "--headers", *arguments)
+        self.assertEqual((done.returncode, done.stderr), (0, ""))
+        return done.stdout
+
+    def test_a_name_has_at_most_sixty_letters_of_any_length(self):
+        self.run_tool("new", "site")
+        for letters, is_kept in ((60, True), (61, False)):
+            text = self.run_page("site/www/index.html", "--method", "POST", "note=x", "name=" + "🌱" * letters)
+            self.assertEqual(("Status: 303" in text, "at most 60 letters" in text), (is_kept, not is_kept))
+
+    def test_the_page_for_unknown_addresses_says_so_itself(self):
+        self.run_tool("new", "site")
+        self.assertIn("Status: 404 Not Found", self.run_page("site/www/not-found.html"))
+
     def test_check_sees_the_macros_of_its_author(self):
         self.run_tool("new", "site")
         with open(self.folder / "site/run/_macro.cfg", "a") as macros:
