@@ -21,7 +21,7 @@ OPERATORS = sys.argv.pop(1)
 
 class Reader(html.parser.HTMLParser):
     """The anchors and links of a page, and the tags that are open at its end."""
-    VOID = {"meta", "link", "input", "img", "br", "hr", "path"}
+    VOID = {"meta", "link", "input", "img", "br", "hr", "path", "wbr"}
 
     def __init__(self, path):
         super().__init__()
