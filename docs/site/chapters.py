@@ -120,8 +120,9 @@ def split_theme(theme):
             kept.append(part)
             continue
         name = entry["name"]
-        theme.operators.append(Page(f"operators/{name}.html", theme.source, name, part.replace("## ", "# ", 1),
-                                    "operator", theme, " ".join(entry["summary"].split()), name))
+        text = re.sub(r"^#(#+ )", r"\1", part, flags=re.MULTILINE)  # its headings, one level up
+        theme.operators.append(Page(f"operators/{name}.html", theme.source, name, text, "operator", theme,
+                                    " ".join(entry["summary"].split()), name))
     theme.text = "".join(kept)
 
 
