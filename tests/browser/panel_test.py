@@ -77,8 +77,12 @@ class Panels(BrowsedSite, ServedByDev):
         page = self.site_path / "www/good.html"
         self.addCleanup(page.write_text, page.read_text())
         wait_for(lambda: "html" in self.browser.run("return document.contentType"), "the page")
-        page.write_text("<!doctype html><p>better</p>")
-        self.await_texts("p", ["better"])
+
+        def is_better():
+            page.write_text("<!doctype html><p>better</p>")  # again, as what changes during a request is the page's own
+            return self.browser.texts("p") == ["better"]
+
+        wait_for(is_better, "the page to be loaded again")
 
     def test_switching_off_leaves_no_trace_on_pages(self):
         self.open("/.quillet-dev/")
