@@ -71,6 +71,12 @@ class Site(ExampleSite):
                          "/catalogue/pricelist.html", "/gallery/?picture=10-combed_night.gif", "/drop/", "/members/",
                          "/examples/?operator=menu", "/source/?page=%2fchat%2f"} <= seen)
 
+    def test_the_front_page_says_what_is_shown_and_where_to_read_on(self):
+        beginning = self.page("/").partition('class="lead"')[0].partition("<h1>")[2]
+        self.assertIn("<strong>quillet</strong>", beginning)
+        self.assertEqual(re.findall('href="([^"]*)"', beginning),
+                         ["/language/", "/source/?page=%2f", "/examples/", "/manual/"])
+
     def test_no_page_but_the_one_on_errors_shows_an_error(self):
         for path in self.files:
             page = path.removeprefix("www")
