@@ -8,7 +8,6 @@ many. `--seconds` goes on for so long, however many requests that are, and says 
 """
 
 import argparse
-import dataclasses
 import os
 import resource
 import sys
@@ -18,6 +17,7 @@ import time
 from pathlib import Path
 
 from fastcgi import SANITIZED, Server
+from growth import Use, growth, halves, use_of
 from program import cgi_environment
 
 PAGES = {
@@ -33,25 +33,6 @@ PAGES = {
     "form.html": "^form[field]^formelements[]",
 }
 ALL_OF_THEM = "1000000000"
-# What a process may have more in the last half than in the first: a leak of any request's has more after thousands.
-MORE_MEMORY = 4096  # kB
-MORE_FILES = 8
-
-
-@dataclasses.dataclass
-class Use:
-    memory: int  # kB that it has resident, shared with the processes that it started or not
-    files: int
-
-
-def use_of(process):
-    """None when it has ended."""
-    try:
-        lines = Path(f"/proc/{process}/smaps_rollup").read_text().splitlines()
-        memory = sum(int(line.split()[1]) for line in lines if line.startswith("Rss:"))
-        return Use(memory, len(os.listdir(f"/proc/{process}/fd")))
-    except OSError:
-        return None
 
 
 class Load:
@@ -112,21 +93,8 @@ class Load:
 
 
 def describe(load, used):
-    parts = ", ".join(f"{who} {use.memory} kB and {use.files} files" for who, use in used.items())
+    parts = ", ".join(f"{who} {use}" for who, use in used.items())
     return f"{load.name}: {load.asked} requests, {parts}"
-
-
-def most(uses):
-    """By who and kind, of several."""
-    return {who: Use(max(use[who].memory for use in uses), max(use[who].files for use in uses)) for who in uses[0]}
-
-
-def growth(load, early, late):
-    for who in early:
-        if late[who].memory > early[who].memory + MORE_MEMORY:
-            yield f"{load.name}: the memory of the {who} grew from {early[who].memory} to {late[who].memory} kB"
-        if late[who].files > early[who].files + MORE_FILES:
-            yield f"{load.name}: the files of the {who} grew from {early[who].files} to {late[who].files}"
 
 
 def run(loads, options):
@@ -178,9 +146,8 @@ def main():
                 load.stop()
         for load in loads:
             failures += load.failures[:5]
-            early = most([used for done, used in seen[load.name] if done < .5])
-            late = most([used for done, used in seen[load.name] if done >= .5] or [early])
-            failures += growth(load, early, late)
+            early, late = halves(seen[load.name])
+            failures += growth(load.name, early, late)
             print(describe(load, late), "at most in the last half;", describe(load, early).partition(", ")[2],
                   "in the first")
     print("\n".join(failures) or "nothing grew")
