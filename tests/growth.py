@@ -35,8 +35,8 @@ def most(uses):
 
 def halves(looks):
     """Of looks, each (part of the load that is done, use by name): the most in the first half and in the last."""
-    early = most([uses for done, uses in looks if done < .5])
-    return early, most([uses for done, uses in looks if done >= .5] or [early])
+    first = most([uses for done, uses in looks if done < .5] or [looks[0][1]])
+    return first, most([uses for done, uses in looks if done >= .5] or [first])
 
 
 def growth(name, early, late):

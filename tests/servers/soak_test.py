@@ -187,7 +187,10 @@ class Load:
         self.stopping.set()
         for thread in threads:
             thread.join()
-        self.judge()
+        if self.failures:
+            print(*self.failures[:5], sep="\n", flush=True)
+        else:
+            self.judge()
 
     def judge(self):
         if sorted(self.counts) != list(range(1, len(self.counts) + 1)):
