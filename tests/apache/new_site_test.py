@@ -77,6 +77,20 @@ class Pages:
             self.assertIn(said, reply.text().split("<form")[0])
         self.assertEqual(sorted(path.name for path in (self.site / "run").iterdir()), before)
 
+    def test_what_cannot_be_kept_is_said_and_still_in_the_form(self):
+        self.send(name="A", note="kept")
+        run = self.site / "run"
+        in_the_way = run / f"_note-{int((run / 'notes.count').read_text()) + 1}"
+        in_the_way.mkdir()
+        reply = self.send(name="A", note="not to be lost")
+        in_the_way.rmdir()
+        self.assertEqual(reply.status, 500)
+        self.assertIn("could not be kept", reply.text())
+        self.assertIn(">not to be lost</textarea>", reply.text())
+        text = self.ask("/").text()
+        Nesting(text)
+        self.assertIn("<blockquote>kept<footer>", text)
+
     def test_sixty_letters_of_three_bytes_are_a_name(self):
         self.assertEqual(self.send(name="字" * 60, note="x" * 1000).status, 303)
 
