@@ -5,7 +5,7 @@ import re
 
 # Sections that may be written once for each argument, and those of which a case has one. A section
 # written again goes on where it left off.
-WITH_ARGUMENT = {"file", "folder", "after", "absent", "status", "mode"}
+WITH_ARGUMENT = {"file", "folder", "mail_program", "after", "absent", "status", "mode"}
 WITHOUT_ARGUMENT = {"page", "env", "body", "arguments", "limits", "clock", "expect", "response", "error_log",
                     "access_log", "stderr"}
 

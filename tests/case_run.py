@@ -14,7 +14,7 @@ from pathlib import Path
 from case_file import CaseError
 from program import DYNAMIC_PROGRAM, PROGRAM, TIMEOUT, cgi_environment, compile_c
 
-CLOCK_SOURCE = Path(__file__).resolve().parent / "clock.c"
+TESTS = Path(__file__).resolve().parent
 LOG_TIME = re.compile(rb"\[\d\d/[A-Z][a-z]{2}/\d{4} \d\d:\d\d:\d\d\]")
 SANITIZER_REPORT = re.compile(rb"ERROR: \w+Sanitizer|runtime error: ")
 # What the sanitizer has to say about a request for too much memory, which is answered by null.
@@ -78,6 +78,7 @@ class Run:
             self.failures.append(f"  still running after {TIMEOUT} seconds")
         finally:
             shutil.rmtree(folder, ignore_errors=True)
+            shutil.rmtree(self.mail_programs(), ignore_errors=True)
 
     def path(self, name):
         return os.path.join(self.root, os.fsencode(name))
@@ -92,18 +93,35 @@ class Run:
             os.makedirs(os.path.dirname(path), exist_ok=True)
             with open(path, "wb") as file:
                 file.write(self.with_root(section.content()))
+        for section in self.all("mail_program"):
+            path = self.mail_programs() + section.argument
+            os.makedirs(os.path.dirname(path), exist_ok=True)
+            with open(path, "wb") as file:
+                file.write(b"#!/bin/sh\ncd '" + self.root + b"'\n" + section.content())
+            os.chmod(path, 0o755)
         for section in self.all("page", "file", "folder"):
             if section.mode is not None:
                 os.chmod(self.path(section.argument), section.mode)
+
+    def mail_programs(self):
+        """The folder in which /usr/lib/sendmail and /usr/sbin/sendmail are those of the case."""
+        return os.fsdecode(self.root) + ".mail"
+
+    def preloaded(self):
+        """What is preloaded into the program."""
+        return [library(name) for name in ("clock", "mail_program") if self.find(name)]
 
     def environment(self, body):
         page = self.find("page")
         environment = cgi_environment(os.fsdecode(self.root), page.argument if page else "www/page.html")
         environment["ASAN_OPTIONS"] = sanitizer_options(self.limits())
-        if self.find("clock"):
-            environment["LD_PRELOAD"] = clock_library()
-            environment["CLOCK"] = str(int(self.find("clock").content()))
+        if self.preloaded():
+            environment["LD_PRELOAD"] = " ".join(self.preloaded())
             environment["ASAN_OPTIONS"] += ":verify_asan_link_order=0"
+        if self.find("clock"):
+            environment["CLOCK"] = str(int(self.find("clock").content()))
+        if self.find("mail_program"):
+            environment["MAIL_PROGRAMS"] = self.mail_programs()
         env = self.find("env")
         for line in env.lines() if env else []:
             if line.startswith(b"-"):
@@ -129,7 +147,7 @@ class Run:
 
     def command(self):
         program = self.program
-        if self.find("clock") and Path(program).resolve() == PROGRAM:
+        if self.preloaded() and Path(program).resolve() == PROGRAM:
             program = DYNAMIC_PROGRAM
         command = [os.fsencode(program)]
         limits = self.limits()
@@ -272,15 +290,17 @@ def is_sanitized(program):
     return b"__asan_init" in Path(program).read_bytes()
 
 
-clock_lock = threading.Lock()
-clock_folder = None  # with the library, while there is a case that needs it
+library_lock = threading.Lock()
+library_folder = None  # with the libraries, while there is a case that needs one
 
 
-def clock_library():
-    """The path of the library that sets the program's clock, compiled on its first use."""
-    global clock_folder
-    with clock_lock:
-        if clock_folder is None:
-            clock_folder = tempfile.TemporaryDirectory(prefix="quillet-clock-")
-            compile_c(CLOCK_SOURCE, os.path.join(clock_folder.name, "clock.so"), "-shared", "-fPIC")
-    return os.path.join(clock_folder.name, "clock.so")
+def library(name):
+    """The path of a library for preloading, made of the C file of this name on its first use."""
+    global library_folder
+    with library_lock:
+        if library_folder is None:
+            library_folder = tempfile.TemporaryDirectory(prefix="quillet-preloaded-")
+        made = os.path.join(library_folder.name, name + ".so")
+        if not os.path.exists(made):
+            compile_c(TESTS / (name + ".c"), made, "-shared", "-fPIC")
+    return made

@@ -31,7 +31,7 @@ sys.path[:0] = [str(TESTS), str(TESTS.parent / "scripts")]
 
 import run_cases  # noqa: E402
 from case_file import decode_escapes  # noqa: E402
-from case_run import clock_library  # noqa: E402
+from case_run import library  # noqa: E402
 from program import DYNAMIC_PROGRAM, PROGRAM, TIMEOUT, cgi_environment, multipart  # noqa: E402
 
 COOKBOOK = TESTS.parent / "docs/cookbook"
@@ -129,7 +129,7 @@ class Site:
             variables["CONTENT_LENGTH"] = str(len(body))
         if clock is not None:
             program = DYNAMIC_PROGRAM
-            variables |= {"LD_PRELOAD": clock_library(), "CLOCK": str(seconds(clock)),
+            variables |= {"LD_PRELOAD": library("clock"), "CLOCK": str(seconds(clock)),
                           "ASAN_OPTIONS": "detect_leaks=0:verify_asan_link_order=0"}
         return subprocess.Popen([program], cwd=self.root / "run", env=variables, stdin=subprocess.PIPE,
                                 stdout=subprocess.PIPE, stderr=subprocess.PIPE)

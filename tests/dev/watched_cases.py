@@ -53,7 +53,7 @@ class ShellRun(Run):
 def is_plain(sections):
     """A page, asked for with no body, nothing removed from the environment, and nothing else said about the process."""
     names = {section.name for section in sections}
-    if not names.isdisjoint({"limits", "clock", "arguments", "body", "stderr"}):
+    if not names.isdisjoint({"limits", "clock", "mail_program", "arguments", "body", "stderr"}):
         return False
     if any(section.name == "page" and not section.argument.startswith("www/") for section in sections):
         return False

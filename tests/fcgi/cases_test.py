@@ -5,7 +5,7 @@
 
 With --database it runs the cases that ask a database server, which it starts.
 
-Left out are the cases that say how a process is started: its arguments, its limits, its clock.
+Left out are the cases that say how a process is started: its arguments, its limits, its clock, its mail program.
 """
 
 import argparse
@@ -30,7 +30,7 @@ from run_cases import STACK  # noqa: E402
 from server_pages import ServerRun, start_server  # noqa: E402
 
 JOBS = 2
-OF_THE_PROCESS = ("arguments", "limits", "clock")
+OF_THE_PROCESS = ("arguments", "limits", "clock", "mail_program")
 
 
 class WarmRun(Run):

@@ -128,6 +128,11 @@ class Runner(unittest.TestCase):
         line = "echo '[01/Feb/2003 04:05:06] line' >> error_log"
         self.passes(line, "== clock\n0", "== error_log\n[01/Feb/2003 04:05:06] line")
 
+    def test_the_mail_programs(self):
+        program = f"exec {sys.executable} -c 'import os; os.execv(\"/usr/lib/sendmail\", [\"sendmail\", \"-t\"])'"
+        self.passes(program, "== mail_program /usr/lib/sendmail\necho $1 > told", "== expect", "== after told escaped\n-t\\n")
+        self.passes(program + " 2>&1 | grep -c Error", "== mail_program /usr/sbin/sendmail\ntrue", "== expect escaped\n1\\n")
+
     def test_escaped_is_said_of_what_has_an_escape(self):
         self.fails('section "expect" is escaped and has no escape', "", "== expect escaped")
 
