@@ -183,7 +183,6 @@ bool server::prepare() {
 
   // The processes learn of a web server that has gone by their writes. Programs that they run get the default back.
   std::signal(SIGPIPE, [](int) {});
-  std::signal(SIGUSR1, SIG_DFL);
   signals_ = block_signals({SIGTERM, SIGINT, SIGHUP});
   ends_ = block_signals({SIGCHLD});
   wake_ = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);

@@ -4,11 +4,14 @@
 #include <poll.h>
 #include <sys/epoll.h>
 #include <sys/mman.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
@@ -226,10 +229,27 @@ int answer(char **own_environment) {
   return answer_request(keep_body_for_programs);
 }
 
+volatile std::sig_atomic_t server_is_gone = 0;
+
+// Nobody answers those who connect to a server that was killed. They are told at once, even while one of its processes
+// has a long request to answer.
+void close_sockets_of_server(int) {
+  const int error = errno;
+  server_is_gone = 1;
+  close(current.place->listener);
+  close(current.place->queue);
+  errno = error;
+}
+
+void outlive_server_for_one_request() {
+  std::signal(SIGUSR1, close_sockets_of_server);
+  prctl(PR_SET_PDEATHSIG, SIGUSR1);
+}
+
 // Waits for the next request. Gives its connection; below 0 when the server stops. What the server accepted already is
 // answered all the same.
 int next_connection(const worker_place &place) {
-  for (;;) {
+  while (server_is_gone == 0) {
     epoll_event events[3];
     const int count = epoll_wait(place.events, events, 3, -1);
     const auto is_ready = [&](int descriptor) {
@@ -248,6 +268,7 @@ int next_connection(const worker_place &place) {
     if (is_ready(place.listener)) wake_next_for(place.listener, place.events);
     if (connection >= 0) return connection;
   }
+  return -1;
 }
 
 // The process is as if it had answered nothing.
@@ -278,6 +299,7 @@ void leave_idle(const worker_place &place) {
 void run_worker(const worker_place &place) {
   current.place = &place;
   char **const own_environment = environ;
+  outlive_server_for_one_request();
   dup2(place.standard_error, STDERR_FILENO);
   set_streams({read_body, write_response_bytes});
   set_before_end(end_last_request);

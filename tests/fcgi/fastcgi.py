@@ -1,5 +1,6 @@
 """A FastCGI client (version 1 of the protocol, as the web servers speak it), and a running quillet-fcgi to talk to."""
 
+import contextlib
 import os
 import pathlib
 import signal
@@ -50,7 +51,11 @@ class Answer:
         self.output, self.errors, self.status = b"", b"", None
 
     def read(self, connection):
-        data = connection.makefile("rb")
+        with contextlib.suppress(ConnectionResetError):
+            self.read_records(connection.makefile("rb"))
+        return self
+
+    def read_records(self, data):
         while len(head := data.read(HEADER.size)) == HEADER.size:
             _, kind, _, size, padding = HEADER.unpack(head)
             content = data.read(size + padding)[:size]
@@ -60,8 +65,7 @@ class Answer:
                 self.errors += content
             elif kind == END:
                 self.status = struct.unpack(">I", content[:4])[0]
-                return self
-        return self
+                return
 
 
 class Server:

@@ -412,6 +412,28 @@ class Signals(Site):
         server.process.kill()
         wait_for(lambda: not any(Path(f"/proc/{child}/root").exists() for child in children), "the processes to end")
 
+    def test_a_request_that_a_killed_server_left_running_holds_nobody_up(self):
+        for requests in ("1", "1000"):
+            with self.subTest(requests_per_process=requests):
+                pipe, sign = self.waiting_page("wait" + requests)
+                server = self.serve("--processes", "1", "--spare", "1", "--requests-per-process", requests)
+                running = self.start(server, self.request(f"wait{requests}.html"))
+                wait_for(sign.exists, "the page to run")
+                waiting = self.start(server, self.request())
+                wait_for(lambda: server.figures()["waiting"] == 1, "a request to wait")
+                server.process.kill()
+                self.assertEqual(waiting().status, None)
+                wait_for(lambda: self.is_refused(server), "new requests to be refused")
+                pipe.write_text("done")
+                self.assertEqual(self.body_of(running()), "done")
+
+    def is_refused(self, server):
+        try:
+            server.connect().close()
+        except ConnectionRefusedError:
+            return True
+        return False
+
 
 class Status(Site):
     def test_the_figures_in_plain_text(self):
