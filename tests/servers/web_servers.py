@@ -221,10 +221,18 @@ http {{
 
 class NginxFcgi(Nginx):
     name = "nginx-fcgi"
+    options = ()
 
     def start(self):
-        self.start_fcgi()
+        self.start_fcgi(*self.options)
         self.start_nginx("")
+
+
+class NginxFcgiThousand(NginxFcgi):
+    """A process answers a thousand requests."""
+
+    name = "nginx-fcgi-thousand"
+    options = ("--requests-per-process", "1000")
 
 
 class NginxFcgiwrap(Nginx):
@@ -279,4 +287,5 @@ class LighttpdFcgi(Lighttpd):
         self.start_lighttpd("fastcgi.conf", f'var.quillet_socket = "{self.socket}"')
 
 
-WEB_SERVERS = {kind.name: kind for kind in (ApacheCgi, ApacheFcgi, NginxFcgi, NginxFcgiwrap, LighttpdCgi, LighttpdFcgi)}
+WEB_SERVERS = {kind.name: kind for kind in (ApacheCgi, ApacheFcgi, NginxFcgi, NginxFcgiThousand, NginxFcgiwrap, LighttpdCgi,
+                                            LighttpdFcgi)}
