@@ -103,6 +103,7 @@ void error_page(const char *format, ...) {
   if (size > 0) {
     write_output({message, static_cast<std::size_t>(size)});
     tell_message({message, static_cast<std::size_t>(size)});
+    std::free(message);
   }
   write_output("</h2></body></html>");
   end_process(exit_error_page);
