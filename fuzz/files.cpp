@@ -7,13 +7,13 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 #include <iterator>
 #include <string>
 
 #include "cgi/request.h"
 #include "core/evaluator.h"
 #include "main/modules.h"
+#include "private_folder.h"
 
 namespace {
 
@@ -53,14 +53,11 @@ void write_file(const std::string &name, const std::uint8_t *data, std::size_t s
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int *, char ***) {
-  char made[] = "/dev/shm/quillet-fuzz-XXXXXX";
-  if (mkdtemp(made) == nullptr) std::abort();
-  folder = made;
+  folder = quillet_fuzz::new_folder();
   for (const char *name : {"/chat", "/chat/admin", "/cache"}) mkdir((folder + name).c_str(), 0755);
   constexpr char picture[] = "GIF89a\1\0\1\0\200\0\0\377\377\377\0\0\0,\0\0\0\0\1\0\1\0\0\2\2D\1\0;";
   write_file("whole.gif", reinterpret_cast<const std::uint8_t *>(picture), sizeof picture - 1);
   if (chdir(folder.c_str()) != 0 || freopen("/dev/null", "w", stdout) == nullptr) std::abort();
-  std::atexit([] { std::filesystem::remove_all(folder); });
   quillet::register_all_operators();
   return 0;
 }
