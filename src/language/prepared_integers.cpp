@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <bit>
 #include <climits>
-#include <cmath>
 #include <cstdlib>
 #include <iterator>
 
@@ -57,8 +56,7 @@ bool integer_program::add(const expression_step &added, std::span<const variable
   if (made.what == action::none) return false;
   if (added.from == step_source::constant) {
     made.constant = truncate_to_int(added.constant);
-    // A zero may have a sign.
-    if (added.constant != made.constant || std::signbit(added.constant) != (made.constant < 0)) return false;
+    if (added.constant != made.constant) return false;
   } else if (added.from != step_source::stack) {
     const bool is_hole = added.from == step_source::hole;
     const variable *const named = is_hole ? shown[added.hole] : added.named;
@@ -134,7 +132,7 @@ integer_program::integer_program(std::span<const expression_step> steps, std::sp
 long long integer_program::apply_narrow(action what, long long a, long long b) {
   switch (what) {
     case action::multiply: {
-      if ((a < 0 && b == 0) || (a == 0 && b < 0)) return none;  // this zero has a sign
+      // A double may be -0 here; nothing that these actions or their users do tells it from 0.
       const long long product = a * b;
       return product < largest_product && product > -largest_product ? product : none;
     }
