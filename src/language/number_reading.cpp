@@ -24,8 +24,8 @@ number_reading read_prefixed_integer(std::string_view source) {
   unsigned long number = 0;
   bool too_large = false;
   for (; i < source.size() && digit_value(source[i]) < base; ++i) {
-    too_large = too_large || __builtin_mul_overflow(number, base, &number) ||
-                __builtin_add_overflow(number, digit_value(source[i]), &number);
+    too_large = too_large || __builtin_mul_overflow(number, base, &number);
+    number += digit_value(source[i]);  // which fits into the bits that the product leaves free
   }
   return {static_cast<double>(too_large ? ULONG_MAX : number), i};
 }

@@ -34,7 +34,6 @@ struct call_finder {
   void call(std::string_view name, const parameters &parameters) {
     const bool shows = name == "var" && parameters.count() == 1 && !has_markup(parameters[0]);
     calls.push_back({{}, shows ? parameters[0].substr(0) : std::string_view()});
-    if (shows && calls.back().shown.data() == nullptr) calls.back().shown = "";
     literals.emplace_back();
     call_start = name.data() - 1;
   }

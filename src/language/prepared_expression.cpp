@@ -21,11 +21,12 @@ class expression_preparer {
   expression_preparer(prepared_expression &made, std::string_view expression, std::span<const expression_hole> holes)
       : made_(made), expression_(expression), holes_(holes) {}
 
+  // A hole is read for itself or with a sign before it; then no number begins at its offset.
   value number(double number, std::string_view read) {
     const auto offset = static_cast<std::size_t>(read.data() - expression_.data());
     const auto found =
         std::find_if(holes_.begin(), holes_.end(), [&](const expression_hole &each) { return each.offset == offset; });
-    if (found == holes_.end() || read != hole_number) return {step_source::constant, number};
+    if (found == holes_.end()) return {step_source::constant, number};
     ++holes_read_;
     return {step_source::hole, 0, nullptr, static_cast<std::size_t>(found - holes_.begin())};
   }
