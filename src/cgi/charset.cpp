@@ -110,7 +110,6 @@ void recode(char *bytes, std::size_t length, int from, int to) {
 void recode(text &bytes, int from, int to) { recode(bytes.data(), bytes.size(), from, to); }
 
 void recode_for_output(text &bytes) { recode(bytes, charsets.source, charsets.output); }
-void recode_from_client(text &bytes) { recode(bytes, charsets.output, charsets.source); }
 void recode_from_client(char *bytes, std::size_t length) { recode(bytes, length, charsets.output, charsets.source); }
 
 text recode_and_url_encode(std::string_view source) {

@@ -34,7 +34,6 @@ void recode(char *bytes, std::size_t length, int from, int to);
 void recode(text &bytes, int from, int to);
 // From the charset of the files to that of the pages, and back.
 void recode_for_output(text &bytes);
-void recode_from_client(text &bytes);
 void recode_from_client(char *bytes, std::size_t length);
 // The text recoded for output and URL-encoded as by `url_encode`.
 [[nodiscard]] text recode_and_url_encode(std::string_view source);

@@ -24,8 +24,7 @@ text resolve_file(std::string_view name) {
 
 text underscore_path(std::string_view path) {
   text result(path);
-  const std::size_t slash = path.rfind('/');
-  insert_at(result, slash == std::string_view::npos ? 0 : slash + 1, "_");
+  insert_at(result, path.rfind('/') + 1, "_");  // without a slash, npos + 1 is 0
   return result;
 }
 

@@ -104,7 +104,7 @@ class name_index {
   }
   // From the last entry to the first, so that each new one is the first of its name so far.
   void add(std::size_t position) {
-    if (names_ * 3 >= slots_.size() * 2 && shift_ > 0) grow(position + 1);
+    if (names_ * 3 >= slots_.size() * 2) grow(position + 1);  // not with the most slots, which are enough
     const std::string_view name = entry_at(position).name;
     const std::uint64_t hash = keyed_hash(name);
     std::uint32_t &slot = slots_[slot_of(name, hash)];

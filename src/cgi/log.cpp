@@ -42,7 +42,7 @@ class log_line {
   void append_list(const char *format, va_list arguments) {
     constexpr std::size_t room = line_limit - 1;  // with the NUL byte; the line feed has its own
     const int added = std::vsnprintf(bytes_ + size_, room - size_, format, arguments);
-    if (added > 0) size_ = std::min(size_ + static_cast<std::size_t>(added), room - 1);
+    size_ = std::min(size_ + static_cast<std::size_t>(std::max(added, 0)), room - 1);
   }
   // A visitor whose input is in a message must not be able to write a line of the log.
   void end() {

@@ -14,7 +14,7 @@ constexpr std::size_t line_size = 1024;  // with the NUL byte
 [[gnu::format(printf, 2, 0)]] std::string_view format_line(char (&line)[line_size], const char *format,
                                                            std::va_list arguments) {
   const int size = std::vsnprintf(line, line_size, format, arguments);
-  return {line, size < 0 ? 0 : std::min(static_cast<std::size_t>(size), line_size - 1)};
+  return {line, std::min(static_cast<std::size_t>(std::max(size, 0)), line_size - 1)};
 }
 
 [[gnu::format(printf, 2, 3)]] std::string_view format_line(char (&line)[line_size], const char *format, ...) {

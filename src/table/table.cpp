@@ -124,13 +124,13 @@ bool table::locate(std::string_view column, std::string_view value) {
   return false;
 }
 
-void table::select_by_prefix(int column, std::string_view wanted) {
+void table::select_by_prefix(std::string_view wanted) {
   int best = 0;
   std::size_t longest = 0;
   for (int i = 0; i < count() && !wanted.empty(); ++i) {
     const std::string_view row = items()[slot(i)];
-    if (column == 0 && !row.starts_with(wanted.front())) continue;  // most rows, without a search for their first tab
-    const std::string_view cell = cell_of(row, column);
+    if (!row.starts_with(wanted.front())) continue;  // most rows, without a search for their first tab
+    const std::string_view cell = cell_of(row, 0);
     if (cell.size() <= longest || !wanted.starts_with(cell)) continue;
     best = i;
     longest = cell.size();

@@ -73,9 +73,9 @@ class table : protected object_array<std::string_view> {
   // Makes the first row current whose cell is `value`. When there is none, or no value, the first row
   // becomes current and the result is false.
   bool locate(std::string_view column, std::string_view value);
-  // Makes the row current whose cell is the longest beginning of `wanted`, the first of several; the
+  // Makes the row current whose first cell is the longest beginning of `wanted`, the first of several; the
   // first row when there is none.
-  void select_by_prefix(int column, std::string_view wanted);
+  void select_by_prefix(std::string_view wanted);
   // Every row followed by a line feed; null without rows.
   [[nodiscard]] text serialise() const;
 

@@ -47,7 +47,7 @@ void op_load(parameters &parameters, text &) {
   text bytes = read_nearest(parameters.last());
   if (bytes.is_null()) return;
   std::unique_ptr<table> loaded = make_table(std::move(bytes), parameters.count() >= 2);
-  loaded->select_by_prefix(0, request.request_uri);
+  loaded->select_by_prefix(request.request_uri);
   put_table(std::move(loaded));
 }
 

@@ -174,18 +174,12 @@ TEST(table, locate_says_whether_there_is_such_a_row) {
 
 TEST(table, select_by_prefix_takes_the_longest_and_of_equals_the_first) {
   table made("x\n/\n/a\n/a\n/b"sv);
-  made.select_by_prefix(0, "/ab");
+  made.select_by_prefix("/ab");
   EXPECT_EQ(made.current(), 2);
-  made.select_by_prefix(0, "y");
+  made.select_by_prefix("y");
   EXPECT_EQ(made.current(), 0);
-  made.select_by_prefix(0, {});
+  made.select_by_prefix({});
   EXPECT_EQ(made.current(), 0);
-}
-
-TEST(table, select_by_prefix_reads_the_column_given) {
-  table made("x\t/\ny\t/a"sv);
-  made.select_by_prefix(1, "/ab");
-  EXPECT_EQ(made.current(), 1);
 }
 
 TEST(table, shift_goes_round_and_can_become_negative) {
