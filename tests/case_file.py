@@ -3,6 +3,8 @@
 import os
 import re
 
+import gif
+
 # Sections that may be written once for each argument, and those of which a case has one. A section
 # written again goes on where it left off.
 WITH_ARGUMENT = {"file", "folder", "mail_program", "after", "absent", "status", "mode"}
@@ -24,6 +26,13 @@ def decode_escapes(raw):
     return ESCAPE.sub(lambda hit: SIMPLE_ESCAPES.get(hit[1]) or bytes([int(hit[1][1:], 16)]), raw)
 
 
+def encode_picture(source):
+    """The GIF file of a picture: rows of characters, then a line of their colors, as "w=FFFFFF k=000000"."""
+    words = source.decode().split()
+    colors = dict(word.split("=") for word in words if "=" in word)
+    return gif.encode(gif.picture("\n".join(word for word in words if "=" not in word), **colors))
+
+
 class Section:
     """One section: pieces of raw text, each with whether its escapes are to be decoded."""
 
@@ -32,10 +41,12 @@ class Section:
         self.argument = argument
         self.pieces = []
         self.matches = False
+        self.picture = False
         self.mode = None
 
     def content(self):
-        return b"".join(decode_escapes(raw) if escaped else raw for raw, escaped in self.pieces)
+        content = b"".join(decode_escapes(raw) if escaped else raw for raw, escaped in self.pieces)
+        return encode_picture(content) if self.picture else content
 
     def lines(self):
         """The lines of the raw text, decoded afterwards: an escaped line feed ends no line."""
@@ -51,7 +62,7 @@ def parse_heading(heading):
     """(name, argument, modifiers) of a line "== name argument modifier..."."""
     words = heading.decode().split()
     modifiers = {}
-    while len(words) > 1 and re.fullmatch(r"escaped|matches|repeat=\d+|mode=[0-7]+", words[-1]):
+    while len(words) > 1 and re.fullmatch(r"escaped|matches|picture|repeat=\d+|mode=[0-7]+", words[-1]):
         key, _, value = words.pop().partition("=")
         modifiers[key] = value
     return words[0] if words else "", " ".join(words[1:]), modifiers
@@ -76,6 +87,7 @@ def add_section(sections, name, argument, modifiers, raw):
         sections.append(section)
     section.pieces.append((raw * int(modifiers.get("repeat", 1)), "escaped" in modifiers))
     section.matches |= "matches" in modifiers
+    section.picture |= "picture" in modifiers
     if "mode" in modifiers:
         section.mode = int(modifiers["mode"], 8)
 

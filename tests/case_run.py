@@ -11,10 +11,12 @@ import tempfile
 import threading
 from pathlib import Path
 
+import gif
 from case_file import CaseError
 from program import DYNAMIC_PROGRAM, PROGRAM, TIMEOUT, cgi_environment, compile_c
 
 TESTS = Path(__file__).resolve().parent
+PICTURE_HEADER = b"Content-type: image/gif\n\n"
 LOG_TIME = re.compile(rb"\[\d\d/[A-Z][a-z]{2}/\d{4} \d\d:\d\d:\d\d\]")
 SANITIZER_REPORT = re.compile(rb"ERROR: \w+Sanitizer|runtime error: ")
 # What the sanitizer has to say about a request for too much memory, which is answered by null.
@@ -257,6 +259,9 @@ class Run:
             return b""
 
     def compare(self, what, section, actual):
+        if section.picture:
+            self.compare_picture(what, section, actual)
+            return
         if section.matches:
             pattern = section.content().replace(b"@ROOT@", re.escape(self.root))
             if not re.fullmatch(pattern, actual, re.DOTALL):
@@ -268,9 +273,30 @@ class Run:
         if actual != expected:
             self.failures += difference(what, expected, actual)
 
+    def compare_picture(self, what, section, actual):
+        """By what is seen, pixel by pixel; the header of a response is that of a picture."""
+        if what == "response":
+            header, actual = actual[:len(PICTURE_HEADER)], actual[len(PICTURE_HEADER):]
+            if header != PICTURE_HEADER:
+                self.failures += difference("header", PICTURE_HEADER, header)
+                return
+        try:
+            seen = shown_picture(actual)
+        except (ValueError, IndexError) as error:
+            self.failures.append(f"  {what} is no picture: {error}")
+            return
+        expected = shown_picture(section.content())
+        if seen != expected:
+            self.failures += difference(what, expected, seen)
+
     def log_text(self, data):
         """What a case says of a log: time stamps count only when the case sets the clock."""
         return (data if self.find("clock") else LOG_TIME.sub(b"[time]", data)).removesuffix(b"\n")
+
+
+def shown_picture(data):
+    rows = gif.decode(data).colors()
+    return "\n".join(" ".join(color or "------" for color in row) for row in rows).encode()
 
 
 def names_variable(env, name):

@@ -65,6 +65,16 @@ class Runner(unittest.TestCase):
     def test_another_body(self):
         self.fails("body: differs at byte 0 (expected 2 bytes, got 1)", "printf a", "== expect\nno")
 
+    def test_a_picture_is_compared_by_what_is_seen(self):
+        given = "== file www/t.gif picture\nwb\n.w\nw=FFFFFF b=0000FF"
+        page = "cp ../www/t.gif ../www/made.gif"
+        self.passes(page, given, "== after www/made.gif picture\nwb\n.w\nb=0000FF w=FFFFFF")
+        self.fails("www/made.gif: differs at byte 7 (expected 27 bytes, got 27)", page, given,
+                   "== after www/made.gif picture\nww\n.w\nb=0000FF w=FFFFFF")
+        self.fails("www/made.gif is no picture: no GIF file with a palette", "echo >../www/made.gif",
+                   "== after www/made.gif picture\nw\nw=FFFFFF")
+        self.fails("header: differs at byte 14 (expected 25 bytes, got 25)", "", "== response picture\nw\nw=FFFFFF")
+
     def test_another_exit_status(self):
         (self.folder / "program").write_text(PROGRAM + "exit 3\n")
         self.passes("", "== status 3")
