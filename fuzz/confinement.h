@@ -7,8 +7,6 @@ namespace quillet_fuzz {
 
 // While one lives, no file outside the folder is opened, made or removed. The working directory is `working_folder`,
 // which is in it.
-//
-// No process is ever started, whether one lives or not.
 class confinement {
  public:
   confinement(const std::string &folder, const std::string &working_folder);

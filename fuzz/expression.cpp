@@ -13,8 +13,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
   const std::string input(until_nul({reinterpret_cast<const char *>(data), size}));
   const std::size_t line = std::min(input.find('\n'), input.size());
   const std::string subject = input.substr(std::min(line + 1, input.size()));
-  // Whatever costs the C library more is tried in a process of its own, at a thousandth of the speed.
-  if (line > 40 || input.find_first_of("{\\") < line) return 0;
   const regular_expression expression(input.substr(0, line), 0);
   if (expression.error() != 0) return 0;
   std::vector<regmatch_t> pieces(expression.group_count() + 1);
