@@ -8,7 +8,9 @@
  *   SPOIL="kill 7"         the process is killed before the seventh call
  *   SPOIL="half 7"         the process is killed in the seventh call, a read or a write, after half of the blocks of 4,096
  *                          bytes: the kernel (Linux) looks for a kill between blocks only, so one block is moved whole
- *   SPOIL_REPORT=FILE      a file of at least 64 bytes: the number of calls (8 bytes), the name of the spoiled function
+ *   SPOIL="moment 700"     the process is killed 700 microseconds after its start, wherever it is
+ *   SPOIL_REPORT=FILE      a file of at least 64 bytes: the number of calls and the microsecond of the last one (8 bytes
+ *                          each), the name of the spoiled function
  *
  * A child of the process goes on from its parent's number; programs that the process runs are left alone.
  */
@@ -30,24 +32,41 @@
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
+#include <time.h>
 #include <unistd.h>
 
 extern void *__libc_malloc(size_t);
 extern void *__libc_calloc(size_t, size_t);
 extern void *__libc_realloc(void *, size_t);
 extern void *__libc_memalign(size_t, size_t);
+extern ssize_t __recv_chk(int, void *, size_t, size_t, int); /* recv, where the compiler knows the room */
 
 enum outcome { as_ever, fails, is_interrupted, is_short, dies_halfway };
 
 static struct {
-  long calls;
-  char spoiled[56];
+  long calls, microseconds;
+  char spoiled[48];
 } *report;
 
 static int is_armed;
 static char mode[16];
 static long wanted, number;
 static const char *failing_for_ever;
+static struct timespec started;
+
+static void kill_after(long microseconds) {
+  struct sigevent death = {.sigev_notify = SIGEV_SIGNAL, .sigev_signo = SIGKILL};
+  struct itimerspec when = {{0, 0}, {microseconds / 1000000, microseconds % 1000000 * 1000}};
+  timer_t timer;
+  strcpy(report->spoiled, "any moment");
+  if (timer_create(CLOCK_MONOTONIC, &death, &timer) != 0 || timer_settime(timer, 0, &when, NULL) != 0) abort();
+}
+
+static long microseconds_since_start(void) {
+  struct timespec now;
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return (now.tv_sec - started.tv_sec) * 1000000 + (now.tv_nsec - started.tv_nsec) / 1000;
+}
 
 __attribute__((constructor)) static void arm(void) {
   const char *spoil = getenv("SPOIL"), *path = getenv("SPOIL_REPORT");
@@ -58,12 +77,16 @@ __attribute__((constructor)) static void arm(void) {
   report = (void *)syscall(SYS_mmap, 0, sizeof *report, PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
   syscall(SYS_close, file);
   unsetenv("LD_PRELOAD");
-  is_armed = report != MAP_FAILED;
+  if (report == MAP_FAILED) return;
+  clock_gettime(CLOCK_MONOTONIC, &started);
+  if (mode[0] == 'm') kill_after(wanted);
+  is_armed = mode[0] != 'm';
 }
 
 static enum outcome next(const char *function) {
   if (!is_armed) return as_ever;
   if (++number > report->calls) report->calls = number;
+  if (mode[0] == 'n') report->microseconds = microseconds_since_start();
   if (failing_for_ever && strcmp(failing_for_ever, function) == 0) return fails;
   if (number != wanted) return as_ever;
   strncpy(report->spoiled, function, sizeof report->spoiled - 1);
@@ -191,6 +214,8 @@ SPOIL_MOVING(read, EIO, (int descriptor, void *bytes, size_t size), (descriptor,
 SPOIL_MOVING(write, ENOSPC, (int descriptor, const void *bytes, size_t size), (descriptor, bytes, size))
 SPOIL_MOVING(pread, EIO, (int descriptor, void *bytes, size_t size, off_t at), (descriptor, bytes, size, at))
 SPOIL_MOVING(pwrite, ENOSPC, (int descriptor, const void *bytes, size_t size, off_t at), (descriptor, bytes, size, at))
+SPOIL_MOVING(__recv_chk, ECONNRESET, (int socket, void *bytes, size_t size, size_t room, int flags),
+             (socket, bytes, size, room, flags))
 SPOIL_MOVING(send, ECONNRESET, (int socket, const void *bytes, size_t size, int flags), (socket, bytes, size, flags))
 
 SPOIL_WAITING(int, flock, ENOLCK, -1, (int descriptor, int operation), (descriptor, operation))
@@ -217,6 +242,7 @@ SPOIL(int, mkdir, ENOSPC, -1, (const char *path, mode_t permissions), (path, per
 SPOIL(DIR *, opendir, EMFILE, NULL, (const char *path), (path))
 SPOIL(struct dirent *, readdir, EIO, NULL, (DIR * folder), (folder))
 SPOIL(int, pipe2, EMFILE, -1, (int ends[2], int flags), (ends, flags))
+SPOIL(ssize_t, readlink, EIO, -1, (const char *path, char *target, size_t size), (path, target, size))
 SPOIL(int, regcomp, ENOMEM, REG_ESPACE, (regex_t * compiled, const char *expression, int flags),
       (compiled, expression, flags))
 SPOIL(int, regexec, ENOMEM, REG_ESPACE,

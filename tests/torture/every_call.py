@@ -1,9 +1,11 @@
-"""A row of trials: page cases, each run again for its n-th call of the C library spoiled in each of the ways, for every n."""
+"""A row of trials: page cases, each run again for its n-th call of the C library spoiled in each of the ways, for every n;
+or killed at as many random moments."""
 
 import argparse
 import concurrent.futures
 import os
 import random
+import signal
 import sys
 import threading
 import time
@@ -13,6 +15,7 @@ import spoiled_case
 from spoiled_case import SpoiledRun, cases
 
 HARMLESS = ("interrupt", "short")
+MOMENT = "moment"
 lock = threading.Lock()
 
 
@@ -26,7 +29,7 @@ class Row:
 
     def __init__(self, modes, complaints, concerns=lambda whole: True):
         self.modes, self.complaints, self.concerns = modes, complaints, concerns
-        self.counts = {"cases": 0, "trials": 0, "findings": 0}
+        self.counts = {"cases": 0, "trials": 0, "killed": 0, "findings": 0}
         self.functions = {}
 
     def ran_out(self):
@@ -41,9 +44,11 @@ class Row:
             return
         again = SpoiledRun(sections).execute()
         steady = outcome(whole) == outcome(again) and whole.calls == again.calls
-        trials = [(mode, number) for number in range(1, whole.calls + 1) for mode in self.modes
-                  if steady or mode not in HARMLESS]
-        random.Random(f"{self.options.seed} {name}").shuffle(trials)
+        duration = min(whole.microseconds, again.microseconds)
+        chance = random.Random(f"{self.options.seed} {name}")
+        trials = [(mode, chance.randint(1, duration) if mode == MOMENT else number)
+                  for number in range(1, whole.calls + 1) for mode in self.modes if steady or mode not in HARMLESS]
+        chance.shuffle(trials)
         for mode, number in trials[:self.options.each]:
             if self.ran_out():
                 return
@@ -55,6 +60,7 @@ class Row:
     def count(self, name, run, found):
         with lock:
             self.counts["trials"] += 1
+            self.counts["killed"] += run.status == -signal.SIGKILL
             self.functions[run.spoiled] = self.functions.get(run.spoiled, 0) + 1
             self.counts["findings"] += bool(found)
             if found:
@@ -77,6 +83,6 @@ class Row:
         with concurrent.futures.ThreadPoolExecutor(self.options.jobs) as workers:
             list(workers.map(self.run_case, chosen))
         functions = ", ".join(f"{name} {number}" for name, number in sorted(self.functions.items()) if name)
-        print(f"{self.counts['trials']} trials, {self.counts['cases']} of {len(chosen)} cases whole, "
-              f"{self.counts['findings']} findings ({functions})")
+        print(f"{self.counts['trials']} trials, {self.counts['killed']} killed, {self.counts['cases']} of {len(chosen)} "
+              f"cases whole, {self.counts['findings']} findings ({functions})")
         return self.counts["trials"] > 0 and self.counts["findings"] == 0

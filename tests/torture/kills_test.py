@@ -1,5 +1,5 @@
 """Every page case that changes a file, its process killed before its n-th call of the C library and in the middle of each
-write, for every n: what the killed process leaves, docs/reliability.md says.
+write, for every n, and at as many random moments: what the killed process leaves, docs/reliability.md says.
 
     QUILLET_DYNAMIC_PROGRAM=... kills_test.py [--seconds N] [--each N] [--jobs N] [--seed N] [PATH ...]
 """
@@ -7,7 +7,7 @@ write, for every n: what the killed process leaves, docs/reliability.md says.
 import signal
 import sys
 
-from every_call import Row
+from every_call import MOMENT, Row
 from spoiled_case import damage
 
 
@@ -27,4 +27,4 @@ def changes_files(whole):
 
 
 if __name__ == "__main__":
-    sys.exit(0 if Row(("kill", "half"), complaints, changes_files).run("Page cases whose process is killed.") else 1)
+    sys.exit(0 if Row(("kill", "half", MOMENT), complaints, changes_files).run("Page cases whose process is killed.") else 1)

@@ -37,8 +37,8 @@ def library():
 
 
 class SpoiledRun(case_run.Run):
-    """One run of a case; afterwards `status`, `output`, `errors`, `calls` (how many there were), `spoiled` (the function
-    that was), `files` (path: content), `given` (the same before it), `left_running`."""
+    """One run of a case; afterwards `status`, `output`, `errors`, `calls` (how many there were), `microseconds` (from the
+    start to the last of them, when nothing was spoiled), `spoiled` (the function that was), `files` (path: content), `given` (the same before it), `left_running`."""
 
     def __init__(self, sections, spoil="none 0"):
         super().__init__(DYNAMIC_PROGRAM, sections)
@@ -58,8 +58,8 @@ class SpoiledRun(case_run.Run):
         try:
             super().execute()
             report = Path(self.report).read_bytes()
-            self.calls = int.from_bytes(report[:8], sys.byteorder)
-            self.spoiled = report[8:].partition(b"\0")[0].decode()
+            self.calls, self.microseconds = (int.from_bytes(report[at:at + 8], sys.byteorder) for at in (0, 8))
+            self.spoiled = report[16:].partition(b"\0")[0].decode()
         finally:
             os.unlink(self.report)
         return self
