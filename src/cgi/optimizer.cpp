@@ -17,9 +17,11 @@ bool optimize = true;
 void forget_choice() { optimize = true; }
 
 // Drops every byte of the set that follows another one; `previous` says whether the text begins as if
-// one stood before it.
+// one stood before it. No byte of the set is above the space, and few other bytes are below it: where no two such
+// bytes meet, which is most of a page, nothing else is asked.
 template <char... set>
 void shrink_runs(text &page, bool previous) {
+  static_assert((is_up_to_space(set) && ...));
   char *const bytes = page.data();
   const std::size_t size = page.size();
   char *kept = bytes;
@@ -28,17 +30,26 @@ void shrink_runs(text &page, bool previous) {
     if (kept != bytes + start) std::memmove(kept, bytes + start, end - start);
     kept += end - start;
   };
+  const auto follows_one = [&, at_front = previous](std::size_t at) {
+    return at == 0 ? at_front : is_one_of<set...>(bytes[at - 1]);
+  };
   std::size_t i = 0;
-  for (; i + block_size <= size; i += block_size) {
-    const std::uint32_t in_set = block_mask<set...>(bytes + i);
-    std::uint32_t redundant = in_set & (in_set << 1 | std::uint32_t{previous});
-    previous = (in_set >> (block_size - 1) & 1) != 0;
+  for (std::uint32_t before = previous; i + 2 * block_size <= size; i += 2 * block_size) {
+    const byte_block first = load_block(bytes + i);
+    const byte_block second = load_block(bytes + i + block_size);
+    const std::uint32_t low = mask_up_to_space(first) | mask_up_to_space(second) << block_size;
+    const std::uint32_t may_meet = low & (low << 1 | before);
+    before = low >> (2 * block_size - 1);
+    if (may_meet == 0) continue;
+    const std::uint32_t in_set = mask_in<set...>(first) | mask_in<set...>(second) << block_size;
+    std::uint32_t redundant = in_set & (in_set << 1 | std::uint32_t{follows_one(i)});
     for (; redundant != 0; redundant &= redundant - 1) {
       const std::size_t at = i + static_cast<std::size_t>(std::countr_zero(redundant));
       move_up_to(at);
       start = at + 1;
     }
   }
+  previous = follows_one(i);
   for (; i < size; ++i) {
     const bool current = is_one_of<set...>(bytes[i]);
     if (current && previous) {

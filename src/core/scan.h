@@ -81,7 +81,21 @@ template <char... set>
 #endif
 }
 
-// The same for the sixteen at `bytes`.
+[[nodiscard]] constexpr bool is_up_to_space(char c) { return static_cast<unsigned char>(c) <= ' '; }
+
+// Bit i is set when byte i of the block is a space or below it.
+[[nodiscard]] inline std::uint32_t mask_up_to_space(const byte_block &bytes) {
+#ifdef __SSE2__
+  const __m128i hits = _mm_cmpeq_epi8(_mm_min_epu8(bytes, _mm_set1_epi8(' ')), bytes);
+  return static_cast<std::uint32_t>(_mm_movemask_epi8(hits));
+#else
+  std::uint32_t mask = 0;
+  for (std::size_t i = 0; i < block_size; ++i) mask |= std::uint32_t{is_up_to_space(bytes.bytes[i])} << i;
+  return mask;
+#endif
+}
+
+// `mask_in` for the sixteen at `bytes`.
 template <char... set>
 [[nodiscard]] inline std::uint32_t block_mask(const char *bytes) {
   return mask_in<set...>(load_block(bytes));
