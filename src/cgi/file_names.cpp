@@ -8,6 +8,7 @@ text page_directory_file(std::string_view name) {
   std::string_view directory = request.page_path;
   cut_at_last_char(directory, '/');
   text path;
+  path.reserve(directory.size() + 1 + name.size());
   path.append(directory);
   path.append('/');
   path.append(name);
@@ -17,6 +18,7 @@ text page_directory_file(std::string_view name) {
 text resolve_file(std::string_view name) {
   if (name.empty() || name.front() != '/') return page_directory_file(name);
   text path;
+  path.reserve(request.document_root.size() + name.size());
   path.append(request.document_root);
   path.append(name);
   return path;

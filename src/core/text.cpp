@@ -167,7 +167,11 @@ std::string_view cut_at(std::string_view &head, std::size_t position, std::size_
 
 std::string_view cut_at_char(std::string_view &head, char c) { return cut_at(head, head.find(c), 1); }
 
-std::string_view cut_at_last_char(std::string_view &head, char c) { return cut_at(head, head.rfind(c), 1); }
+std::string_view cut_at_last_char(std::string_view &head, char c) {
+  const void *const found = head.empty() ? nullptr : memrchr(head.data(), c, head.size());
+  if (found == nullptr) return {};
+  return cut_at(head, static_cast<std::size_t>(static_cast<const char *>(found) - head.data()), 1);
+}
 
 std::string_view cut_at_text(std::string_view &head, std::string_view mark) {
   return mark.empty() ? head : cut_at(head, head.find(mark), mark.size());
