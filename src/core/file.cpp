@@ -91,17 +91,24 @@ namespace {
   current_onlooker->file_read(path, all, bytes, pieces);
 }
 
-// Reads a file that was not kept or has changed; what was kept of it is as good.
+// Reads a file that was not kept or has changed.
 text read_and_keep(std::string_view path, bool drop_empty_lines) {
-  text bytes = kept_file(path, drop_empty_lines);
-  if (!bytes.is_null()) return bytes;
   const std::time_t now = std::time(nullptr);
   const open_file file(path, O_RDONLY);
   struct stat status {};
   if (file < 0 || fstat(file, &status) != 0) return {};
-  bytes = file.read_all();
+  text bytes = file.read_all();
   filter_lines(bytes, drop_empty_lines);
   if (!bytes.is_null()) keep_file(path, drop_empty_lines, file, state_of(status), now, bytes);
+  return bytes;
+}
+
+text read_or_copy(std::string_view path, bool drop_empty_lines) {
+  const std::shared_ptr<const text> kept = kept_file(path, drop_empty_lines);
+  if (kept == nullptr) return read_and_keep(path, drop_empty_lines);
+  text bytes;
+  bytes.reserve(kept->size() + block_size);  // as for one that is read
+  bytes.assign(*kept);
   return bytes;
 }
 
@@ -109,7 +116,7 @@ text read_and_keep(std::string_view path, bool drop_empty_lines) {
 
 text read_text_file(std::string_view path, bool drop_empty_lines, bool lock) {
   if (path.empty()) return {};
-  if (keeps_files() && !lock) return read_and_keep(path, drop_empty_lines);
+  if (keeps_files() && !lock) return read_or_copy(path, drop_empty_lines);
   const open_file file(path, O_RDONLY);
   if (file < 0) {
     tell_not_opened(path);
@@ -123,6 +130,12 @@ text read_text_file(std::string_view path, bool drop_empty_lines, bool lock) {
     filter_lines(bytes, drop_empty_lines);
   }
   return bytes;
+}
+
+file_text view_text_file(std::string_view path, bool drop_empty_lines) {
+  if (!keeps_files() || path.empty()) return file_text(read_text_file(path, drop_empty_lines, false));
+  std::shared_ptr<const text> kept = kept_file(path, drop_empty_lines);
+  return kept != nullptr ? file_text(std::move(kept)) : file_text(read_and_keep(path, drop_empty_lines));
 }
 
 namespace {

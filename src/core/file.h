@@ -6,7 +6,9 @@
 #include <cstddef>
 #include <cstdio>
 #include <ctime>
+#include <memory>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "core/text.h"
@@ -17,6 +19,24 @@ namespace quillet {
 // `lock`. Null, with errno set, when the file cannot be opened or read or is not a regular file; there is no
 // message.
 [[nodiscard]] text read_text_file(std::string_view path, bool drop_empty_lines, bool lock);
+
+// The text of a file for those who only look at it: their own, or one that the process keeps.
+class file_text {
+ public:
+  explicit file_text(text &&own) : own_(std::move(own)) {}
+  explicit file_text(std::shared_ptr<const text> kept) : kept_(std::move(kept)) {}
+
+  operator std::string_view() const QUILLET_VIEWED {  // NOLINT(google-explicit-constructor)
+    return kept_ != nullptr ? kept_->view() : own_.view();
+  }
+
+ private:
+  text own_;
+  std::shared_ptr<const text> kept_;
+};
+
+// `read_text_file` without a lock, for them.
+[[nodiscard]] file_text view_text_file(std::string_view path, bool drop_empty_lines);
 
 // Removes every carriage return and every line that begins with "#", its line feed too; with
 // `drop_empty_lines` also the empty lines. The bytes are cut at their first NUL.

@@ -1,32 +1,25 @@
 // Files that a process has read already, for processes that answer many requests.
 #pragma once
 
-#include <sys/stat.h>
-
 #include <ctime>
+#include <memory>
 #include <string_view>
 
+#include "core/kept_directories.h"
 #include "core/text.h"
 
 namespace quillet {
 
-// What tells one content of a file from another, as the system says it.
-struct file_state {
-  dev_t device;
-  ino_t number;
-  off_t size;
-  timespec modified;  // the content
-  timespec changed;   // the content or the status; nobody can set it
-};
-[[nodiscard]] file_state state_of(const struct stat &status);
-[[nodiscard]] bool operator==(const file_state &left, const file_state &right);
+namespace kept_files_door {
+inline bool open = false;
+}
 
 // From now on files are kept, some megabytes of them. Until then the functions below do nothing.
-void keep_files();
-[[nodiscard]] bool keeps_files();
+inline void keep_files() { kept_files_door::open = true; }
+[[nodiscard]] inline bool keeps_files() { return kept_files_door::open; }
 
-// A copy of what was kept, if the file is still as it was; otherwise null.
-[[nodiscard]] text kept_file(std::string_view path, bool drop_empty_lines);
+// What was kept, if the file is still as it was; otherwise null.
+[[nodiscard]] std::shared_ptr<const text> kept_file(std::string_view path, bool drop_empty_lines);
 
 // Keeps a copy of what was made of the file's bytes. `descriptor` is the open file, `state` what it was before it was
 // read, `seen` a time before that. Not kept is what another write within the resolution of the file's times could

@@ -10,6 +10,7 @@
 #include <ctime>
 
 #include "core/end.h"
+#include "core/kept_directories.h"
 
 namespace quillet {
 
@@ -77,6 +78,7 @@ pid_t run_with_pipes(const char *program, char *const arguments[], int *stdin_sl
   for (int number = STDIN_FILENO; number <= STDERR_FILENO; ++number) {
     if (slots[number] != nullptr && !pipes.make(number)) return 0;
   }
+  know_no_directories();
   const pid_t pid = fork();
   if (pid < 0) return 0;
   if (pid == 0) {
@@ -116,6 +118,7 @@ void open_standard_streams() {
 }
 
 int run_shell(std::string_view command) {
+  know_no_directories();
   text protected_command;
   for (const char c : command) {
     if (c == ';' || c == '|') protected_command.append('\\');

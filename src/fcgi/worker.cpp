@@ -22,6 +22,7 @@
 #include "cgi/streams.h"
 #include "core/end.h"
 #include "core/file.h"
+#include "core/kept_directories.h"
 #include "core/kept_files.h"
 #include "core/process.h"
 #include "fcgi/connection.h"
@@ -153,6 +154,7 @@ bool begin_request(int connection) {
   if (!current.connection.read_request()) return false;
   current.head.clear();
   current.head_is_written = false;
+  look_again_at_directories();
   return true;
 }
 

@@ -115,7 +115,7 @@ void op_find(parameters &parameters, text &out) {
 // The text of the file, evaluated; with "asis" unchanged. As in a page, lines that begin with "#" and
 // carriage returns are left out. A missing file gives no text.
 void op_include(parameters &parameters, text &out) {
-  const text content = read_text_file(resolve_file(parameters.last()), false, false);
+  const file_text content = view_text_file(resolve_file(parameters.last()), false);
   if (parameters.count() == 2 && parameters[0] == "asis") return out.append(content);
   evaluate(content, out);
 }

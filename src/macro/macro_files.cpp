@@ -11,11 +11,10 @@ namespace quillet {
 namespace {
 
 constexpr bool drop_empty_lines = false;
-constexpr bool lock = false;
 
 // Defines the macros of a file; gives their number, 0 for a file that cannot be read.
 int define_macros_of_file(std::string_view path, text *output) {
-  const text source = read_text_file(path, drop_empty_lines, lock);
+  const file_text source = view_text_file(path, drop_empty_lines);
   return define_macros(source, output);
 }
 
@@ -45,7 +44,8 @@ void load_configuration() {
 }
 
 text process_page(std::string_view page_path) {
-  const text source = read_text_file(page_path, drop_empty_lines, lock);
+  const file_text file = view_text_file(page_path, drop_empty_lines);
+  const std::string_view source = file;
   text page;
   if (define_macros(source, &page) == 0) {
     page.reserve(source.size());

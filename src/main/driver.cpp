@@ -21,7 +21,7 @@
 namespace quillet {
 
 void load_profile() {
-  const text profile = read_text_file(".profile", false, false);
+  const file_text profile = view_text_file(".profile", false);
   std::string_view rest = profile;
   for (;;) {
     const std::string_view line = next_token(rest, '\n');

@@ -18,7 +18,9 @@ from fastcgi import Server
 from program import PROGRAM, cgi_environment, wait_for
 
 FOLDERS = 150
-PAGE = "^macro[m]|^include[piece.html]|^include[asis;/shared.html]|^load[rows]^menu[^item[0],]|^env[SET]|\n#\npage"
+PIECES = ("first.html", "second.html", "third.html")
+PAGE = ("^macro_use[macro.cfg]^macro[m]|" + "".join(f"^include[{piece}]|" for piece in PIECES) +
+        "^include[asis;/shared.html]|^load[rows]^menu[^item[0],]|^env[SET]|\n#\npage")
 
 
 def random_content(chance):
@@ -35,7 +37,7 @@ class Folder:
         self.www = root / "www" / str(number)
         self.www.mkdir(parents=True)
         self.files = {self.www / "page.html": lambda: PAGE + random_content(chance),
-                      self.www / "piece.html": lambda: random_content(chance),
+                      **{self.www / piece: lambda: random_content(chance) for piece in PIECES},
                       self.www / "_rows": lambda: random_content(chance),
                       self.www / "_macro.cfg": lambda: f"^macro[m;{random_content(chance)}]"}
         for path in self.files:
@@ -73,11 +75,34 @@ class Folder:
     def remove(self, path):
         path.unlink(missing_ok=True)
 
+    def make_other_folder(self):
+        """One with the same names and other files, some of them the same one."""
+        other = self.www.with_name(f"{self.www.name}.{self.chance.random()}")
+        other.mkdir()
+        for path in self.files:
+            if path.is_file() and self.chance.random() < .5:
+                os.link(os.path.realpath(path), other / path.name)
+            elif not path.is_dir():
+                (other / path.name).write_text(self.files[path]())
+        return other
+
+    def replace_all(self, _):
+        self.make_other_folder().rename(self.set_aside())
+
+    def replace_all_by_link(self, _):
+        other = self.make_other_folder()
+        self.set_aside().symlink_to(other)
+
+    def set_aside(self):
+        """Gives the name, which is nobody's now."""
+        return self.www.rename(self.www.with_name(f"{self.www.name}.old.{self.chance.random()}")) and self.www
+
     def change(self):
         """Gives the name of what was done."""
         path = self.chance.choice([path for path in self.files if not path.is_dir()])
         how = self.chance.choice((self.write, self.rewrite_with_old_time, self.replace, self.replace_by_link,
-                                  self.replace_by_folder, self.append, self.remove, lambda path: None))
+                                  self.replace_by_folder, self.append, self.remove,
+                                  self.replace_all, self.replace_all_by_link, lambda path: None))
         how(path)
         return f"{how.__name__} {path}"
 
@@ -85,8 +110,39 @@ class Folder:
         return cgi_environment(str(self.root), str(self.www.relative_to(self.root) / "page.html"))
 
 
-def plain(environment, directory):
-    return subprocess.run([PROGRAM], env=environment, cwd=directory, capture_output=True).stdout
+class Releases:
+    """Two folders and a link to one of them, which a program that the page runs sets to the other one."""
+
+    def __init__(self, root):
+        self.root = root
+        self.www = root / "www"
+        for name in ("one", "two"):
+            (self.www / name).mkdir()
+            for piece in PIECES:
+                (self.www / name / piece).write_text(f"{name} {piece}")
+        includes = "".join(f"^include[release/{piece}]|" for piece in PIECES)
+        (self.www / "releases.html").write_text(f"{includes}^exec[/switch]{includes}")
+        (self.www / "switch").write_text("#!/bin/sh\necho\nln -s two new && mv -T new release\n")
+        (self.www / "switch").chmod(0o755)
+
+    def environment(self):
+        new = self.www / "new"
+        new.symlink_to("one")
+        new.rename(self.www / "release")
+        return cgi_environment(str(self.root), "www/releases.html")
+
+
+def own_mounts():
+    """What starts a program with mounts of its own; nothing where that is not allowed."""
+    words = ["unshare", "--mount"]
+    return words if subprocess.run([*words, "true"], capture_output=True).returncode == 0 else []
+
+
+def plain(environment, directory, server):
+    """Where the server's mounts are."""
+    within = [f"--target={server.process.pid}", "--mount", f"--wd={directory}"]
+    words = ["nsenter", *within] if own_mounts() else []
+    return subprocess.run([*words, PROGRAM], env=environment, cwd=directory, capture_output=True).stdout
 
 
 def warm(server, environment):
@@ -114,12 +170,14 @@ def main():
         (root / "www/shared.html").write_text("shared")
         (site / ".profile").write_text("SET=1\n")
         folders = [Folder(chance, root, number) for number in range(FOLDERS)]
-        server = Server(site, "--requests-per-process", "100000", "--processes", "1", "--spare", "1")
+        releases = Releases(root)
+        mounts = own_mounts()
+        server = Server(site, "--requests-per-process", "100000", "--processes", "1", "--spare", "1", limits=mounts)
 
-        def compare(folder, what):
-            answers = [warm(server, folder.environment()) for _ in range(2)]
-            expected = plain(folder.environment(), site)
-            if answers != [expected] * 2:
+        def compare(place, what, times=2):
+            answers = [warm(server, place.environment()) for _ in range(times)]
+            expected = plain(place.environment(), site, server)
+            if answers != [expected] * times:
                 failures.append(f"{what}:\n  plain {expected}\n  warm  {answers}")
         try:
             written = time.time()
@@ -133,6 +191,14 @@ def main():
             each = (reads(server) - before) / FOLDERS
             if each > 2.5:  # the request's own, and what is not kept
                 failures.append(f"{each} calls of read(2) for a page whose files have not changed")
+            compare(releases, "a program that the page runs changes a link", times=4)
+            if mounts:
+                folder = folders.pop()
+                piece, other = folder.www / PIECES[-1], root / "mounted.html"
+                other.write_text("MOUNTED")
+                subprocess.run(["nsenter", f"--target={server.process.pid}", "--mount", "mount", "--bind", other, piece],
+                               check=True)
+                compare(folder, "another file is mounted in the place of one")
             for folder in folders:
                 compare(folder, folder.change())
             (root / "www/shared.html").write_text("SHARED")

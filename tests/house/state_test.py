@@ -27,7 +27,8 @@ ANSWERED_FOR = {
     "written before it is read": ["integer_program::compute() const::stack"],
     "constant after the start": [
         "registry", "register_all_operators()::registered", "write_last_message", "before_end", "streams",
-        "preparation_door::open", "current_onlooker",
+        "preparation_door::open", "kept_files_door::open",
+        "current_onlooker",
         "keyed_hash(std::basic_string_view<char, std::char_traits<char> >)::secret",
     ],
     "kept for later requests, which it does not change": [
@@ -36,7 +37,10 @@ ANSWERED_FOR = {
         # compiled regular expressions
         "cache",
         # files, each compared with the one on the disk before it is used
-        "is_keeping", "kept_files", "kept_size",
+        "all_kept()::all", "kept_descriptor::count",
+        # directories, each looked at in every request
+        "knows_directories", "last_names", "request_number", "mounts_now()::asked_in", "mounts_now()::mounts",
+        "mounts_now()::version",
     ],
 }
 

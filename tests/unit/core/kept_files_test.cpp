@@ -32,7 +32,7 @@ class kept_files : public testing::Test {
     ASSERT_EQ(fstat(file, &status), 0);
     keep_file(path, false, file, state_of(status), status.st_ctim.tv_sec + seconds, bytes);
   }
-  [[nodiscard]] bool is_kept() const { return !kept_file(path, false).is_null(); }
+  [[nodiscard]] bool is_kept() const { return kept_file(path, false) != nullptr; }
 
   std::string path = testing::TempDir() + "kept-" + std::to_string(getpid());
 };
@@ -41,13 +41,13 @@ class kept_files : public testing::Test {
 
 TEST_F(kept_files, a_file_that_has_not_changed) {
   keep_after(10);
-  EXPECT_EQ(kept_file(path, false).view(), "some bytes");
-  EXPECT_EQ(kept_file(path, false).view(), "some bytes");
+  EXPECT_EQ(kept_file(path, false)->view(), "some bytes");
+  EXPECT_EQ(kept_file(path, false)->view(), "some bytes");
 }
 
 TEST_F(kept_files, the_same_file_read_otherwise_is_another_one) {
   keep_after(10);
-  EXPECT_TRUE(kept_file(path, true).is_null());
+  EXPECT_EQ(kept_file(path, true), nullptr);
 }
 
 TEST_F(kept_files, one_that_changed_less_than_two_seconds_before_is_not_kept) {
@@ -85,6 +85,15 @@ TEST_F(kept_files, none_in_its_place) {
   keep_after(10);
   unlink(path.c_str());
   EXPECT_FALSE(is_kept());
+}
+
+TEST_F(kept_files, a_file_of_a_system_that_is_no_disk_is_not_kept) {
+  const std::string version = "/proc/version";
+  const open_file file(version, O_RDONLY);
+  struct stat status {};
+  ASSERT_EQ(fstat(file, &status), 0);
+  keep_file(version, false, file, state_of(status), status.st_ctim.tv_sec + 10, "bytes");
+  EXPECT_EQ(kept_file(version, false), nullptr);
 }
 
 TEST_F(kept_files, a_large_one_is_not_kept) {
