@@ -33,9 +33,9 @@ struct macro {
 
   text body;
   bool refers_to_arguments;
-  bool was_called = false;
-  int running = 0;         // calls under way, which keep it alive when it is redefined
-  repeated_text repeated;  // the body, for a macro that refers to no argument and is called again
+  bool was_called = false;  // one that refers to no argument
+  int running = 0;          // calls under way, which keep it alive when it is redefined
+  repeated_text repeated;   // the body, for a macro that refers to no argument and is called again
 
  private:
   struct kept_body {

@@ -32,7 +32,7 @@ class prepared_macro_call : public prepared_call {
     generation_ = macro_generation();
     called_ = find_macro(name_);
     body_ = nullptr;
-    called_before_ = called_ != nullptr && called_->was_called && !called_->refers_to_arguments;
+    called_before_ = called_ != nullptr && called_->was_called;
   }
 
   std::string_view name_;
