@@ -1,11 +1,12 @@
 """Changes the source of operators, one token at a time, and runs the cases of these operators: a change that no case notices
 is printed.
 
-    mutation.py [--each N] [--seed N] [SOURCE ...]
+    mutation.py [--each N] [--seed N] [--cases FOLDER]... [SOURCE ...]
 
 SOURCE: files below src, such as src/files/counter.cpp; every file that registers operators when none is named. --each: at
-most N changes of each file, chosen at random. The changed file is compiled apart from the source, below build/mutation. A
-survivor is not always a gap: some changes make a program that does the same, only slower.
+most N changes of each file, chosen at random. --cases: these folders below tests/cases instead of the cases that call an
+operator of the file, for a file that registers none. The changed file is compiled apart from the source, below
+build/mutation. A survivor is not always a gap: some changes make a program that does the same, only slower.
 """
 
 import argparse
@@ -77,6 +78,10 @@ def cases_of(source):
     return [path for path in sorted((ROOT / "tests/cases").rglob("*.case")) if call.search(path.read_bytes())]
 
 
+def cases_in(folders):
+    return [path for folder in folders for path in sorted((ROOT / "tests/cases" / folder).rglob("*.case"))]
+
+
 def passes(path):
     run = case_run.Run(PROGRAM, parse_case(path.read_bytes()))
     run.execute()
@@ -93,7 +98,7 @@ def is_noticed(paths):
 
 def try_file(name, options):
     original = (ROOT / name).read_text()
-    paths = cases_of(original)
+    paths = cases_in(options.cases) if options.cases else cases_of(original)
     if not paths:
         return {}
     chosen = list(changes(original))
@@ -115,6 +120,7 @@ def main():
     parser = argparse.ArgumentParser(description="Changes of the source that no case notices.")
     parser.add_argument("--each", type=int, default=None)
     parser.add_argument("--seed", type=int, default=1)
+    parser.add_argument("--cases", action="append", metavar="FOLDER")
     parser.add_argument("sources", nargs="*")
     options = parser.parse_args()
     resource.setrlimit(resource.RLIMIT_FSIZE, (64 << 20, 64 << 20))
