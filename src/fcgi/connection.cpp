@@ -200,22 +200,22 @@ bool fastcgi_connection::send(std::string_view first, std::string_view second) {
   return !is_broken_;
 }
 
-// The bytes that wait, and these.
-bool fastcgi_connection::send_output(std::string_view bytes) {
-  do {
+// Sends the bytes that wait, and as many of these as it takes until there is room for the rest, which it gives.
+std::string_view fastcgi_connection::send_output(std::string_view bytes) {
+  while (bytes.size() > output_room - waiting_ && !is_broken_) {
     const std::string_view piece = bytes.substr(0, largest_content - waiting_);
     bytes.remove_prefix(piece.size());
     write_record_head(output_, record_type::output, request_, waiting_ + piece.size());
-    if (!send({output_, record_head_size + std::exchange(waiting_, 0)}, piece)) return false;
-  } while (!bytes.empty());
-  return true;
+    send({output_, record_head_size + std::exchange(waiting_, 0)}, piece);
+  }
+  return bytes;
 }
 
 std::size_t fastcgi_connection::write(std::string_view bytes) {
-  if (bytes.size() > output_room - waiting_) return send_output(bytes) ? bytes.size() : 0;
+  const std::string_view rest = send_output(bytes);
   if (is_broken_) return 0;
-  std::copy(bytes.begin(), bytes.end(), output_ + record_head_size + waiting_);
-  waiting_ += bytes.size();
+  std::copy(rest.begin(), rest.end(), output_ + record_head_size + waiting_);
+  waiting_ += rest.size();
   return bytes.size();
 }
 

@@ -48,10 +48,10 @@ class fastcgi_connection {
   [[nodiscard]] bool next_record();
   void next_input();
   bool send(std::string_view first, std::string_view second);
-  bool send_output(std::string_view bytes);
+  std::string_view send_output(std::string_view bytes);
   void close();
 
-  // A response of up to 32 kB goes out in one piece with its end, and the web server wakes up once for it.
+  // The last 32 kB of a response go out in one piece with its end, and the web server wakes up once for them.
   static constexpr std::size_t input_room = 8192;
   static constexpr std::size_t output_room = 32768;
 

@@ -201,6 +201,37 @@ TEST_F(connected, a_large_response) {
                           end_record(1, 0, end_of_request::complete));
 }
 
+TEST_F(connected, the_rest_of_a_large_response_waits_for_its_end) {
+  ASSERT_TRUE(reads(head + end_of_body));
+  EXPECT_EQ(connection->write(std::string(70000, 'l')), 70000U);
+  std::string sent(100000, '\0');
+  EXPECT_EQ(recv(web_server, sent.data(), sent.size(), MSG_DONTWAIT), 8 + 65535);
+  EXPECT_EQ(recv(web_server, sent.data(), sent.size(), MSG_DONTWAIT), -1);
+  connection->finish(0);
+  EXPECT_EQ(answer(), record(record_type::output, std::string(70000 - 65535, 'l')) + end_of_output +
+                          end_record(1, 0, end_of_request::complete));
+}
+
+TEST_F(connected, a_response_in_pieces_of_any_size) {
+  ASSERT_TRUE(reads(head + end_of_body));
+  std::string all;
+  for (const std::size_t size : {32768, 1, 20000, 20000, 32767, 1, 32769}) {
+    const std::string piece(size, static_cast<char>('a' + all.size() % 26));
+    EXPECT_EQ(connection->write(piece), size);
+    all += piece;
+  }
+  connection->finish(0);
+  const std::string answered = answer();
+  std::string output;
+  for (std::size_t at = 0; at < answered.size();) {
+    const record_head next = read_record_head(answered.data() + at);
+    at += record_head_size;
+    if (next.type == record_type::output) output += answered.substr(at, next.size);
+    at += next.size;
+  }
+  EXPECT_TRUE(output == all);
+}
+
 TEST_F(connected, what_goes_to_the_log_of_the_web_server) {
   ASSERT_TRUE(reads(head + end_of_body));
   connection->write_error("oh");
