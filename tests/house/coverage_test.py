@@ -53,7 +53,7 @@ class Exceptions(unittest.TestCase):
     def test_they_name_functions_that_there_are(self):
         for (name, function), (lines, branches, _) in coverage.read_exceptions().items():
             with self.subTest(file=name, function=function):
-                self.assertIn(function.split("::")[-1], (ROOT / name).read_text())
+                self.assertIn(function.split(" ")[0].split("::")[-1], (ROOT / name).read_text())
                 self.assertGreater(lines + branches, 0)
 
     def test_none_is_named_twice(self):
