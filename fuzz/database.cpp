@@ -54,6 +54,8 @@ int large_texts_left = 0;
 
 // A text: up to the next line feed. One that begins with "**" is repeated, so that it fills more than the window.
 char *take_text() {
+  static char nothing[1] = "";
+  if (input.empty()) return nothing;
   const std::size_t end = std::min(input.find('\n'), input.size());
   std::string &text = texts.emplace_back(until_nul(input.substr(0, end)));
   input.remove_prefix(std::min(end + 1, input.size()));
@@ -64,7 +66,7 @@ char *take_text() {
   return text.data();
 }
 
-constexpr unsigned most_columns = 1024;
+constexpr unsigned most_columns = 300;
 bool has_failed = false;
 unsigned columns = 0;
 mysql_field description;
@@ -239,7 +241,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
   is_hostile_program = data[0] % 2 == 1;
   asked.reset();
   is_loaded = has_failed = false;
-  large_texts_left = 2;
+  large_texts_left = data[0] == 2 ? 2 : 0;  // these take most of the time
   texts.clear();
   windows.clear();
   request.clear();

@@ -1,5 +1,7 @@
 #include "ending.h"
 
+#include <new>
+
 #include "core/end.h"
 
 namespace quillet_fuzz {
@@ -10,6 +12,11 @@ void throw_at_end() {
 }
 
 }  // namespace quillet_fuzz
+
+// As the standard library's; the sanitizer's own would end the process without memory.
+void *operator new[](std::size_t size) { return operator new(size); }
+void operator delete[](void *block) noexcept { operator delete(block); }
+void operator delete[](void *block, std::size_t) noexcept { operator delete(block); }
 
 // The name is the sanitizer's.
 #pragma clang diagnostic ignored "-Wreserved-identifier"
