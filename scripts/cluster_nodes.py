@@ -13,16 +13,12 @@ import socket
 import subprocess
 import time
 
+from private_mariadb import free_port, make_data
+
 PACKAGING = pathlib.Path(__file__).resolve().parent.parent / "packaging"
 USER = "www-data" if os.geteuid() == 0 else pwd.getpwuid(os.geteuid()).pw_name
 PATIENCE = 180  # seconds for a node to get ready
 GALERA = "/usr/lib/galera/libgalera_smm.so"
-
-
-def free_port():
-    with socket.socket() as probe:
-        probe.bind(("127.0.0.1", 0))
-        return probe.getsockname()[1]
 
 
 def accepts(address):
@@ -137,19 +133,8 @@ wsrep-sync-wait=1
         return ["mariadbd", f"--defaults-file={self.folder}/my.cnf"]
 
     def make_data(self):
-        making = subprocess.Popen(as_user("mariadb-install-db", f"--defaults-file={self.folder}/my.cnf",
-                                          "--wsrep-on=off", "--auth-root-authentication-method=normal",
-                                          "--skip-test-db", "--force"), start_new_session=True,
-                                  stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
-                                  cwd=self.folder, text=True)
-        with making:
-            try:
-                said = making.communicate()[0]
-            except BaseException:
-                os.killpg(making.pid, signal.SIGKILL)  # it is a script: what it started, too
-                raise
-        if making.returncode != 0:
-            raise RuntimeError("mariadb-install-db failed:\n" + said)
+        make_data(as_user("mariadb-install-db", f"--defaults-file={self.folder}/my.cnf", "--wsrep-on=off",
+                          "--auth-root-authentication-method=normal", "--skip-test-db", "--force"), self.folder)
 
     def start(self, *options):
         """After an end in the middle the node says where it was, so that the others send only what it missed."""

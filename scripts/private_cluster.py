@@ -21,10 +21,11 @@ import shutil
 import subprocess
 import tempfile
 
-
-from cluster_nodes import USER, Balancer, DatabaseNode, WebNode, WebServer, free_port
+from cluster_nodes import USER, Balancer, DatabaseNode, WebNode, WebServer
+from private_mariadb import free_port
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
+
 
 class Cluster:
     """`site`: a folder with www, run and database, of which a copy is served; `programs`: the folder of the program

@@ -30,6 +30,20 @@ def free_port():
         return probe.getsockname()[1]
 
 
+def make_data(command, folder):
+    """Runs `mariadb-install-db`, by the command, in the folder; a failure is a RuntimeError with what it said."""
+    making = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                              cwd=folder, env={**os.environ, "TMPDIR": str(folder)}, start_new_session=True)
+    with making:
+        try:
+            said = making.communicate()[0]
+        except BaseException:
+            os.killpg(making.pid, signal.SIGKILL)  # it is a script: what it started, too
+            raise
+    if making.returncode != 0:
+        raise RuntimeError("mariadb-install-db failed:\n" + said.decode(errors="replace"))
+
+
 class PrivateServer:
     def __init__(self):
         if SERVER is None:
@@ -59,20 +73,10 @@ class PrivateServer:
         return command
 
     def _make_data(self):
-        making = subprocess.Popen(
-            [*self._as_user(), "mariadb-install-db", "--no-defaults", f"--datadir={self.folder}/data",
-             "--auth-root-authentication-method=normal", "--skip-test-db", "--skip-name-resolve",
-             "--force"],  # also where the machine cannot look up its own name
-            stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, cwd=self.folder,
-            env={**os.environ, "TMPDIR": str(self.folder)}, start_new_session=True)
-        with making:
-            try:
-                said = making.communicate()[0]
-            except BaseException:
-                os.killpg(making.pid, signal.SIGKILL)  # it is a script: what it started, too
-                raise
-        if making.returncode != 0:
-            raise RuntimeError("mariadb-install-db failed:\n" + said.decode(errors="replace"))
+        make_data([*self._as_user(), "mariadb-install-db", "--no-defaults", f"--datadir={self.folder}/data",
+                   "--auth-root-authentication-method=normal", "--skip-test-db", "--skip-name-resolve",
+                   "--force"],  # also where the machine cannot look up its own name
+                  self.folder)
 
     def _start(self, attempts=5):
         """The port may be taken between asking for it and binding: then another one."""
