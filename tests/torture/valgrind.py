@@ -21,7 +21,7 @@ sys.path[:0] = [str(TESTS), str(TESTS / "fcgi")]
 import case_run
 import cases_test
 import fastcgi
-from case_file import parse_case
+from case_file import CaseError, parse_case
 from program import DYNAMIC_PROGRAM, PROGRAM
 from run_cases import STACK
 
@@ -93,7 +93,10 @@ def run_warm(paths):
         try:
             for path in paths:
                 run = WarmRun(server, root, parse_case(path.read_bytes()))
-                run.execute()
+                try:
+                    run.execute()
+                except CaseError as error:
+                    run.failures.append(str(error))
                 yield path, [*run.failures, *watched.news()]
         finally:
             server.stop()
