@@ -112,6 +112,8 @@ class Folder:
         how = self.chance.choice((self.write, self.rewrite_with_old_time, self.replace, self.replace_by_link,
                                   self.replace_by_folder, self.append, self.remove,
                                   self.replace_all, self.replace_all_by_link, self.replace_target, lambda path: None))
+        if self.target.exists() and self.chance.random() < .5:
+            how = self.replace_target
         how(path)
         return f"{how.__name__} {path}"
 
@@ -130,7 +132,9 @@ class Releases:
             for piece in PIECES:
                 (self.www / name / piece).write_text(f"{name} {piece}")
         includes = "".join(f"^include[release/{piece}]|" for piece in PIECES)
-        (self.www / "releases.html").write_text(f"{includes}^exec[/switch]{includes}")
+        self.page = "switched.html"
+        (self.www / "steady.html").write_text(includes * 2)
+        (self.www / "switched.html").write_text(f"{includes * 2}^exec[/switch]{includes}")
         (self.www / "switch").write_text("#!/bin/sh\necho\nln -s two new && mv -T new release\n")
         (self.www / "switch").chmod(0o755)
 
@@ -140,7 +144,7 @@ class Releases:
         new = self.www / "new"
         new.symlink_to(self.release)
         new.rename(self.www / "release")
-        return cgi_environment(str(self.root), "www/releases.html")
+        return cgi_environment(str(self.root), f"www/{self.page}")
 
 
 def own_mounts():
@@ -195,6 +199,8 @@ def main():
             # What has just changed is not kept.
             wait_for(lambda: time.time() > written + 3.5, "the files to be some seconds old")
             compare(releases, "a program that the page runs changes a link", times=4)
+            releases.page = "steady.html"
+            compare(releases, "a link that stays")
             releases.release = "nowhere"
             compare(releases, "a link to nothing")
             to_mount_in = next(folder for folder in folders if (folder.www / PIECES[0]).is_file())
