@@ -300,7 +300,11 @@ void leave_idle(const worker_place &place) {
 
 void run_worker(const worker_place &place) {
   current.place = &place;
-  char **const own_environment = environ;
+  // A list that nobody gives back: where the server has set a variable, a request that sets one frees the present list.
+  std::vector<char *> own_variables;
+  for (char **variable = environ; *variable != nullptr; ++variable) own_variables.push_back(*variable);
+  own_variables.push_back(nullptr);
+  char **const own_environment = own_variables.data();
   outlive_server_for_one_request();
   dup2(place.standard_error, STDERR_FILENO);
   set_streams({read_body, write_response_bytes});

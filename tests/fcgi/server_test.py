@@ -4,6 +4,7 @@
 import contextlib
 import os
 import re
+import shutil
 import signal
 import socket
 import subprocess
@@ -405,6 +406,19 @@ class Signals(Site):
         self.assertEqual([self.body_of(answer()) for answer in waiting], ["hello "] * 3)
         pipe.write_text("done")
         self.assertEqual(self.body_of(running()), "done")
+
+    def test_a_server_that_cannot_start_afresh_goes_on(self):
+        program = self.root / "server"
+        shutil.copy(SERVER, program)
+        server = self.serve("--processes", "1", "--spare", "1", "--requests-per-process", "1000", program=program)
+        program.unlink()
+        server.process.send_signal(signal.SIGHUP)
+        wait_for(lambda: "cannot start afresh" in server.log(), "the failure")
+        for child in server.children():  # those that come after it
+            os.kill(child, signal.SIGKILL)
+        self.write("run/.profile", "NAME_OF_SITE=a\n")
+        for _ in range(5):
+            self.assertEqual(self.body_of(server.ask(self.request(QUERY_STRING="name=Ann"))), "hello Ann")
 
     def test_processes_end_when_their_server_is_killed(self):
         server = self.serve()
