@@ -19,10 +19,13 @@ struct stream_closer {
 // Whether the picture that the file announces in its first ten bytes is one to read. No frame is larger
 // than that: the library refuses one that is.
 bool announces_fair_size(const open_file &file) {
-  unsigned char header[10];  // "GIF89a", width, height
-  if (pread(file, header, sizeof header, 0) != sizeof header) return false;
-  const long width = header[6] + 256 * header[7];
-  const long height = header[8] + 256 * header[9];
+  char header[10];  // "GIF89a", width, height
+  if (file.read_some(header, sizeof header) != sizeof header || lseek(file, 0, SEEK_SET) != 0) return false;
+  const auto number_at = [&](int at) {
+    return static_cast<unsigned char>(header[at]) + 256L * static_cast<unsigned char>(header[at + 1]);
+  };
+  const long width = number_at(6);
+  const long height = number_at(8);
   return width > 0 && height > 0 && width * height <= largest_picture;
 }
 
