@@ -132,6 +132,10 @@ class Releases:
             for piece in PIECES:
                 (self.www / name / piece).write_text(f"{name} {piece}")
         includes = "".join(f"^include[release/{piece}]|" for piece in PIECES)
+        (self.www / "links").mkdir()
+        for piece in PIECES:
+            (self.www / "links" / piece).symlink_to(f"../release/{piece}")
+        (self.www / "linked.html").write_text("".join(f"^include[links/{piece}]|" for piece in PIECES) * 2)
         self.page = "switched.html"
         (self.www / "steady.html").write_text(includes * 2)
         (self.www / "switched.html").write_text(f"{includes * 2}^exec[/switch]{includes}")
@@ -199,7 +203,11 @@ def main():
             # What has just changed is not kept.
             wait_for(lambda: time.time() > written + 3.5, "the files to be some seconds old")
             compare(releases, "a program that the page runs changes a link", times=4)
-            releases.page = "steady.html"
+            releases.page = "linked.html"
+            compare(releases, "links to files below a link")
+            releases.release = "two"
+            compare(releases, "links to files below a link that changes")
+            releases.page, releases.release = "steady.html", "one"
             compare(releases, "a link that stays")
             releases.release = "nowhere"
             compare(releases, "a link to nothing")
