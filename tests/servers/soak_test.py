@@ -76,7 +76,7 @@ class Visitor:
         self.expect(self.get("/table.html"), 200, TABLE)
 
     def form(self, number):
-        text = "x" * (number * 997 % 50000)
+        text = "x" * (number * 997 % 50000 + 1)  # an empty page would be an error
         self.expect(self.get("/form.html", "POST", "field=" + text, FIELD), 200, text)
 
     def count(self, _):
