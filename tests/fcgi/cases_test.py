@@ -1,9 +1,11 @@
 #!/usr/bin/env python3
 """Runs every page case through quillet-fcgi, in random order, and expects what the plain program gives.
 
-    cases_test.py REQUESTS_PER_PROCESS [--database] [--seed N] [FILE or FOLDER ...]
+    cases_test.py REQUESTS_PER_PROCESS [--kept] [--database] [--seed N] [FILE or FOLDER ...]
 
-With --database it runs the cases that ask a database server, which it starts.
+With --database it runs the cases that ask a database server, which it starts. With --kept each request that leaves every file
+as it was is made once more, and the server's clock is an hour ahead: the files seem old enough to be kept, and the second
+request finds them kept.
 
 Left out are the cases that say how a process is started: its arguments, its limits, its clock, its mail program.
 """
@@ -18,6 +20,7 @@ import resource
 import shutil
 import sys
 import tempfile
+import time
 from pathlib import Path
 
 from fastcgi import Server
@@ -25,7 +28,7 @@ from fastcgi import Server
 TESTS = Path(__file__).resolve().parents[1]
 sys.path[:0] = [str(TESTS), str(TESTS / "database")]
 from case_file import CaseError, parse_case  # noqa: E402
-from case_run import SANITIZER_WARNING, Run  # noqa: E402
+from case_run import SANITIZER_WARNING, Run, library  # noqa: E402
 from run_cases import STACK  # noqa: E402
 from server_pages import ServerRun, start_server  # noqa: E402
 
@@ -42,12 +45,18 @@ class WarmRun(Run):
         self.root = os.fsencode(root)
 
     def execute(self):
+        root = Path(os.fsdecode(self.root))
         try:
             self.prepare()
+            before = contents(root) if self.warm.keeps else None
             self.run_program()
             self.check()
+            if self.warm.keeps and not self.failures and contents(root) == before:
+                self.run_program()
+                self.check()
+                self.failures += ["  when it was asked once more"] if self.failures else []
         finally:
-            empty(Path(os.fsdecode(self.root)))
+            empty(root)
 
     def run_program(self):
         body_section = self.find("body")
@@ -59,6 +68,11 @@ class WarmRun(Run):
         self.status = answer.status
         if self.status is None:
             raise CaseError("the connection ended without an answer")
+
+
+def contents(root):
+    """Of every file, by its path."""
+    return {path: path.read_bytes() for path in root.rglob("*") if path.is_file()}
 
 
 class DatabaseRun(WarmRun, ServerRun):
@@ -88,12 +102,21 @@ def empty(root):
             path.unlink()
 
 
-def run_share(paths, requests_per_process, make_run):
+def start_warm(root, requests_per_process, keeps):
+    environment = {"LD_PRELOAD": library("clock"), "CLOCK": str(int(time.time()) + 3600),
+                   "ASAN_OPTIONS": "detect_leaks=0:allocator_may_return_null=1:verify_asan_link_order=0"} if keeps else None
+    server = Server(root / "site", "--requests-per-process", str(requests_per_process), "--spare", "1",
+                    environment=environment)
+    server.keeps = keeps
+    return server
+
+
+def run_share(paths, requests_per_process, keeps, make_run):
     """Runs the cases one after the other by a server of their own; gives (path, failures) of each."""
     root = Path(os.path.realpath(tempfile.mkdtemp(prefix="quillet-case-")))
     (root / "site").mkdir()
     results = []
-    server = Server(root / "site", "--requests-per-process", str(requests_per_process), "--spare", "1")
+    server = start_warm(root, requests_per_process, keeps)
     try:
         for path in paths:
             run = make_run(server, root, parse_case(path.read_bytes()))
@@ -111,6 +134,7 @@ def run_share(paths, requests_per_process, make_run):
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("requests_per_process", type=int)
+    parser.add_argument("--kept", action="store_true")
     parser.add_argument("--database", action="store_true")
     parser.add_argument("--seed", type=int, default=random.randrange(1000000))
     parser.add_argument("paths", nargs="*", type=Path)
@@ -131,7 +155,9 @@ def main():
             stack.callback(database.stop)
             make_run = functools.partial(DatabaseRun, database)
         workers = stack.enter_context(concurrent.futures.ThreadPoolExecutor(JOBS))
-        for results in workers.map(lambda share: run_share(share, options.requests_per_process, make_run), shares):
+        run = functools.partial(run_share, requests_per_process=options.requests_per_process, keeps=options.kept,
+                                make_run=make_run)
+        for results in workers.map(run, shares):
             for path, failures in results:
                 passed, failed = (passed, failed + 1) if failures else (passed + 1, failed)
                 if failures:
