@@ -93,7 +93,8 @@ std::string plainly_optimized(const std::string &page, bool content_type_set) {
 
 TEST(optimize_output, follows_the_plain_rule_on_random_texts) {
   quillet_tests::random_texts random(32);
-  constexpr std::string_view pieces[] = {"a", " ", "\n", "\r", "\t", "\r\n", "bcdefghijklmnopqrs", "    ", "\v", "\x1F"};
+  constexpr std::string_view pieces[] = {"a",    " ",  "\n",  "\r", "\t", "\r\n", "bcdefghijklmnopqrs",
+                                         "    ", "\v", "\x1F"};
   for (int i = 0; i < 10000; ++i) {
     const std::string page = random.text(pieces, 40);
     ASSERT_EQ(optimized(page, false), plainly_optimized(page, false)) << testing::PrintToString(page);
