@@ -20,13 +20,7 @@ struct place {
 };
 
 // Never destroyed: a text that lives as long as the process leaves its places at the very end.
-union place_table {
-  std::vector<place> places;
-  constexpr place_table() : places() {}
-  constexpr ~place_table() {}  // NOLINT(modernize-use-equals-default)
-};
-constinit place_table lasting_places;
-std::vector<place> &places = lasting_places.places;
+std::vector<place> &places = *new std::vector<place>;
 std::size_t used_places = 0;  // those that were left included
 
 place &place_of(std::string_view bytes) {

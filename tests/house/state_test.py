@@ -21,7 +21,7 @@ ANSWERED_FOR = {
         "parameters::stack_top", "parameters::slot_stack::memory", "prepared_text::open_calls::frames",
         "prepared_text::open_calls::top",
         # a text that is kept leaves its places when it ends
-        "lasting_places", "used_places",
+        "places", "used_places",
     ],
     "read only where a process answers one request": ["bytes_read"],
     "written before it is read": ["integer_program::compute() const::stack"],
