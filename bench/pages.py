@@ -2,7 +2,6 @@
 
 import contextlib
 import dataclasses
-import pathlib
 import statistics
 
 import database

@@ -8,7 +8,6 @@ import os
 import pathlib
 import re
 import shutil
-import stat
 import struct
 import sys
 import tempfile

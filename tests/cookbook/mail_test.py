@@ -3,7 +3,6 @@ mount namespace of its own."""
 
 import email
 import email.policy
-import os
 import tempfile
 import unittest
 from pathlib import Path

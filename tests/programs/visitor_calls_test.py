@@ -10,7 +10,6 @@ from pathlib import Path
 
 sys.path.insert(0, str(Path(__file__).resolve().parent.parent))
 from page_runner import PageTest  # noqa: E402
-from program import ROOT  # noqa: E402
 
 OPERATORS = json.loads(subprocess.run([os.environ["QUILLET_OPERATORS"]], stdout=subprocess.PIPE, check=True).stdout)
 # What the visitor sends: calls, also after brackets and a separator that could end the page's own call.
