@@ -1,7 +1,6 @@
 #include "confinement.h"
 
 #include <dirent.h>
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -13,7 +12,11 @@
 #include <filesystem>
 #include <string_view>
 
+#include "next_function.h"
+
 namespace {
+
+using quillet_fuzz::next_function;
 
 std::string confined_to;  // with a "/" at its end; empty for nothing
 std::string working_folder_now;
@@ -30,11 +33,6 @@ bool leads_outside(const char *path) {
 int refuse() {
   errno = EACCES;
   return -1;
-}
-
-template <class function>
-function *next_function(const char *name) {
-  return reinterpret_cast<function *>(dlsym(RTLD_NEXT, name));
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 // Fuzzes a hostile database server. The first byte of an input chooses who answers a page that asks: the program
 // quillet-database, whose client library finds the server's names, rows and errors in the rest of the input; or
 // something in its place, whose answer the rest is, as it is in the window. The second byte chooses the page.
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/socket.h>
@@ -25,6 +24,7 @@
 #include "db/database_protocol.h"
 #include "ending.h"
 #include "main/modules.h"
+#include "next_function.h"
 #include "private_folder.h"
 
 namespace {
@@ -195,7 +195,7 @@ ssize_t recv(int descriptor, void *bytes, std::size_t size, int) {
 }
 
 int memfd_create(const char *name, unsigned flags) noexcept {
-  static auto *const real = reinterpret_cast<int (*)(const char *, unsigned)>(dlsym(RTLD_NEXT, "memfd_create"));
+  static auto *const real = quillet_fuzz::next_function<int(const char *, unsigned)>("memfd_create");
   window_file = real(name, flags);
   return window_file;
 }
