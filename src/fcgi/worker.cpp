@@ -52,10 +52,22 @@ std::size_t read_body(char *buffer, std::size_t size) {
 
 std::size_t write_to_server(std::string_view bytes) { return current.connection.write(bytes); }
 
+// What was asked for, as the status and the log say it.
+void note_address(char *noted) {
+  const char *address = std::getenv("REQUEST_URI");
+  const std::size_t size = address == nullptr ? 0 : std::min(std::string_view(address).size(), address_size - 1);
+  std::replace_copy_if(address, address + size, noted, is_control, ' ');
+  noted[size] = '\0';
+}
+
 void refuse(std::string_view status) {
   const std::string line(status);
   current.head_is_written = true;
   write_to_server("Status: " + line + "\r\nContent-type: text/plain\r\n\r\n" + line + "\n");
+  char address[address_size];
+  note_address(address);
+  write_all(current.place->service_error,
+            "quillet-fcgi: process " + std::to_string(getpid()) + ": " + address + ": " + line + "\n");
 }
 
 bool has_line(std::string_view head, std::string_view name) {
@@ -158,15 +170,6 @@ bool begin_request(int connection) {
   return true;
 }
 
-// For the status and the log.
-void note_address() {
-  const char *address = std::getenv("REQUEST_URI");
-  char *const noted = current.place->score.address;
-  const std::size_t size = address == nullptr ? 0 : std::min(std::string_view(address).size(), address_size - 1);
-  std::replace_copy_if(address, address + size, noted, is_control, ' ');
-  noted[size] = '\0';
-}
-
 void replace_standard_input(int descriptor) {
   dup2(descriptor, STDIN_FILENO);
   close(descriptor);
@@ -221,7 +224,7 @@ int answer(char **own_environment) {
   const server_options &options = current.place->options;
   set_request_environment(own_environment);
   name_page();
-  note_address();
+  note_address(current.place->score.address);
   set_processor_time(options.processor_time, options.requests_per_process == 1);
   if (const std::string_view status = refusal(options); !status.empty()) {
     refuse(status);
@@ -332,6 +335,7 @@ void run_worker(const worker_place &place) {
 
 void run_refuser(const worker_place &place, int channel) {
   current.place = &place;
+  char **const own_environment = environ;
   constexpr timeval patience = {1, 0};  // for each of a web server's messages
   pollfd next = {channel, POLLIN, 0};
   while (poll(&next, 1, -1) > 0 && (next.revents & POLLIN) != 0) {
@@ -341,6 +345,7 @@ void run_refuser(const worker_place &place, int channel) {
     setsockopt(connection, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
     setsockopt(connection, SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);
     if (!begin_request(connection)) continue;
+    set_request_environment(own_environment);
     refuse("503 Service Unavailable");
     current.connection.finish(0);
   }

@@ -22,7 +22,12 @@ FIND_PROCESS = """process=$PPID
 """
 
 
+MANY_REQUESTS = ("--requests-per-process", "1000")
+
+
 class Site(unittest.TestCase):
+    mode = ()  # a process for each request
+
     def setUp(self):
         folder = tempfile.TemporaryDirectory(prefix="quillet-fcgi-site-")
         self.addCleanup(folder.cleanup)
@@ -46,7 +51,8 @@ class Site(unittest.TestCase):
         (self.root / name).write_text(content)
 
     def serve(self, *options, **settings):
-        server = Server(self.root / "run", *options, **settings)
+        mode = () if "--requests-per-process" in options else self.mode
+        server = Server(self.root / "run", *options, *mode, **settings)
         self.addCleanup(server.stop)
         return server
 
@@ -180,6 +186,20 @@ class Requests(Site):
         request = self.request("read.html", REQUEST_METHOD="PUT", CONTENT_LENGTH=str(len(body)))
         self.assertEqual(self.body_of(self.serve().ask(request, body)).encode(), body)
 
+    def test_a_page_that_comes_as_the_script_is_the_page(self):
+        self.page("page.html", "^env[SCRIPT_NAME] ^env[PATH_TRANSLATED] ^env[PATH_INFO]")
+        page = str(self.root / "www/page.html")
+        answer = self.serve().ask(self.request(PATH_TRANSLATED="", SCRIPT_FILENAME=page, SCRIPT_NAME="/page.html"))
+        self.assertEqual(self.body_of(answer), f"/cgi-bin/quillet {page} /page.html")
+
+    def test_a_redirect_inside_the_server_to_the_program_is_refused(self):
+        answer = self.serve().ask(self.request(REDIRECT_URL="/cgi-bin/quillet/page.html"))
+        self.assertTrue(answer.output.startswith(b"Status: 403 Forbidden\r\n"), answer.output)
+
+
+class Modes(Site):
+    """A process for each request, or for many."""
+
     def test_each_request_has_a_process_of_its_own(self):
         server = self.serve()
         self.assertEqual(len({self.body_of(server.ask(self.request("process.html"))) for _ in range(5)}), 5)
@@ -209,15 +229,26 @@ class Requests(Site):
         self.write("run/.profile", "")
         self.assertEqual(self.body_of(server.ask(self.request())), "00")
 
-    def test_a_page_that_comes_as_the_script_is_the_page(self):
-        self.page("page.html", "^env[SCRIPT_NAME] ^env[PATH_TRANSLATED] ^env[PATH_INFO]")
-        page = str(self.root / "www/page.html")
-        answer = self.serve().ask(self.request(PATH_TRANSLATED="", SCRIPT_FILENAME=page, SCRIPT_NAME="/page.html"))
-        self.assertEqual(self.body_of(answer), f"/cgi-bin/quillet {page} /page.html")
+    def test_the_processor_time_is_that_of_one_request(self):
+        passes, requests = (1000000, 18) if SANITIZED else (3000000, 30)
+        self.page("long.html", f"^for[i;1;{passes};^if[^var[i] < 0;x]]")
+        server = self.serve("--processor-time", "2", "--requests-per-process", "100", "--spare", "1",
+                            "--processes", "1")
+        for _ in range(requests):
+            self.assertEqual(server.ask(self.request("long.html")).status, 253)
 
-    def test_a_redirect_inside_the_server_to_the_program_is_refused(self):
-        answer = self.serve().ask(self.request(REDIRECT_URL="/cgi-bin/quillet/page.html"))
-        self.assertTrue(answer.output.startswith(b"Status: 403 Forbidden\r\n"), answer.output)
+    def test_a_server_that_cannot_start_afresh_goes_on(self):
+        program = self.root / "server"
+        shutil.copy(SERVER, program)
+        server = self.serve("--processes", "1", "--spare", "1", "--requests-per-process", "1000", program=program)
+        program.unlink()
+        server.process.send_signal(signal.SIGHUP)
+        wait_for(lambda: "cannot start afresh" in server.log(), "the failure")
+        for child in server.children():  # those that come after it
+            os.kill(child, signal.SIGKILL)
+        self.write("run/.profile", "NAME_OF_SITE=a\n")
+        for _ in range(5):
+            self.assertEqual(self.body_of(server.ask(self.request(QUERY_STRING="name=Ann"))), "hello Ann")
 
 
 class Broken(Site):
@@ -256,14 +287,19 @@ class Broken(Site):
 
 
 class Limits(Site):
+    def is_refused_and_logged(self, server, answer, status):
+        self.assertTrue(answer.output.startswith(b"Status: %b\r\n" % status.encode()), answer.output)
+        wait_for(lambda: f": /page.html: {status}\n" in server.log(), "the log to say it")
+
     def test_a_body_above_the_limit_is_refused(self):
         server = self.serve("--body", "1")
         answer = server.ask(self.request(REQUEST_METHOD="POST", CONTENT_LENGTH=str(1 << 20 | 1)), b"")
-        self.assertTrue(answer.output.startswith(b"Status: 413 "), answer.output)
+        self.is_refused_and_logged(server, answer, "413 Request Entity Too Large")
 
     def test_a_body_of_unknown_length_above_the_limit_is_refused(self):
-        answer = self.serve("--body", "1").ask(self.request(REQUEST_METHOD="PUT"), b"x" * (1 << 20 | 1))
-        self.assertTrue(answer.output.startswith(b"Status: 413 "), answer.output)
+        server = self.serve("--body", "1")
+        answer = server.ask(self.request(REQUEST_METHOD="PUT"), b"x" * (1 << 20 | 1))
+        self.is_refused_and_logged(server, answer, "413 Request Entity Too Large")
 
     def test_a_body_at_the_limit_is_read(self):
         self.program("count", "wc -c")
@@ -287,20 +323,13 @@ class Limits(Site):
         self.page("endless.html", "^for[i;1;2000000000;]")
         self.ends(self.serve("--processor-time", "1"), "endless.html", "it used too much processor time")
 
-    def test_the_processor_time_is_that_of_one_request(self):
-        passes, requests = (1000000, 18) if SANITIZED else (3000000, 30)
-        self.page("long.html", f"^for[i;1;{passes};^if[^var[i] < 0;x]]")
-        server = self.serve("--processor-time", "2", "--requests-per-process", "100", "--spare", "1",
-                            "--processes", "1")
-        for _ in range(requests):
-            self.assertEqual(server.ask(self.request("long.html")).status, 253)
-
     @unittest.skipIf(SANITIZED, "the sanitizers reserve more than a request may use")
     def test_a_request_that_needs_too_much_memory_ends(self):
         self.page("greedy.html", "^var[a;x]^for[i;1;40;^var[a;^var[a]^var[a]]]")
         server = self.serve("--memory", "64")
         answer = server.ask(self.request("greedy.html"))
         self.assertTrue(answer.output.startswith(b"Status: 500 Internal Server Error\r\n"), answer.output)
+        wait_for(lambda: ": /greedy.html: 500 Internal Server Error\n" in server.log(), "the log to say it")
         self.assertEqual(answer.status, 254)
         self.assertEqual(self.body_of(server.ask(self.request())), "hello ")
 
@@ -312,7 +341,7 @@ class Limits(Site):
         waiting = [self.start(server, self.request()) for _ in range(2)]
         wait_for(lambda: server.figures()["waiting"] == 2, "two requests to wait")
         answer = server.ask(self.request())
-        self.assertTrue(answer.output.startswith(b"Status: 503 Service Unavailable\r\n"), answer.output)
+        self.is_refused_and_logged(server, answer, "503 Service Unavailable")
         self.assertEqual(answer.status, 0)
         self.assertEqual(server.figures()["refused"], 1)
         pipe.write_text("done")
@@ -407,19 +436,6 @@ class Signals(Site):
         pipe.write_text("done")
         self.assertEqual(self.body_of(running()), "done")
 
-    def test_a_server_that_cannot_start_afresh_goes_on(self):
-        program = self.root / "server"
-        shutil.copy(SERVER, program)
-        server = self.serve("--processes", "1", "--spare", "1", "--requests-per-process", "1000", program=program)
-        program.unlink()
-        server.process.send_signal(signal.SIGHUP)
-        wait_for(lambda: "cannot start afresh" in server.log(), "the failure")
-        for child in server.children():  # those that come after it
-            os.kill(child, signal.SIGKILL)
-        self.write("run/.profile", "NAME_OF_SITE=a\n")
-        for _ in range(5):
-            self.assertEqual(self.body_of(server.ask(self.request(QUERY_STRING="name=Ann"))), "hello Ann")
-
     def test_processes_end_when_their_server_is_killed(self):
         server = self.serve()
         children = wait_for(server.children, "processes")
@@ -427,19 +443,17 @@ class Signals(Site):
         wait_for(lambda: not any(Path(f"/proc/{child}/root").exists() for child in children), "the processes to end")
 
     def test_a_request_that_a_killed_server_left_running_holds_nobody_up(self):
-        for requests in ("1", "1000"):
-            with self.subTest(requests_per_process=requests):
-                pipe, sign = self.waiting_page("wait" + requests)
-                server = self.serve("--processes", "1", "--spare", "1", "--requests-per-process", requests)
-                running = self.start(server, self.request(f"wait{requests}.html"))
-                wait_for(sign.exists, "the page to run")
-                waiting = self.start(server, self.request())
-                wait_for(lambda: server.figures()["waiting"] == 1, "a request to wait")
-                server.process.kill()
-                self.assertEqual(waiting().status, None)
-                wait_for(lambda: self.is_refused(server), "new requests to be refused")
-                pipe.write_text("done")
-                self.assertEqual(self.body_of(running()), "done")
+        pipe, sign = self.waiting_page()
+        server = self.serve("--processes", "1", "--spare", "1")
+        running = self.start(server, self.request("wait.html"))
+        wait_for(sign.exists, "the page to run")
+        waiting = self.start(server, self.request())
+        wait_for(lambda: server.figures()["waiting"] == 1, "a request to wait")
+        server.process.kill()
+        self.assertEqual(waiting().status, None)
+        wait_for(lambda: self.is_refused(server), "new requests to be refused")
+        pipe.write_text("done")
+        self.assertEqual(self.body_of(running()), "done")
 
     def is_refused(self, server):
         try:
@@ -487,6 +501,26 @@ class Status(Site):
             silent.connect(server.status_path)
             self.assertEqual(self.body_of(server.ask(self.request())), "hello ")
             self.assertIn("served: 1\n", server.status())
+
+
+class RequestsOfOneProcess(Requests):
+    mode = MANY_REQUESTS
+
+
+class BrokenOfOneProcess(Broken):
+    mode = MANY_REQUESTS
+
+
+class LimitsOfOneProcess(Limits):
+    mode = MANY_REQUESTS
+
+
+class SignalsOfOneProcess(Signals):
+    mode = MANY_REQUESTS
+
+
+class StatusOfOneProcess(Status):
+    mode = MANY_REQUESTS
 
 
 if __name__ == "__main__":
