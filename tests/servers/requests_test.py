@@ -5,6 +5,7 @@
 """
 
 import base64
+import contextlib
 import hashlib
 import os
 import socket
@@ -26,6 +27,10 @@ TABLE = (ROOT / "docs/deploying.md").read_text().partition("\n| request |")[2].p
 STATUS = {line.split("|")[1].strip(): line.split("|")[2:] for line in TABLE.splitlines() if line.startswith("| ")}
 COLUMNS = ["apache-cgi", "apache-fcgi", "nginx-fcgiwrap", "nginx-fcgi", "lighttpd"]
 NAMES = "REQUEST_METHOD SCRIPT_NAME PATH_INFO PATH_TRANSLATED REQUEST_URI DOCUMENT_ROOT QUERY_STRING REMOTE_USER".split()
+VISITOR = ("GATEWAY_INTERFACE SERVER_PROTOCOL SERVER_NAME SERVER_PORT REMOTE_ADDR CONTENT_TYPE CONTENT_LENGTH HTTP_ACCEPT "
+           "HTTP_USER_AGENT HTTP_REFERER HTTP_COOKIE").split()
+# Headers by which some servers are told to send a file in place of the page.
+SENDING = ("X-Accel-Redirect", "X-Sendfile", "X-LIGHTTPD-send-file")
 FILES = {
     "run/_macro.cfg": "@greet[who]\n<p>Hello, $who!</p>\n",
     "run/.profile": "SITE_NAME=The Quill\n",
@@ -40,6 +45,9 @@ FILES = {
     "www/status.html": "^header[Status;410 Gone]gone",
     "www/endless.html": "^for[i;1;2000000000;^rem[x]]",
     "www/plain.html": "^header[Content-Type;text/plain]<plain>",
+    "www/charset.html": "^header[Content-Type;text/html^; charset=koi8-r]x",
+    "www/send.html": "".join(f"^header[{name};^form[file]]" for name in SENDING) + "plain",
+    "www/visitor.html": "^optimize[no]" + "".join(f"{name}=^env[{name}]\n" for name in VISITOR),
     "www/empty.html": "^rem[nothing]",
     "www/query.html": "^optimize[no]^query[]|^form[x]",
     "www/long.html": "x" * 4_000_000,
@@ -92,6 +100,7 @@ class Requests(Asking, unittest.TestCase):
         reply = self.ask("/plain.html")
         self.assertIn(reply.headers["Content-Type"].lower(), ("text/plain", "text/plain; charset=utf-8"))
         self.assertEqual(reply.text(), "<plain>")
+        self.assertEqual(self.ask("/charset.html").headers["Content-Type"], "text/html; charset=koi8-r")
 
     def test_the_environment_names_the_page_and_not_the_program(self):
         www = self.server.site / "www"
@@ -99,6 +108,14 @@ class Requests(Asking, unittest.TestCase):
                          "REQUEST_METHOD=GET\nSCRIPT_NAME=/cgi-bin/quillet\nPATH_INFO=/environment.html\n"
                          f"PATH_TRANSLATED={www}/environment.html\nREQUEST_URI=/environment.html?x=1&y=2\n"
                          f"DOCUMENT_ROOT={www}\nQUERY_STRING=x=1&y=2\nREMOTE_USER=\n")
+
+    def test_the_environment_has_the_server_and_the_visitor(self):
+        values = ["CGI/1.1", "HTTP/1.1", "127.0.0.1", str(self.port()), "127.0.0.1", "text/plain", "3", "text/html", "quill/1",
+                  "http://example.org/x", "a=1; b=2"]
+        headers = {"Content-Type": "text/plain", "Accept": "text/html", "User-Agent": "quill/1",
+                   "Referer": "http://example.org/x", "Cookie": "a=1; b=2"}
+        self.assertEqual(self.ask("/visitor.html", "POST", "abc", headers).text(),
+                         "".join(f"{name}={value}\n" for name, value in zip(VISITOR, values)))
 
     def test_a_folder_shows_its_index_page(self):
         self.assertEqual([self.ask(path).text() for path in ("/", "/shop/")], ["the front page\n", "the shop"])
@@ -166,6 +183,18 @@ class Requests(Asking, unittest.TestCase):
             stream.sendall(head.encode())
             self.assertIn(b" 413 ", stream.makefile("rb").readline())
 
+    def test_a_body_in_chunks_beyond_the_limit_is_refused(self):
+        head = (b"POST /form.html HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\nTransfer-Encoding: chunked\r\n"
+                b"Content-Type: application/x-www-form-urlencoded\r\n\r\n")
+        chunk = b"%x\r\n%b\r\n" % (MEBIBYTE, b"x" * MEBIBYTE)
+        with socket.create_connection(("127.0.0.1", self.server.port), TIMEOUT) as stream:
+            with contextlib.suppress(ConnectionError):  # a server may refuse it before the end
+                stream.sendall(head)
+                for _ in range(129):
+                    stream.sendall(chunk)
+                stream.sendall(b"0\r\n\r\n")
+            self.assertIn(b" 413 ", stream.makefile("rb").readline())
+
     def test_a_form_that_cannot_be_decoded_is_an_error_of_the_server(self):
         reply = self.post("/form.html", "a=1", "multipart/form-data")
         self.assertEqual(reply.status, self.status("a page that ends without a response"))
@@ -209,6 +238,8 @@ class Requests(Asking, unittest.TestCase):
         self.assertEqual(reply.status, self.status("`^header[Location;/page.html]` without a status"))
         if reply.status == 200:
             self.assertEqual(reply.text(), "<p>Hello, Ann!</p>")
+        else:
+            self.assertTrue(reply.headers["Location"].endswith("/hello.html?name=Ann"), reply.headers["Location"])
 
     def test_head_gives_the_headers_alone(self):
         reply = self.ask("/hello.html?name=Ann", "HEAD")
@@ -216,6 +247,7 @@ class Requests(Asking, unittest.TestCase):
 
     def test_a_page_without_output_is_the_error_page(self):
         reply = self.ask("/empty.html")
+        self.assertEqual(reply.status, 200)
         self.assertIn("unable to print", reply.text())
 
     def test_a_large_page_arrives_whole(self):
@@ -263,10 +295,23 @@ class Requests(Asking, unittest.TestCase):
         self.assertEqual(reply.status, self.status("the same with a page that asks for a password"))
         self.assertNotIn("for ", reply.text())
 
+    def test_a_password_is_asked_for_at_every_spelling_of_the_address(self):
+        for target in ("/members//index.html", "//members/index.html", "/%6dembers/index.html", "/members/./index.html",
+                       "/shop/../members/index.html", "/shop/%2e%2e//members/index.html"):
+            self.assertEqual(self.ask_raw(target).status, 401, target)
+        reply = self.ask_raw("/members%2Findex.html")
+        self.assertEqual(reply.status, 404 if self.status("`/directory%2Fpage.html`") == 404 else 401)
+
+    def test_a_header_of_a_page_sends_no_other_file(self):
+        for file in ("/members/_data", "/_data.html", self.server.site / "www/_data.html", "/etc/passwd"):
+            reply = self.ask(f"/send.html?file={file}")
+            self.assertEqual((reply.status, reply.text()), (200, "plain"), file)
+
     def test_data_and_configuration_are_refused(self):
         for target in ("/_data.html", "/%5Fdata.html", "/shop/_quillet.cfg", "/shop/../_data.html", "/_nothing",
                        "/.profile", "/%2Eprofile", "/shop/.htaccess", "/_private/page.html", "/visits.count",
-                       "/access_log", "/shop/error_log"):
+                       "/visits%2Ecount", "/visits.count/x", "/access_log", "/access_log/x", "/shop/error_log",
+                       "/shop/error_log/"):
             self.assertEqual(self.ask_raw(target).status, 403, target)
 
     def test_the_working_directory_is_out_of_reach(self):
@@ -282,8 +327,8 @@ class Requests(Asking, unittest.TestCase):
 
     def test_a_url_that_continues_after_a_page_names_nothing(self):
         for target in ("/hello.html/", "/hello.html/more", "/hello.html/more.html?x=1", "/CAPITALS.HTML/%3Cb%3E",
-                       "/french.html.fr/%3Cb%3E"):
-            self.assertEqual(self.ask(target).status, self.status("`/page.html/x`, after a page"), target)
+                       "/french.html.fr/%3Cb%3E", "/style.css/x"):
+            self.assertEqual(self.ask(target).status, self.status("`/page.html/x`, after a page or another file"), target)
 
     def test_an_encoded_slash_names_no_other_page(self):
         reply = self.ask_raw("/shop%2Flist.html")
@@ -305,6 +350,16 @@ class Requests(Asking, unittest.TestCase):
             self.assertEqual(self.ask("/hello.html?name=Ann").text(), "<p>Hello, Ann!</p>")
             slow.sendall(b"=1")
             self.assertEqual(self.reply(slow).text(), "1||")
+
+    def test_visitors_who_read_slowly_hold_nobody_up(self):
+        streams = [socket.create_connection(("127.0.0.1", self.server.port), TIMEOUT) for _ in range(3)]
+        for stream in streams:
+            stream.sendall(b"GET /long.html HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n\r\n")
+            self.assertEqual(stream.recv(1, socket.MSG_PEEK), b"H")
+        self.assertEqual(self.ask("/hello.html?name=Ann").text(), "<p>Hello, Ann!</p>")
+        for stream in streams:
+            with stream:
+                self.assertEqual(len(self.reply(stream).text()), 4_000_000)
 
     def test_a_visitor_who_goes_away(self):
         for request in (b"POST /form.html HTTP/1.1\r\nHost: localhost\r\nContent-Length: 1000\r\n"
