@@ -37,21 +37,22 @@ OF_THE_PROCESS = ("arguments", "limits", "clock", "mail_program")
 
 
 class WarmRun(Run):
-    """A case in a folder that stays while a server works in it."""
+    """A case in a folder that stays while a server works in it; `keeps`: asked once more when it leaves every file as it
+    was."""
 
-    def __init__(self, warm, root, sections):
+    def __init__(self, warm, root, sections, keeps=False):
         super().__init__(None, sections)
-        self.warm = warm
+        self.warm, self.keeps = warm, keeps
         self.root = os.fsencode(root)
 
     def execute(self):
         root = Path(os.fsdecode(self.root))
         try:
             self.prepare()
-            before = contents(root) if self.warm.keeps else None
+            before = contents(root) if self.keeps else None
             self.run_program()
             self.check()
-            if self.warm.keeps and not self.failures and contents(root) == before:
+            if self.keeps and not self.failures and contents(root) == before:
                 self.run_program()
                 self.check()
                 self.failures += ["  when it was asked once more"] if self.failures else []
@@ -78,9 +79,9 @@ def contents(root):
 class DatabaseRun(WarmRun, ServerRun):
     """The same of a case that finds a database server."""
 
-    def __init__(self, database, warm, root, sections):
+    def __init__(self, database, warm, root, sections, keeps=False):
         ServerRun.__init__(self, database, sections)
-        self.warm = warm
+        self.warm, self.keeps = warm, keeps
         self.root = os.fsencode(root)
 
 
@@ -105,10 +106,8 @@ def empty(root):
 def start_warm(root, requests_per_process, keeps):
     environment = {"LD_PRELOAD": library("clock"), "CLOCK": str(int(time.time()) + 3600),
                    "ASAN_OPTIONS": "detect_leaks=0:allocator_may_return_null=1:verify_asan_link_order=0"} if keeps else None
-    server = Server(root / "site", "--requests-per-process", str(requests_per_process), "--spare", "1",
-                    environment=environment)
-    server.keeps = keeps
-    return server
+    return Server(root / "site", "--requests-per-process", str(requests_per_process), "--spare", "1",
+                  environment=environment)
 
 
 def run_share(paths, requests_per_process, keeps, make_run):
@@ -119,7 +118,7 @@ def run_share(paths, requests_per_process, keeps, make_run):
     server = start_warm(root, requests_per_process, keeps)
     try:
         for path in paths:
-            run = make_run(server, root, parse_case(path.read_bytes()))
+            run = make_run(server, root, parse_case(path.read_bytes()), keeps)
             try:
                 run.execute()
             except (CaseError, OSError) as error:
