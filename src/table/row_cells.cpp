@@ -10,7 +10,7 @@
 namespace quillet {
 
 std::string_view cell_of(std::string_view row, int column) {
-  while (column-- > 0 && row.data() != nullptr) next_token(row, '\t');
+  for (; column > 0 && row.data() != nullptr; --column) next_token(row, '\t');
   return next_token(row, '\t');
 }
 

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <iterator>
+#include <limits>
 #include <string>
 
 #include "core/preparation.h"
@@ -50,6 +51,7 @@ TEST(row_cells, gives_the_same_with_and_without_a_memory) {
 TEST(cell_of, counts_from_0_and_takes_a_negative_column_for_the_first) {
   EXPECT_EQ(cell_of("a\tb\t", 0), "a");
   EXPECT_EQ(cell_of("a\tb\t", -5), "a");
+  EXPECT_EQ(cell_of("a\tb\t", std::numeric_limits<int>::min()), "a");
   EXPECT_EQ(cell_of("a\tb\t", 1), "b");
   EXPECT_EQ(cell_of("a\tb\t", 2), "");
   EXPECT_EQ(cell_of("a\tb\t", 3), "");
