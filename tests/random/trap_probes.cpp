@@ -172,7 +172,7 @@ std::string trap_probes::hole_probe() {
 std::string trap_probes::argument() {
   switch (random_.below(8)) {
     case 0:
-      return one_of({"`", "``", "`a;b`", "`;`", "`[`", "`]`", "`a", "a`", "`a`b", "`^`"});
+      return one_of({"`", "``", "`a;4`", "`;`", "`[`", "`]`", "`a", "a`", "`a`b", "`^`"});
     case 1:
       return one_of({"a^;b", "^;", "^^", "^", "a^", "^[", "[x]", "^[x]", "[[]]", "^^[]", "^ ", "^`", "x^^"});
     case 2:
