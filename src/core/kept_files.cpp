@@ -62,11 +62,7 @@ struct kept {
   }
 };
 
-struct path_hasher : keyed_hasher {
-  using is_transparent = void;
-};
-
-using kept_by_path = std::unordered_map<std::string, kept, path_hasher, std::equal_to<>>;
+using kept_by_path = std::unordered_map<std::string, kept, keyed_hasher, std::equal_to<>>;
 
 struct everything_kept {
   kept_by_path with_empty_lines;

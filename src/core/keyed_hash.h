@@ -22,6 +22,7 @@ struct hash_key {
 
 // For the standard library's containers.
 struct keyed_hasher {
+  using is_transparent = void;
   std::size_t operator()(std::string_view bytes) const { return keyed_hash(bytes); }
 };
 

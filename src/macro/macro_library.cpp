@@ -15,12 +15,8 @@ namespace quillet {
 
 namespace {
 
-struct name_hasher : keyed_hasher {
-  using is_transparent = void;
-};
-
 struct {
-  std::unordered_map<std::string, std::unique_ptr<macro>, name_hasher, std::equal_to<>> macros;
+  std::unordered_map<std::string, std::unique_ptr<macro>, keyed_hasher, std::equal_to<>> macros;
   std::vector<std::unique_ptr<macro>> outlived;  // redefined while they ran
   std::size_t kept_bytes = 0;                    // of the bodies with arguments that are kept
   unsigned long generation = 0;
