@@ -25,6 +25,7 @@ from page_runner import PageTest
 from program import PROGRAM, multipart
 
 MEGABYTE = 1 << 20
+ITSELF = 8  # megabytes of addresses of a process without a body
 SHARE = 1
 ROOM = {"64 MB of addresses": ["--as=67108864"], "8 descriptors": ["--nofile=8"], "a stack of 512 kB": ["--stack=524288"]}
 
@@ -82,6 +83,12 @@ class Large(PageTest):
     def test_a_hundred_thousand_parts(self):
         body, content_type = multipart([(f'name="f{number}"', b"%d" % number) for number in range(100000)])
         self.assertEqual(self.post("^form[f0] ^form[f99999]", body, content_type), "0 99999")
+
+    def test_the_shortest_fields_take_at_most_eight_times_the_body(self):
+        self.assertEqual(self.post("^form[x]read", b"=&" * 8 * MEGABYTE, memory=8 * 16 + ITSELF), "read")
+
+    def test_fields_of_16_bytes_take_at_most_two_and_a_half_times_the_body(self):
+        self.assertEqual(self.post("^form[x]read", b"name=0123456789&" * MEGABYTE, memory=40 + ITSELF), "read")
 
     def test_cookies_of_ten_megabytes(self):
         """Larger than what a process can be handed in one variable: only a server in the same process can have them."""
