@@ -10,6 +10,7 @@
 
 namespace quillet {
 
+// Inline, because every file that is read asks and most processes keep none.
 namespace kept_files_door {
 inline bool open = false;
 }

@@ -10,7 +10,6 @@ what there is, and compares the second half with the first.
 
 import argparse
 import contextlib
-import functools
 import http.client
 import itertools
 import multiprocessing
@@ -109,7 +108,7 @@ class Visitor:
         with socket.create_connection(("127.0.0.1", self.port), timeout=TIMEOUT) as stream:
             stream.sendall(b"GET /long.html HTTP/1.1\r\nHost: localhost\r\n\r\n")
 
-    def next(self, number):
+    def ask(self, number):
         next(self.kinds)(number)
 
 
@@ -143,7 +142,7 @@ class Load:
             if self.options.requests and number >= self.options.requests:
                 return
             try:
-                visitor.next(number)
+                visitor.ask(number)
             except Exception as error:  # whatever it is, the test has failed
                 self.failures.append(f"{self.name}: request {number}: {type(error).__name__} {error}")
 
@@ -188,8 +187,8 @@ class Load:
         if sorted(self.counts) != list(range(1, len(self.counts) + 1)):
             self.failures.append(f"{self.name}: the counts are not 1 to {len(self.counts)}, each once")
         early, late = halves([look[:2] for look in self.looks])
-        most = functools.partial(max, default=0)
-        processes = [most(look[2] for look in self.looks if (look[0] < .5) == first) for first in (True, False)]
+        processes = [max((look[2] for look in self.looks if (look[0] < .5) == first), default=0)
+                     for first in (True, False)]
         if self.options.seconds:
             self.failures += growth(self.name, early, late)
             if processes[1] > processes[0] + MORE_PROCESSES:
