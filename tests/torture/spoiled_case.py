@@ -164,7 +164,7 @@ def damage(run, whole):
     has its old content or the new one, or begins as the new one and goes on as the old one; a log has whole lines."""
     found = []
     pages = b"".join(section.content() for section in run.all("page", "file"))
-    shown = pages + run.output.replace(run.root, b"@ROOT@")
+    shown = pages + (run.output + whole.output).replace(run.root, b"@ROOT@")
     for name, content in run.files.items():
         if name in LOGS:
             if content and not content.endswith(b"\n"):
