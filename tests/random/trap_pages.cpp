@@ -63,7 +63,7 @@ class trap_page : trap_probes {
   // Calls that stay counted, so that the limit of their depth is reached in the loop, where each pass adds one.
   std::string leaks(std::size_t pass) {
     is_leaking_ = random_.one_in(10);
-    return is_leaking_ ? "^for[k;1;" + std::to_string(999 - random_.below(pass + 14)) + ";^`[]]" : "";
+    return is_leaking_ ? "^for[leaked;1;" + std::to_string(999 - random_.below(pass + 14)) + ";^x[]]" : "";
   }
 
   // What is looked at, and the change that comes at the pass.
@@ -78,7 +78,7 @@ class trap_page : trap_probes {
       }
       if (piece < pieces) made += any_probe() + one_of({"", ",", " ", ";"});
     }
-    if (is_leaking_) made += "^`[]";
+    if (is_leaking_) made += "^x[]";
     if (random_.one_in(12)) return "^level[" + one_of({"sql", "none", "^var[s]", "config"}) + ";" + made + "]";
     if (random_.one_in(12)) return "^for[" + one_of({"j", "k", "n"}) + ";1;2;" + made + "]";
     if (random_.one_in(12)) return "^if[" + hole_condition() + ";" + made + ";" + any_probe() + "]";

@@ -249,7 +249,7 @@ std::string trap_probes::macro_probe() {
   if (random_.one_in(3)) return arguments_alike();
   if (random_.one_in(12)) return "^macro_exists[" + macro_name() + "]";
   if (random_.one_in(20))
-    return "^for[k;1;60;^macro[m;^var[k];" + std::string(5000, 'x') + "]^macro[two;" + argument() + "]]";
+    return "^for[each;1;60;^macro[m;^var[each];" + std::string(5000, 'x') + "]^macro[two;" + argument() + "]]";
   std::string made =
       "^macro[" + (random_.one_in(8) ? one_of({"^var[s]", "m^rem[]", "^if[n>3;m;two]", " m", ""}) : macro_name());
   for (std::size_t n = random_.below(4); n > 0; --n) made += ";" + argument();
