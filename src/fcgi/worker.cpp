@@ -53,7 +53,7 @@ std::size_t read_body(char *buffer, std::size_t size) {
 std::size_t write_to_server(std::string_view bytes) { return current.connection.write(bytes); }
 
 // What was asked for, as the status and the log say it.
-void note_address(char *noted) {
+void note_address(char (&noted)[address_size]) {
   const char *address = std::getenv("REQUEST_URI");
   const std::size_t size = address == nullptr ? 0 : std::min(std::string_view(address).size(), address_size - 1);
   std::replace_copy_if(address, address + size, noted, is_control, ' ');
