@@ -31,7 +31,8 @@ class mixed_page : page_texts {
  private:
   // Something to look at: variables, macros, tables.
   std::string start() {
-    std::string made = "^var[g;" + number(30) + "]^var[h;" + number(300) + "]";
+    // Texts may double g times.
+    std::string made = "^var[g;" + number(12) + "]^var[h;" + number(300) + "]";
     for (const std::string_view name : {"n", "a", "s", "i"}) {
       if (!random_.one_in(4))
         made += "^var[" + std::string(name) + ";" + (random_.one_in(2) ? number(30) : word()) + "]";

@@ -256,9 +256,11 @@ std::string page_texts::change(std::size_t level) {
       return "^config[named;name\tprice\tx\n" + rows() + "]";
     case 8:
       return "^config[" + rows() + "]";
-    case 9:
-      return "^if[g>0;^var[g;-;1]^config[" + one_of({"append", "insert;1", "insert", "join;u", "join;t"}) + ";" +
-             rows() + "]]";
+    case 9: {
+      const std::string action = one_of({"append", "insert;1", "insert", "join;u", "join;t"});
+      const std::string cost = action.starts_with("join") ? "4" : "1";  // a table may be joined to itself
+      return "^if[g>0;^var[g;-;" + cost + "]^config[" + action + ";" + rows() + "]]";
+    }
     case 10:
       return "^config[remove" + one_of({"", ";0", ";0;2", ";;1"}) + "]";
     case 11:

@@ -35,7 +35,7 @@
 
 #ifdef QUILLET_SANITIZED
 // A page may start hundreds of trials, each in a copy of this process: with 256 MB of freed memory, as usual, a
-// thousand pages take 23 s, with this 14. A text that grows and grows ends its page here, in other builds by the limit
+// thousand pages take 14 s, with this 8. A text that grows and grows ends its page here, in other builds by the limit
 // of the address space.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wpragmas"

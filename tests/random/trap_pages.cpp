@@ -33,7 +33,8 @@ class trap_page : trap_probes {
   std::string any_probe() { return probe(subject()); }
 
   std::string beginning() {
-    std::string made = "^var[g;" + number(30) + "]^var[h;" + number(60) + "]";
+    // Texts may double g times.
+    std::string made = "^var[g;" + number(12) + "]^var[h;" + number(60) + "]";
     for (const std::string_view name : {"n", "a", "b"}) {
       if (!random_.one_in(5)) {
         made += "^var[" + std::string(name) + ";" + (random_.one_in(2) ? number(12) : edge_value()) + "]";
