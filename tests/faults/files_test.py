@@ -190,6 +190,13 @@ class Locks(PageTest):
             fcntl.flock(lock, fcntl.LOCK_EX)
             self.assertEqual(self.run_page("^include[part] ^include[asis;part]"), "included included")
 
+    def test_a_table_is_loaded_and_saved_whoever_holds_its_lock(self):
+        path = self.write("www/_list", "a\n")
+        with open(path, "rb") as lock:
+            fcntl.flock(lock, fcntl.LOCK_EX)
+            self.assertEqual(self.run_page("^load[list]^item[0]^config[append;b]^save[list]"), "a")
+        self.assertEqual(Path(path).read_text(), "a\nb\n")
+
 
 class Matching(PreloadTest):
     """A C library that cannot match a name."""
