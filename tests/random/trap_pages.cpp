@@ -116,11 +116,13 @@ class trap_page : trap_probes {
   std::string passes(const std::string &body, std::size_t count) {
     const std::string end = std::to_string(count);
     const std::string counted = "^var[i;+;1]" + body;
+    // Ends also where the body sets the counter back each time.
+    const std::string ended = counted + "^var[runs;+;1]^if[runs>" + std::to_string(count + 9) + ";^var[i;9999]]";
     std::string lines;
     for (std::size_t i = 0; i < count; ++i) lines += "row\t" + std::to_string(i) + "\n";
     switch (random_.below(16)) {
       case 0:
-        return "^var[i;0]^while[i<" + end + ";" + counted + "]";
+        return "^var[i;0]^while[i<" + end + ";" + ended + "]";
       case 1:
         return "^var[i;0]^context[w;^config[" + lines + "]^menu[" + counted + ";,]]";
       case 2:
@@ -134,7 +136,7 @@ class trap_page : trap_probes {
         return "^macro_new[run;" + body + one_of({"$1", "$2", "^var[$1]"}) + "]^for[i;1;" + end + ";^macro[run;" +
                one_of({"n", "a;b", "^var[i]", ";"}) + "]]";
       case 6:
-        return "^var[i;0]^macro_new[run;" + counted + "^if[i<" + end + ";^macro[run]]]^macro[run]";
+        return "^var[i;0]^macro_new[run;" + ended + "^if[i<" + end + ";^macro[run]]]^macro[run]";
       case 7:
         return "^var[i;0]^context[w;^config[" + lines + "]^sort[" + counted + "^item[1];-N]^menu[^item[1],]]";
       case 8:
