@@ -8,6 +8,7 @@ status is 1 after any other that no case notices. The changed file is compiled a
 """
 
 import argparse
+import collections
 import concurrent.futures
 import functools
 import os
@@ -126,14 +127,21 @@ def read_reasons():
 
 
 def describe_changes(name):
-    """{change: (line number, change in words, line of the source)}."""
-    source = (ROOT / name).read_text()
+    """{change: (line number, change in words, line of the source)}; the second of the same words and line is "0 -> 1 (2)"."""
+    return describe_changes_of((ROOT / name).read_text())
+
+
+def describe_changes_of(source):
     lines = source.splitlines()
-    described = {}
+    described, times = {}, collections.Counter()
     for start, end, replacement in changes(source):
         number = source.count("\n", 0, start)
         words = f"{source[start:end].strip()} -> {replacement.strip() or 'nothing'}"
-        described[start, end, replacement] = number + 1, words, lines[number].strip()
+        line = lines[number].strip()
+        times[words, line] += 1
+        if times[words, line] > 1:
+            words += f" ({times[words, line]})"
+        described[start, end, replacement] = number + 1, words, line
     return described
 
 
