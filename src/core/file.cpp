@@ -253,27 +253,27 @@ bool reserve_room(const open_file &file, std::size_t size) {
   if (errno != ENOSPC && errno != EDQUOT) return true;  // it cannot be asked for here
   const int error = errno;
   if (const long long old_size = file.size(); old_size >= 0) {
-    static_cast<void>(!ftruncate(file, static_cast<off_t>(old_size)));  // what was set aside is given back
+    static_cast<void>(resize_file(file, static_cast<std::size_t>(old_size)));  // what was set aside is given back
   }
   errno = error;
   return false;
 }
 
-bool cut_file(const open_file &file, std::size_t size) {
-  while (ftruncate(file, static_cast<off_t>(size)) != 0) {
+}  // namespace
+
+bool resize_file(int descriptor, std::size_t size) {
+  while (ftruncate(descriptor, static_cast<off_t>(size)) != 0) {
     if (errno != EINTR) return false;
   }
   return true;
 }
-
-}  // namespace
 
 text write_text_file(std::string_view path, std::string_view bytes, bool lock) {
   if (path.empty()) return text("no filename specified");
   const open_file file(path, O_RDWR | O_CREAT);
   if (file < 0) return file_error();
   if (lock) lock_file(file);
-  if (!reserve_room(file, bytes.size()) || write_all(file, bytes) != bytes.size() || !cut_file(file, bytes.size())) {
+  if (!reserve_room(file, bytes.size()) || write_all(file, bytes) != bytes.size() || !resize_file(file, bytes.size())) {
     return file_error();
   }
   return {};

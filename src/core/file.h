@@ -68,6 +68,9 @@ std::time_t file_time(std::string_view path, std::time_t new_time);
 // were written, fewer only on an error, with errno set.
 std::size_t write_all(int descriptor, std::string_view bytes);
 
+// Cuts or lengthens the open file to `size` bytes, through interruptions. False, with errno set, on failure.
+[[nodiscard]] bool resize_file(int descriptor, std::size_t size);
+
 // The system's description of the current error number, and the number: "Permission denied(#13)".
 [[nodiscard]] text file_error();
 

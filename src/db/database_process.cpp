@@ -14,6 +14,7 @@
 #include <utility>
 #include <vector>
 
+#include "core/file.h"
 #include "core/process.h"
 
 namespace quillet {
@@ -77,7 +78,7 @@ std::vector<char *> program_environment() {
 bool make_window() {
   if (process.window != nullptr) return true;
   owned_descriptor file(memfd_create("window", MFD_CLOEXEC | MFD_ALLOW_SEALING));
-  if (file < 0 || ftruncate(file, database_window_size) != 0 ||
+  if (file < 0 || !resize_file(file, database_window_size) ||
       fcntl(file, F_ADD_SEALS, F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_SEAL) != 0) {
     return false;
   }

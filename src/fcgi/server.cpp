@@ -22,6 +22,7 @@
 #include <string>
 #include <vector>
 
+#include "core/file.h"
 #include "core/keyed_hash.h"
 #include "fcgi/large_pages.h"
 #include "fcgi/request_limits.h"
@@ -288,7 +289,7 @@ void server::end_of_process(std::size_t number, int status) {
     for (ssize_t n; (n = pread(ended.standard_error, piece, sizeof piece, at)) > 0; at += n) {
       std::fwrite(piece, 1, static_cast<std::size_t>(n), stderr);
     }
-    if (ftruncate(ended.standard_error, 0) != 0) report("standard error: %s", std::strerror(errno));
+    if (!resize_file(ended.standard_error, 0)) report("standard error: %s", std::strerror(errno));
   }
   ended.id = 0;
 }

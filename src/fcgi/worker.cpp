@@ -133,7 +133,7 @@ void set_request_environment(char **own) {
     current.connection.write_error({piece, static_cast<std::size_t>(n)});
     write_all(current.place->service_error, {piece, static_cast<std::size_t>(n)});
   }
-  if (ftruncate(errors, 0) != 0) return;
+  static_cast<void>(resize_file(errors, 0));
 }
 
 void pass_on_errors() {
