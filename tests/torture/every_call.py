@@ -3,6 +3,7 @@ or killed at as many random moments."""
 
 import argparse
 import concurrent.futures
+import math
 import os
 import random
 import signal
@@ -49,8 +50,9 @@ class Row:
         trials = [(mode, chance.randint(1, duration) if mode == MOMENT else number)
                   for number in range(1, whole.calls + 1) for mode in self.modes if steady or mode not in HARMLESS]
         chance.shuffle(trials)
+        case_end = time.monotonic() + self.options.case_seconds
         for mode, number in trials[:self.options.each]:
-            if self.ran_out():
+            if self.ran_out() or time.monotonic() > case_end:
                 return
             run = SpoiledRun(sections, f"{mode} {number}").execute()
             self.count(name, run, self.complaints(run, whole))
@@ -72,6 +74,7 @@ class Row:
         parser = argparse.ArgumentParser(description=description)
         parser.add_argument("--seconds", type=float, default=0, help="end after so many")
         parser.add_argument("--each", type=int, default=None, metavar="N", help="at most N trials of each case")
+        parser.add_argument("--case-seconds", type=float, default=math.inf, metavar="N", help="end a case after so many")
         parser.add_argument("--jobs", type=int, default=len(os.sched_getaffinity(0)))
         parser.add_argument("--seed", type=int, default=1)
         parser.add_argument("paths", nargs="*", type=Path)

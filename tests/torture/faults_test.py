@@ -1,9 +1,11 @@
 """Every page case with its n-th call of the C library failing, once and for ever, interrupted and cut short, for every n.
 
-    QUILLET_DYNAMIC_PROGRAM=... faults_test.py [--seconds N] [--each N] [--jobs N] [--seed N] [PATH ...]
+    QUILLET_DYNAMIC_PROGRAM=... faults_test.py [--seconds N] [--each N] [--case-seconds N] [--jobs N] [--seed N]
+        [PATH ...]
 
 A page ends with one of the program's statuses, within its time, and leaves no process, no other file and no torn one. An
-interruption and a short read or write change nothing at all. The calls come in a random order; --seconds ends early.
+interruption and a short read or write change nothing at all. The calls come in a random order; --seconds and
+--case-seconds end early.
 """
 
 import signal

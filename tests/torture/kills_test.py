@@ -1,7 +1,8 @@
 """Every page case that changes a file, its process killed before its n-th call of the C library and in the middle of each
 write, for every n, and at as many random moments: what the killed process leaves, docs/reliability.md says.
 
-    QUILLET_DYNAMIC_PROGRAM=... kills_test.py [--seconds N] [--each N] [--jobs N] [--seed N] [PATH ...]
+    QUILLET_DYNAMIC_PROGRAM=... kills_test.py [--seconds N] [--each N] [--case-seconds N] [--jobs N] [--seed N]
+        [PATH ...]
 """
 
 import signal

@@ -36,6 +36,19 @@ def library():
     return os.path.join(library_folder.name, "calls.so")
 
 
+def is_running(group):
+    """Whether a process of the group has not ended; one that has may still be there until the system's first process, which
+    can take seconds, waits for it."""
+    for path in Path("/proc").glob("[0-9]*/stat"):
+        try:
+            state, _, own_group = path.read_text().rpartition(")")[2].split()[:3]
+        except OSError:  # it is gone
+            continue
+        if int(own_group) == group and state not in "ZX":
+            return True
+    return False
+
+
 class SpoiledRun(case_run.Run):
     """One run of a case; afterwards `status`, `output`, `errors`, `calls` (how many there were), `microseconds` (from the
     start to the last of them, when nothing was spoiled), `spoiled` (the function that was), `files` (path: content), `given` (the same before it), `left_running`."""
@@ -87,6 +100,8 @@ class SpoiledRun(case_run.Run):
         try:
             while time.monotonic() < end:
                 os.killpg(group, 0)
+                if not is_running(group):
+                    return False
                 time.sleep(0.01)
             os.killpg(group, signal.SIGKILL)
             return True
