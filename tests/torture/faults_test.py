@@ -8,6 +8,7 @@ interruption and a short read or write change nothing at all. The calls come in 
 --case-seconds end early.
 """
 
+import re
 import signal
 import sys
 
@@ -16,9 +17,18 @@ from spoiled_case import STATUSES, damage
 
 
 def is_of_library(run):
-    """The C library's regcomp, without memory, gives a repeated group back twice, and ends the process for it."""
-    return run.status == -signal.SIGABRT and run.errors == b"free(): double free detected in tcache 2\n" and \
-        run.spoiled == "realloc" and b"^match[" in run.find("page").content()
+    """Without memory the C library gives blocks back twice while it compiles an expression, or matches one with a back
+    reference, and ends the process for it; or it reads a state of such a match that it has not written."""
+    page = run.find("page").content()
+    gives_back_twice = run.status == -signal.SIGABRT and run.errors == b"free(): double free detected in tcache 2\n"
+    reads_no_state = run.status == -signal.SIGBUS and re.search(rb"\\[1-9]", page)
+    return run.spoiled.endswith("alloc") and (b"^match[" in page or b"^index[" in page) and \
+        (gives_back_twice or reads_no_state)
+
+
+def is_first_read_of_mail(run):
+    """What the mail program says is read once; what does not come with it is not reported."""
+    return run.spoil.startswith("short") and run.spoiled == "read" and b"^sendmail[" in run.find("page").content()
 
 
 def complaints(run, whole):
@@ -29,7 +39,7 @@ def complaints(run, whole):
         found.append("a process goes on running")
     if run.status not in STATUSES and not is_of_library(run):
         found.append(f"status {run.status}: {run.errors[:300]!r}")
-    if run.spoil.startswith(HARMLESS) and outcome(run) != outcome(whole):
+    if run.spoil.startswith(HARMLESS) and outcome(run) != outcome(whole) and not is_first_read_of_mail(run):
         found.append(f"the result is another: {outcome(run)!r:.300} instead of {outcome(whole)!r:.300}")
     return found
 
