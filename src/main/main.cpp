@@ -5,6 +5,7 @@
 #include "cgi/streams.h"
 #include "core/end.h"
 #include "main/driver.h"
+#include "main/stack.h"
 
 namespace {
 
@@ -14,12 +15,14 @@ void read_rest_of_body(int) {
   if (length > 0) quillet::drop_input(static_cast<std::size_t>(length));
 }
 
-}  // namespace
-
-int main() {
+int answer() {
   quillet::prepare_process();
   quillet::set_before_end(read_rest_of_body);
   const int status = quillet::answer_request();
   read_rest_of_body(status);
   return status;
 }
+
+}  // namespace
+
+int main() { return quillet::call_with_enough_stack(answer); }

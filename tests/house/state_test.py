@@ -24,7 +24,7 @@ ANSWERED_FOR = {
         "places", "used_places",
     ],
     "read only where a process answers one request": ["bytes_read"],
-    "written before it is read": ["integer_program::compute() const::stack"],
+    "written before it is read": ["current_call", "integer_program::compute() const::stack"],
     "constant after the start": [
         "registry", "register_all_operators()::registered", "write_last_message", "before_end", "streams",
         "preparation_door::open", "kept_files_door::open",
