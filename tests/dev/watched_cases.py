@@ -66,6 +66,8 @@ def run_case(kind, path):
     if kind is ShellRun and not is_plain(sections):
         return path, None
     run = kind(PROGRAM, sections)
+    if "stack" in run.limits():  # the tool keeps the one that it is given
+        return path, None
     run.execute()
     return path, run.failures
 
