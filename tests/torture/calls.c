@@ -10,7 +10,7 @@
  *                          bytes: the kernel (Linux) looks for a kill between blocks only, so one block is moved whole
  *   SPOIL="moment 700"     the process is killed 700 microseconds after its start, wherever it is
  *   SPOIL_REPORT=FILE      a file of at least 64 bytes: the number of calls and the microsecond of the last one (8 bytes
- *                          each), the name of the spoiled function
+ *                          each), the name of the spoiled function: "malloc", or "malloc in regcomp"
  *
  * A child of the process goes on from its parent's number; programs that the process runs are left alone.
  */
@@ -52,6 +52,7 @@ static int is_armed;
 static char mode[16];
 static long wanted, number;
 static const char *failing_for_ever;
+static const char *expression_function; /* the one of the C library that is at work */
 static struct timespec started;
 
 static void kill_after(long microseconds) {
@@ -89,7 +90,10 @@ static enum outcome next(const char *function) {
   if (mode[0] == 'n') report->microseconds = microseconds_since_start();
   if (failing_for_ever && strcmp(failing_for_ever, function) == 0) return fails;
   if (number != wanted) return as_ever;
-  strncpy(report->spoiled, function, sizeof report->spoiled - 1);
+  if (expression_function)
+    snprintf(report->spoiled, sizeof report->spoiled, "%s in %s", function, expression_function);
+  else
+    strncpy(report->spoiled, function, sizeof report->spoiled - 1);
   switch (mode[0]) {
     case 'e': failing_for_ever = function; return fails;
     case 'o': return fails;
@@ -142,6 +146,19 @@ static size_t first_blocks(size_t size) {
     ssize_t moved = REAL(name) arguments;                        \
     if (outcome == dies_halfway) syscall(SYS_kill, getpid(), SIGKILL); \
     return moved;                                                \
+  }
+
+/* A function for expressions; what is spoiled within it is reported so. */
+#define SPOIL_EXPRESSION(name, parameters, arguments) \
+  int name parameters {                               \
+    if (next(#name) == fails) {                       \
+      errno = ENOMEM;                                 \
+      return REG_ESPACE;                              \
+    }                                                 \
+    expression_function = #name;                      \
+    int result = REAL(name) arguments;                \
+    expression_function = NULL;                       \
+    return result;                                    \
   }
 
 void *malloc(size_t size) {
@@ -243,11 +260,9 @@ SPOIL(DIR *, opendir, EMFILE, NULL, (const char *path), (path))
 SPOIL(struct dirent *, readdir, EIO, NULL, (DIR * folder), (folder))
 SPOIL(int, pipe2, EMFILE, -1, (int ends[2], int flags), (ends, flags))
 SPOIL(ssize_t, readlink, EIO, -1, (const char *path, char *target, size_t size), (path, target, size))
-SPOIL(int, regcomp, ENOMEM, REG_ESPACE, (regex_t * compiled, const char *expression, int flags),
-      (compiled, expression, flags))
-SPOIL(int, regexec, ENOMEM, REG_ESPACE,
-      (const regex_t *compiled, const char *text, size_t places, regmatch_t where[], int flags),
-      (compiled, text, places, where, flags))
+SPOIL_EXPRESSION(regcomp, (regex_t * compiled, const char *expression, int flags), (compiled, expression, flags))
+SPOIL_EXPRESSION(regexec, (const regex_t *compiled, const char *text, size_t places, regmatch_t where[], int flags),
+                 (compiled, text, places, where, flags))
 SPOIL(int, setenv, ENOMEM, -1, (const char *name, const char *value, int replace), (name, value, replace))
 SPOIL(int, unsetenv, ENOMEM, -1, (const char *name), (name))
 SPOIL(int, socketpair, EMFILE, -1, (int domain, int type, int protocol, int ends[2]), (domain, type, protocol, ends))

@@ -57,17 +57,9 @@ class Row:
             if self.ran_out() or time.monotonic() > case_end:
                 return
             run = SpoiledRun(sections, f"{mode} {number}").execute()
-            found = self.complaints(run, whole)
-            if found and mode != MOMENT and not self.is_found_again(sections, run.spoil):
-                print(f"ONLY ONCE {name}: {run.spoil} {run.spoiled}", *found, sep="\n    ", flush=True)
-                found = []
-            self.count(name, run, found)
+            self.count(name, run, self.complaints(run, whole))
         with lock:
             self.counts["cases"] += 1
-
-    def is_found_again(self, sections, spoil):
-        """A program that a page starts cannot be run while another process, just started, has its file open."""
-        return self.complaints(SpoiledRun(sections, spoil).execute(), SpoiledRun(sections).execute())
 
     def count(self, name, run, found):
         with lock:

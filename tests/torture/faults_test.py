@@ -8,7 +8,6 @@ interruption and a short read or write change nothing at all. The calls come in 
 --case-seconds end early.
 """
 
-import re
 import signal
 import sys
 
@@ -17,18 +16,16 @@ from spoiled_case import STATUSES, damage
 
 
 def is_of_library(run):
-    """Without memory the C library gives blocks back twice while it compiles an expression, or matches one with a back
-    reference, and ends the process for it; or it reads a state of such a match that it has not written."""
-    page = run.find("page").content()
-    gives_back_twice = run.status == -signal.SIGABRT and run.errors == b"free(): double free detected in tcache 2\n"
-    reads_no_state = run.status == -signal.SIGBUS and re.search(rb"\\[1-9]", page)
-    return run.spoiled.endswith("alloc") and (b"^match[" in page or b"^index[" in page) and \
-        (gives_back_twice or reads_no_state)
+    """Without memory the C library gives a block back twice while it compiles or matches an expression, and ends the process
+    for it; or it reads a state of the match that it has not written."""
+    if run.status == -signal.SIGABRT and run.errors == b"free(): double free detected in tcache 2\n":
+        return run.spoiled.endswith(("alloc in regcomp", "alloc in regexec"))
+    return run.status == -signal.SIGBUS and run.spoiled.endswith("alloc in regexec")
 
 
 def is_first_read_of_mail(run):
     """What the mail program says is read once; what does not come with it is not reported."""
-    return run.spoil.startswith("short") and run.spoiled == "read" and b"^sendmail[" in run.find("page").content()
+    return run.spoil.startswith("short") and run.spoiled == "read" and b"[sendmail reported error: " in run.output
 
 
 def complaints(run, whole):
