@@ -23,6 +23,8 @@ REPORT_SIZE = 64
 
 library_lock = threading.Lock()
 library_folder = None
+# A process that is about to run its program has every file open that another thread is writing, and nobody can run those.
+starting = threading.Lock()
 
 
 def library():
@@ -51,7 +53,8 @@ def is_running(group):
 
 class SpoiledRun(case_run.Run):
     """One run of a case; afterwards `status`, `output`, `errors`, `calls` (how many there were), `microseconds` (from the
-    start to the last of them, when nothing was spoiled), `spoiled` (the function that was), `files` (path: content), `given` (the same before it), `left_running`."""
+    start to the last of them, when nothing was spoiled), `spoiled` (the function that was), `files` (path: content),
+    `given` (the same before it), `left_running`."""
 
     def __init__(self, sections, spoil="none 0"):
         super().__init__(DYNAMIC_PROGRAM, sections)
@@ -77,13 +80,18 @@ class SpoiledRun(case_run.Run):
             os.unlink(self.report)
         return self
 
+    def prepare(self):
+        with starting:
+            super().prepare()
+
     def run_program(self):
         self.given = self.tree()
         body_section = self.find("body")
         body = self.with_root(body_section.content()) if body_section else b""
-        process = subprocess.Popen(self.command(), stdin=subprocess.PIPE, stdout=subprocess.PIPE,
-                                   stderr=subprocess.PIPE, cwd=self.path("site"), env=self.environment(body),
-                                   start_new_session=True)
+        command, environment = self.command(), self.environment(body)
+        with starting:
+            process = subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                                       cwd=self.path("site"), env=environment, start_new_session=True)
         try:
             self.output, self.errors = process.communicate(body, timeout=TIMEOUT)
         except subprocess.TimeoutExpired:
