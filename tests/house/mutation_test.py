@@ -22,7 +22,7 @@ class Changes(unittest.TestCase):
         self.assertEqual(self.made('#include <a>\nstd::span<int> x("1 < 2"); // 3\nchar c = \'4\';'), [])
 
     def test_the_second_of_the_same_in_the_same_line_is_told_apart(self):
-        described = mutation.describe_changes_of("f(0, 1, 0);\n  f(0, 1, 0);\nf(0);\n")
+        described = mutation.describe_changes("f(0, 1, 0);\n  f(0, 1, 0);\nf(0);\n")
         self.assertEqual([(number, words) for number, words, _ in described.values()],
                          [(1, "0 -> 1"), (1, "1 -> 2"), (1, "0 -> 1 (2)"),
                           (2, "0 -> 1 (3)"), (2, "1 -> 2 (2)"), (2, "0 -> 1 (4)"), (3, "0 -> 1")])

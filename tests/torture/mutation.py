@@ -126,12 +126,8 @@ def read_reasons():
     return known
 
 
-def describe_changes(name):
+def describe_changes(source):
     """{change: (line number, change in words, line of the source)}; the second of the same words and line is "0 -> 1 (2)"."""
-    return describe_changes_of((ROOT / name).read_text())
-
-
-def describe_changes_of(source):
     lines = source.splitlines()
     described, times = {}, collections.Counter()
     for start, end, replacement in changes(source):
@@ -148,13 +144,13 @@ def describe_changes_of(source):
 def reasons_without_change(known):
     """What is named and cannot be made any more."""
     for name in sorted({file for file, _, _ in known}):
-        made = {(name, words, line) for _, words, line in describe_changes(name).values()}
+        made = {(name, words, line) for _, words, line in describe_changes((ROOT / name).read_text()).values()}
         yield from sorted(reason for reason in known - made if reason[0] == name)
 
 
 def try_file(name, options, workers, known):
     """How many changes came to which end."""
-    described = describe_changes(name)
+    described = describe_changes((ROOT / name).read_text())
     unknown = [change for change, (_, words, line) in described.items() if (name, words, line) not in known]
     counts = {"noticed": 0, "no program": 0, "known": len(described) - len(unknown), "survived": 0}
     random.Random(f"{options.seed} {name}").shuffle(unknown)
